@@ -1,0 +1,21 @@
+# SPDX-License-Identifier: LGPL-2.1-or-later
+# Warnings, sanitizers and visibility, the same for every target of the tree.
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+add_compile_options(-Wall -Wextra -Wconversion)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    add_compile_options(-Wcast-align=strict)
+else()
+    add_compile_options(-Wcast-align)
+endif()
+if(QVCOMMON_WERROR)
+    add_compile_options(-Werror)
+endif()
+
+if(QVCOMMON_SANITIZE)
+    add_compile_options(-fsanitize=${QVCOMMON_SANITIZE} -fno-sanitize-recover=all
+                        -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${QVCOMMON_SANITIZE})
+endif()

@@ -1,0 +1,352 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#ifndef QVCOMMON_KIVINTERFACE_H
+#define QVCOMMON_KIVINTERFACE_H
+
+#include "qvcommonexport.h"
+
+#include <QtCore/QObject>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+#include <QtNetwork/QAbstractSocket>
+#include <QtNetwork/QLocalSocket>
+
+class QTcpSocket;
+class QTimerEvent;
+class QXmlStreamReader;
+
+/**
+ * @brief The client of the configuration daemon: requests go out, answers come back as signals.
+ *
+ * The application constructs one KivInterface in a thread that runs an event loop. It connects to
+ * the local daemon over the Unix socket /tmp/kivd and, once an address is known and the connection
+ * is activated, to a domain daemon over TCP; both are kept up for ever: a first attempt after
+ * 2 seconds, then one every 10 seconds while there is no connection.
+ *
+ * @code
+ * KivInterface kiv(nullptr);
+ * QObject::connect(&kiv, SIGNAL(kivLocalUnixSocketConnectedSignal()), app, SLOT(ask()));
+ * QObject::connect(&kiv, SIGNAL(kivGetSignal(QString,QString)), app, SLOT(show(QString,QString)));
+ * ...
+ * void App::ask() { KivInterface::requestDataGet("r1", "/state/sensors"); }
+ * @endcode
+ *
+ * **References.** Every request carries a reference that the application chooses; the reply, and
+ * each notification of a subscription, carries it back. The library keeps no list of requests: a
+ * request whose connection is lost is never answered.
+ *
+ * **Texts are sent as they are given.** Nothing is escaped: paths and references must not contain
+ * markup, and data is well-formed XML. In received data the characters & < > " ' are removed from
+ * all text, and attributes are dropped.
+ *
+ * **Threads.** Everything here, the static calls included, belongs to the thread that constructed
+ * the object. Signals are emitted from its event loop.
+ *
+ * **Ownership.** The object owns its sockets and timers. A slot connected to one of the signals
+ * may send requests, but must use deleteLater() to get rid of the object.
+ */
+class QVCOMMON_EXPORT KivInterface : public QObject
+{
+    Q_OBJECT
+public:
+    /** The daemon that a message goes to. */
+    enum KIVTARGET_ENUM {
+        KIVTARGET_LOCAL = 0, ///< the local daemon, over the Unix socket
+        KIVTARGET_DOMAIN = 1 ///< the domain daemon, over TCP
+    };
+
+    /**
+     * Becomes KivInterface::instance, creates both sockets and starts the connection timers.
+     * While an instance exists, further objects are inert: they do nothing at all.
+     * @param parent owner of the object, or null
+     */
+    explicit KivInterface(QObject *parent);
+
+    /** Drops both connections; KivInterface::instance is null afterwards. */
+    virtual ~KivInterface();
+
+    /** @name Connections
+     *  @{ */
+
+    /** Turns on the optional diagnostic output, on Trace and on Qt's debug output. */
+    static void debugPrintEnable();
+    /** Turns off the optional diagnostic output. */
+    static void debugPrintDisable();
+
+    /**
+     * Sets where the domain daemon is. A change drops the current TCP connection; the next
+     * attempt, at most 10 seconds later, goes to the new address.
+     * @param address host name or IP address
+     * @param port TCP port, 1 to 65535; only the low 16 bits count
+     * @return false if there is no KivInterface
+     */
+    static bool updateDomainServerIpAddress(const QString &address, int port);
+    /** Member behind updateDomainServerIpAddress(). */
+    void updateDomainServerIpAddressLocal(const QString &address, int port);
+
+    /**
+     * Allows or forbids attempts to connect to the domain daemon; forbidden at first. An open
+     * connection stays open.
+     * @return false if there is no KivInterface
+     */
+    static bool domainServerActivateTcpConnection(bool active);
+
+    /**
+     * Writes a text to the local daemon as it stands, in the local 8-bit encoding and up to the
+     * first NUL byte. The text ends with the frame separator "\f\n".
+     * @return false if there is no connection: the text is dropped
+     */
+    bool sendMsgToLocalKiv(const QString &msg);
+    /** The same for the domain daemon. */
+    bool sendMsgToDomainKiv(const QString &msg);
+
+    /** @return whether the local daemon is connected; logs the state if not */
+    bool verifyLocalKivSocketOk();
+    /** @return whether the domain daemon is connected; logs the state if not */
+    bool verifyDomainKivSocketOk();
+
+    /** Asks a daemon to speak XML; done on every connection already. */
+    void setXmlFormat(KIVTARGET_ENUM target);
+
+    /** Creates the local socket; done by the constructor already. */
+    void createLocalKivSocket();
+    /** Creates the TCP socket; done by the constructor already. */
+    void createDomainKivSocket();
+
+    /** Connects whatever is not connected, every 10 seconds. */
+    virtual void timerEvent(QTimerEvent *event);
+    /** @} */
+
+    /** @name Requests
+     *  The static calls use KivInterface::instance. All return true if the request was written to
+     *  a connected socket; false means that it was dropped. Calls without a target go to the local
+     *  daemon.
+     *  @{ */
+
+    /** Asks for the data below a path; answered by kivGetSignal() or kivErrorSignal(). */
+    static bool requestDataGet(const QString &ref, const QString &path);
+    static bool requestDataGet(const QString &ref, const QString &path, KIVTARGET_ENUM target);
+
+    /**
+     * Changes the data below a path; answered by kivOkSignal() or kivErrorSignal().
+     * @param op the daemon's word for the operation, for example "patch", "replace" or "delete"
+     * @param data an XML fragment; if empty the request carries no data element
+     */
+    static bool requestDataEdit(const QString &ref, const QString &path, const QString &op,
+                                const QString &data);
+    static bool requestDataEdit(const QString &ref, const QString &path, const QString &op,
+                                const QString &data, KIVTARGET_ENUM target);
+
+    /**
+     * Subscribes to changes below a path, which then arrive as kivNotifySignal().
+     * @param tag the element that names the kind of subscription to the daemon
+     * @param rpathMatch limits the paths that are reported; left out if null
+     * @param sendNow whether the daemon reports the present state at once; left out if null
+     */
+    static bool requestDataSubscribe(const QString &ref, const QString &path, const QString &tag);
+    static bool requestDataSubscribe(const QString &ref, const QString &path, const QString &tag,
+                                     KIVTARGET_ENUM target);
+    static bool requestDataSubscribe(const QString &ref, const QString &path, const QString &tag,
+                                     const QString &rpathMatch, const QString &sendNow);
+    static bool requestDataSubscribe(const QString &ref, const QString &path, const QString &tag,
+                                     const QString &rpathMatch, const QString &sendNow,
+                                     KIVTARGET_ENUM target);
+
+    /**
+     * Subscribes to the changes of one level.
+     * @param sendNow left out if empty
+     */
+    static bool requestDataSubscribeSingleLevel(const QString &ref, const QString &ypath,
+                                                const QString &tag, const QString &sendNow,
+                                                KIVTARGET_ENUM target);
+
+    /** Sends a request that the caller has written whole, without its line end and separator. */
+    static bool requestData(const QString &message, KIVTARGET_ENUM target);
+
+    /** Switches the daemon's own validation off or on. The answer carries no reference. */
+    static bool requestSendKivDebugValidateOff(const QString &value);
+    static bool requestSendKivDebugValidateOff(const QString &value, KIVTARGET_ENUM target);
+
+    /** Member behind requestDataGet(). Path and reference stand the other way round. */
+    bool sendKivGetMesssage(const QString &path, const QString &ref, KIVTARGET_ENUM target);
+    /** Member behind requestDataEdit(). */
+    bool sendKivEditMesssage(const QString &path, const QString &ref, const QString &op,
+                             const QString &data, KIVTARGET_ENUM target);
+    /** Member behind requestDataSubscribe(). */
+    bool sendKivSubscribeMesssage(const QString &path, const QString &ref, const QString &tag,
+                                  const QString &rpathMatch, const QString &sendNow,
+                                  KIVTARGET_ENUM target);
+    /** Member behind requestDataSubscribeSingleLevel(). */
+    bool sendKivSubscribeMesssageSingleLevel(const QString &ypath, const QString &ref,
+                                             const QString &tag, const QString &sendNow,
+                                             KIVTARGET_ENUM target);
+    /** Member behind requestData(). */
+    bool sendKivMesssage(const QString &message, KIVTARGET_ENUM target);
+    /** Member behind requestSendKivDebugValidateOff(). */
+    bool sendKivDebugValidateOff(const QString &value, KIVTARGET_ENUM target);
+    /** @} */
+
+    /** @name System messages
+     *  Entries of the local daemon's list of messages. All return as the requests do.
+     *  @{ */
+
+    /**
+     * Posts an entry, identified by its reporter and the reporter's own reference.
+     * @param ref the reference of the request
+     * @param lineId left out if empty
+     */
+    static bool putSysMessage(const QString &ref, const QString &reporter, const QString &repRef,
+                              const QString &level, const QString &lineId, const QString &text,
+                              const QString &msgData);
+    static bool putSysMessage(const QString &ref, const QString &reporter, const QString &repRef,
+                              const QString &level, const QString &text, const QString &msgData);
+
+    /** Withdraws an entry. */
+    static bool deleteSysMessage(const QString &ref, const QString &reporter,
+                                 const QString &repRef);
+    /** @} */
+
+    /** @name Path look-ups
+     *  Pick single values out of the data of a reply or notification. A path is a row of element
+     *  names with "/" between them; the step "entry[key='value']" stands for the entry of a list
+     *  whose key has that value. All return whether the element was found; if not, @a result is
+     *  left as it was. Stateless: they may be called from any thread.
+     *
+     *  @code
+     *  QString mtu;
+     *  KivInterface::xpathGetTextNode(mtu, "interfaces/interface[name='eth0']/mtu", "", data);
+     *  @endcode
+     *  @{ */
+
+    /**
+     * Finds the text of an element.
+     * @param prefix what @a path must start with; it is removed wherever it occurs in the path
+     */
+    static bool xpathGetTextNode(QString &result, const QString &path, const QString &prefix,
+                                 const QString &xml);
+    /** The same with the prefix @a rootPath + @a subPath. */
+    static bool xpathGetTextNode(QString &result, const QString &path, const QString &rootPath,
+                                 const QString &subPath, const QString &xml);
+    /**
+     * The same for one of several elements.
+     * @param index which of the elements named by the last step, in document order, from 0
+     */
+    static bool xpathGetTextNode(QString &result, const QString &path, const QString &rootPath,
+                                 const QString &subPath, const QString &xml, int index);
+
+    /** Follows @a steps, removing those that are done, from where @a reader stands. */
+    static bool xpathFindTextNode(QString &result, QStringList &steps, QXmlStreamReader &reader,
+                                  int index);
+    /** Takes a list step apart; the outputs may be partly written if it is none. */
+    static bool xpathValidateListNode(const QString &step, QString &listName, QString &keyName,
+                                      QString &keyValue);
+    /** Reads up to the next start of an element. */
+    static bool xpathCrawlToXmlNode(QString name, QXmlStreamReader &reader);
+    /** Reads up to the end of the matching key of a list entry. */
+    static bool xpathCrawlToXmlList(QString &listName, QString &keyName, QString &keyValue,
+                                    QXmlStreamReader &reader);
+    /** Reads the text of the index-th next element of a name. */
+    static bool xpathReturnXmlNode(QString &result, QString &name, QXmlStreamReader &reader,
+                                   int index);
+    /** Picks the quoted value that follows @a key out of a list step or a path. */
+    static bool xpathGetKey(const QString &text, const QString &key, QString &value);
+    /** @} */
+
+    /** @name What arrives
+     *  The way of a received frame, open for feeding it by hand. The handlers that take a reader
+     *  expect it just behind the start tag of their element and return whether that element was
+     *  closed properly.
+     *  @{ */
+
+    /** Takes one frame, without its separator, apart into header and XML body. */
+    void handleFrame(QString &frame);
+    /** Logs a known header if the diagnostic output is on. */
+    void handleHeader(QString &header);
+    /** Parses one body and emits its signals. */
+    void handleKivMsgBody(QString &body);
+    bool handleReply(QXmlStreamReader &xml);
+    bool handleReplyOut(QXmlStreamReader &xml, QString &ref);
+    bool handleReplyOutGet(QXmlStreamReader &xml, QString &ref);
+    bool handleReplyOutGetData(QXmlStreamReader &xml, QString &ref);
+    bool handleReplyOutEdit(QXmlStreamReader &xml, QString &ref);
+    bool handleReplyOutSessionInfo(QXmlStreamReader &xml, QString &ref);
+    bool handleReplyOutError(QXmlStreamReader &xml, QString &ref);
+    bool handleRequest(QXmlStreamReader &xml);
+    bool handleNotify(QXmlStreamReader &xml);
+    bool handleNotifyEvent(QXmlStreamReader &xml, QString &ref);
+    bool handleNotifyEventChange(QXmlStreamReader &xml, QString &ref);
+    bool handleNotifyEventChangeData(QXmlStreamReader &xml, QString &data);
+    /** Logs that a body could not be understood. */
+    void reportKivParsingErr(QString body);
+    /** Removes the characters & < > " ' from a text. */
+    void removeXmlEscapeCharacters(QString &text);
+    /** Logs the reader's current token. */
+    void debugXmlNode(QXmlStreamReader &xml);
+
+    /**
+     * The daemon's checksum text that was received last; empty before the first. In a slot of
+     * kivNotifySignal() it belongs to the change if the daemon sent it inside the change; in a
+     * slot of kivGetSignal() it is still the previous one if it stands behind the data.
+     */
+    static QString &getCurrentKivMsgCrc32Value();
+    /** @} */
+
+    /** The one client, or null. */
+    static KivInterface *instance;
+    /** Whether the optional diagnostic output is on. */
+    static bool enableDebugPrint;
+    /** What getCurrentKivMsgCrc32Value() returns. */
+    static QString crc32;
+
+Q_SIGNALS:
+    /** The daemon has accepted a request. */
+    void kivOkSignal(const QString &ref);
+    /** The daemon has refused a request. */
+    void kivErrorSignal(const QString &ref, const QString &typeStr, const QString &messageStr);
+    /** The answer to a get request: the content of the reply's data element, as XML text. */
+    void kivGetSignal(const QString &ref, const QString &data);
+    /** One change in subscribed data. */
+    void kivNotifySignal(const QString &ref, const QString &op, const QString &rpath,
+                         const QString &spath, const QString &data);
+    /** The local daemon is connected. */
+    void kivLocalUnixSocketConnectedSignal();
+    /** The local daemon could not be reached, or was lost. */
+    void kivLocalUnixSocketDisConnectedSignal();
+    /** The domain daemon is connected. */
+    void kivDomainTcpSocketConnectedSignal();
+    /** The domain daemon could not be reached, or was lost. */
+    void kivDomainTcpSocketDisConnectedSignal();
+
+public Q_SLOTS:
+    /** Reads what has arrived from the local daemon. */
+    void dataFromKivLocalUnixSlot();
+    /** Reads what has arrived from the domain daemon. */
+    void dataFromKivDomainTcpSlot();
+    /** Reports an error of the local socket. */
+    void handleLocalKivSocketErrorSlot(QLocalSocket::LocalSocketError socketError);
+    /** Reports an error of the TCP socket. */
+    void handleDomainKivSocketErrorSlot(QAbstractSocket::SocketError socketError);
+    /** Greets the local daemon. */
+    void connectedToLocalKivSlot();
+    /** Greets the domain daemon. */
+    void connectedToDomainKivSlot();
+    /** Connects to the local daemon unless connected or connecting. */
+    void connectToLocalKivSocketSlot();
+    /** Connects to the domain daemon, if that is wanted, unless connected or connecting. */
+    void connectToDomainKivSocketSlot();
+    /** Prints a count of written bytes if the diagnostic output is on; connected to nothing. */
+    void bytesWrittenSlot(qint64 bytes);
+
+private:
+    Q_DISABLE_COPY(KivInterface)
+
+    QString rcvLocalFrameBuffer;
+    QString rcvDomainFrameBuffer;
+    bool domainTcpActive;
+    QLocalSocket *localKivSocket;
+    QTcpSocket *domainKivSocket;
+    QString domainServerIpAddress;
+    quint16 domainServerPort;
+    qint32 reserved;
+};
+
+#endif

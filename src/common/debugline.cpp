@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "debugline.h"
+
+#include "qtcompat.h"
+
+#include <QtCore/QLocale>
+
+namespace qvcommon
+{
+
+DebugLine::DebugLine(QtMsgType type)
+    : type(type)
+{
+}
+
+DebugLine::~DebugLine()
+{
+    // Qt 4's message handlers take C strings: what follows a NUL never reaches them.
+    const Size nul = line.indexOf(QChar(0));
+    if (nul >= 0)
+        line.truncate(nul);
+    messageOutput(type, line);
+}
+
+DebugLine &DebugLine::operator<<(const char *text)
+{
+    line += QLatin1String(text);
+    line += QLatin1Char(' ');
+    return *this;
+}
+
+DebugLine &DebugLine::operator<<(const QString &text)
+{
+    line += QLatin1Char('"');
+    line += text;
+    line += QLatin1String("\" ");
+    return *this;
+}
+
+DebugLine &DebugLine::operator<<(qint64 number)
+{
+    line += QString::number(number);
+    line += QLatin1Char(' ');
+    return *this;
+}
+
+DebugLine &DebugLine::operator<<(const QDateTime &time)
+{
+    const QLocale locale = QLocale::system();
+    const QDate date = time.date();
+    line += QLatin1String("QDateTime(\"");
+    line += locale.dayName(date.dayOfWeek(), QLocale::ShortFormat);
+    line += QLatin1Char(' ');
+    line += locale.monthName(date.month(), QLocale::ShortFormat);
+    line += date.toString(QLatin1String(" d "));
+    line += time.toString(QLatin1String("hh:mm:ss yyyy"));
+    line += QLatin1String("\") ");
+    return *this;
+}
+
+} // namespace qvcommon

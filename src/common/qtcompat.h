@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#ifndef QVCOMMON_QTCOMPAT_H
+#define QVCOMMON_QTCOMPAT_H
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+#include <QtCore/QtGlobal>
+#include <QtCore/QXmlStreamReader>
+
+/**
+ * @file
+ * All that differs between Qt 4, 5 and 6. What can be observed from outside comes out on each of
+ * them as it does on Qt 4.
+ */
+namespace qvcommon
+{
+
+/** The type of lengths and indexes: int up to Qt 5, 64 bits wide on 64-bit machines with Qt 6. */
+typedef decltype(QString().size()) Size;
+
+/** A piece of text inside an XML reader, without a copy of its own. */
+typedef decltype(QXmlStreamReader().name()) XmlText;
+
+/**
+ * The text in received bytes, up to the first NUL byte: in Latin-1, or on Qt 4 in the codec that
+ * the application has installed for C strings.
+ */
+inline QString fromCString(const QByteArray &bytes)
+{
+    const Size length = Size(qstrnlen(bytes.constData(), uint(bytes.size())));
+#if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
+    return QString::fromAscii(bytes.constData(), length);
+#else
+    return QString::fromLatin1(bytes.constData(), length);
+#endif
+}
+
+/** Splits a text, leaving out empty pieces. */
+inline QStringList splitNonEmpty(const QString &text, QChar separator)
+{
+#if QT_VERSION < QT_VERSION_CHECK(5, 14, 0)
+    return text.split(separator, QString::SkipEmptyParts);
+#else
+    return text.split(separator, Qt::SkipEmptyParts);
+#endif
+}
+
+/** Hands a finished line to Qt's message handler. */
+inline void messageOutput(QtMsgType type, const QString &line)
+{
+#if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
+    qt_message_output(type, line.toLocal8Bit().constData());
+#else
+    qt_message_output(type, QMessageLogContext(), line);
+#endif
+}
+
+/** The signal by which a socket of class @a error reports errors, for connect(). */
+#if QT_VERSION < QT_VERSION_CHECK(5, 15, 0)
+#    define QVCOMMON_SOCKET_ERROR_SIGNAL(errorType) SIGNAL(error(errorType))
+#else
+#    define QVCOMMON_SOCKET_ERROR_SIGNAL(errorType) SIGNAL(errorOccurred(errorType))
+#endif
+
+} // namespace qvcommon
+
+#endif

@@ -1,0 +1,314 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "kivinterface.h"
+
+#include "debugline.h"
+#include "frames.h"
+#include "kivlog.h"
+
+#include <QtCore/QTimer>
+#include <QtNetwork/QTcpSocket>
+
+using namespace qvcommon;
+
+KivInterface *KivInterface::instance = nullptr;
+bool KivInterface::enableDebugPrint = false;
+QString KivInterface::crc32;
+
+namespace
+{
+
+const int firstConnectDelay = 2000; // ms
+const int reconnectPeriod = 10000;  // ms
+
+/** For templates whose placeholder no argument fits: Qt leaves the text as it is, and says so. */
+QString withNumber(const char *text, int number)
+{
+    return QString::fromLatin1(text).arg(number, 0, 10, QLatin1Char(' '));
+}
+
+/** True for the two states in which a connection is on its way or up; the same on both sockets. */
+bool isConnectingOrConnected(int state)
+{
+    return unsigned(state - QAbstractSocket::ConnectingState) <= 1;
+}
+
+/** What is told of an error of the local socket on the warning stream, or null. */
+const char *localErrorText(QLocalSocket::LocalSocketError error)
+{
+    switch (error) {
+    case QLocalSocket::UnknownSocketError:
+        return "KivInterface : An unidentified error occurred.";
+    case QLocalSocket::ConnectionRefusedError:
+        return "KivInterface : The connection was refused by the peer. Make sure the fortune "
+               "server is running, and check that the host name and port settings are correct.";
+    case QLocalSocket::ServerNotFoundError:
+        return "KivInterface : The host was not found. Please check the host name and port "
+               "settings.";
+    case QLocalSocket::SocketAccessError:
+        return "KivInterface : The socket operation failed because the application lacked the "
+               "required privileges.";
+    case QLocalSocket::SocketResourceError:
+        return "KivInterface : The local system ran out of resources (e.g., too many sockets)";
+    case QLocalSocket::SocketTimeoutError:
+        return "KivInterface : The socket operation timed out.";
+    case QLocalSocket::DatagramTooLargeError:
+        return "KivInterface : The datagram was larger than the operating system's limit (which "
+               "can be as low as 8192 bytes).";
+    case QLocalSocket::ConnectionError:
+        return "KivInterface : An error occurred with the connection.";
+    case QLocalSocket::UnsupportedSocketOperationError:
+        return "KivInterface : The requested socket operation is not supported by the local "
+               "operating system.";
+    default:
+        return nullptr;
+    }
+}
+
+/** Writes what a C string would hold of the message, and pushes it out at once. */
+template <typename Socket>
+void writeMessage(Socket *socket, const QString &msg)
+{
+    socket->write(msg.toLocal8Bit().constData());
+    socket->flush();
+}
+
+} // namespace
+
+KivInterface::KivInterface(QObject *parent)
+    : QObject(parent)
+    , domainTcpActive(false)
+    , localKivSocket(nullptr)
+    , domainKivSocket(nullptr)
+    , domainServerPort(0)
+    , reserved(0)
+{
+    if (instance)
+        return;
+    instance = this;
+    logKiv(InfoLevel, "KivInterface", "Starting KivInterface");
+    rcvDomainFrameBuffer.reserve(receiveReserve);
+    DebugLine() << "KivInterface"
+                << "Allocate 20000 bytes for rcvDomainFrameBuffer";
+    createLocalKivSocket();
+    createDomainKivSocket();
+    QTimer::singleShot(firstConnectDelay, this, SLOT(connectToLocalKivSocketSlot()));
+    QTimer::singleShot(firstConnectDelay, this, SLOT(connectToDomainKivSocketSlot()));
+    startTimer(reconnectPeriod);
+}
+
+KivInterface::~KivInterface()
+{
+    logKiv(InfoLevel, "~KivInterface", "Deleting KivInterface");
+    if (localKivSocket) {
+        localKivSocket->abort();
+        localKivSocket->close();
+    }
+    if (domainKivSocket) {
+        domainKivSocket->abort();
+        domainKivSocket->close();
+    }
+    instance = nullptr;
+}
+
+void KivInterface::debugPrintEnable()
+{
+    enableDebugPrint = true;
+}
+
+void KivInterface::debugPrintDisable()
+{
+    enableDebugPrint = false;
+}
+
+void KivInterface::createLocalKivSocket()
+{
+    localKivSocket = new QLocalSocket(this);
+    connect(localKivSocket, SIGNAL(connected()), SLOT(connectedToLocalKivSlot()));
+    connect(localKivSocket, SIGNAL(readyRead()), SLOT(dataFromKivLocalUnixSlot()));
+    connect(localKivSocket, QVCOMMON_SOCKET_ERROR_SIGNAL(QLocalSocket::LocalSocketError),
+            SLOT(handleLocalKivSocketErrorSlot(QLocalSocket::LocalSocketError)));
+}
+
+void KivInterface::createDomainKivSocket()
+{
+    domainKivSocket = new QTcpSocket(this);
+    logKiv(InfoLevel, "createDomainKivSocket", "Starting KivInterface");
+    connect(domainKivSocket, SIGNAL(connected()), SLOT(connectedToDomainKivSlot()));
+    connect(domainKivSocket, SIGNAL(readyRead()), SLOT(dataFromKivDomainTcpSlot()));
+    connect(domainKivSocket, QVCOMMON_SOCKET_ERROR_SIGNAL(QAbstractSocket::SocketError),
+            SLOT(handleDomainKivSocketErrorSlot(QAbstractSocket::SocketError)));
+}
+
+void KivInterface::timerEvent(QTimerEvent *event)
+{
+    Q_UNUSED(event)
+    connectToLocalKivSocketSlot();
+    connectToDomainKivSocketSlot();
+}
+
+void KivInterface::connectToLocalKivSocketSlot()
+{
+    if (isConnectingOrConnected(localKivSocket->state()))
+        return;
+    localKivSocket->abort();
+    localKivSocket->connectToServer(QLatin1String("/tmp/kivd"), QIODevice::ReadWrite);
+    if (enableDebugPrint)
+        DebugLine() << "Restart connection to local kivd (unix socket)";
+}
+
+void KivInterface::connectToDomainKivSocketSlot()
+{
+    if (!domainTcpActive)
+        return;
+    if (domainServerIpAddress.isEmpty() || domainServerPort == 0) {
+        if (enableDebugPrint)
+            DebugLine() << "Uknown server ip address - not possible to connect!";
+        return;
+    }
+    if (isConnectingOrConnected(domainKivSocket->state()))
+        return;
+    domainKivSocket->abort();
+    domainKivSocket->connectToHost(domainServerIpAddress, domainServerPort, QIODevice::ReadWrite);
+    if (enableDebugPrint)
+        DebugLine() << "Restart connection to domain kivd (tcp socket)"
+                    << QDateTime::currentDateTime();
+}
+
+bool KivInterface::updateDomainServerIpAddress(const QString &address, int port)
+{
+    if (!instance)
+        return false;
+    instance->updateDomainServerIpAddressLocal(address, port);
+    return true;
+}
+
+void KivInterface::updateDomainServerIpAddressLocal(const QString &address, int port)
+{
+    if (address == domainServerIpAddress && port == domainServerPort)
+        return;
+    domainServerIpAddress = address;
+    domainServerPort = quint16(port);
+    domainKivSocket->abort();
+}
+
+bool KivInterface::domainServerActivateTcpConnection(bool active)
+{
+    if (!instance)
+        return false;
+    instance->domainTcpActive = active;
+    return true;
+}
+
+void KivInterface::connectedToLocalKivSlot()
+{
+    logKiv(DebugLevel, "connectedToLocalKivSlot",
+           "Application is connceted to local kivd daemon through a unix socket.");
+    logKiv(DebugLevel, "connectedToLocalKivSlot",
+           withNumber("socket->state: %1", localKivSocket->state()));
+    discardReceived(rcvLocalFrameBuffer);
+    setXmlFormat(KIVTARGET_LOCAL);
+    Q_EMIT kivLocalUnixSocketConnectedSignal();
+}
+
+void KivInterface::connectedToDomainKivSlot()
+{
+    if (enableDebugPrint) {
+        logKiv(DebugLevel, "connectedToDomainKivSlot",
+               "Connceted to domain kivd deamon through a tcp socket.");
+        logKiv(DebugLevel, "connectedToDomainKivSlot",
+               withNumber("socket->state: %d", localKivSocket->state()));
+    }
+    discardReceived(rcvDomainFrameBuffer);
+    setXmlFormat(KIVTARGET_DOMAIN);
+    Q_EMIT kivDomainTcpSocketConnectedSignal();
+}
+
+void KivInterface::setXmlFormat(KIVTARGET_ENUM target)
+{
+    // The separator in front ends whatever the daemon may still hold of an earlier connection.
+    const QString handshake = QLatin1String("\f\nencode:xml\r\n\r\n\f\n");
+    if (enableDebugPrint)
+        logKiv(DebugLevel, "setXmlFormat", handshake);
+    if (target == KIVTARGET_LOCAL)
+        sendMsgToLocalKiv(handshake);
+    else if (target == KIVTARGET_DOMAIN)
+        sendMsgToDomainKiv(handshake);
+    else if (enableDebugPrint)
+        DebugLine() << "Wrong kiv target!!";
+}
+
+bool KivInterface::sendMsgToLocalKiv(const QString &msg)
+{
+    if (!verifyLocalKivSocketOk())
+        return false;
+    writeMessage(localKivSocket, msg);
+    return true;
+}
+
+bool KivInterface::sendMsgToDomainKiv(const QString &msg)
+{
+    if (!verifyDomainKivSocketOk())
+        return false;
+    writeMessage(domainKivSocket, msg);
+    return true;
+}
+
+bool KivInterface::verifyLocalKivSocketOk()
+{
+    const QLocalSocket::LocalSocketState state = localKivSocket->state();
+    if (state == QLocalSocket::ConnectedState)
+        return true;
+    logKiv(DebugLevel, "verifyLocalKivSocketOk", withNumber("localKivSocket->state(): %1", state));
+    return false;
+}
+
+bool KivInterface::verifyDomainKivSocketOk()
+{
+    const QAbstractSocket::SocketState state = domainKivSocket->state();
+    switch (state) {
+    case QAbstractSocket::ConnectedState:
+        return true;
+    case QAbstractSocket::UnconnectedState:
+    case QAbstractSocket::HostLookupState:
+        logKiv(DebugLevel, "verifyDomainKivSocketOk",
+               withNumber("domainKivSocket->state()", state));
+        return false;
+    case QAbstractSocket::ConnectingState:
+        logKiv(DebugLevel, "verifyDomainKivSocketOk", "Connecting .......Domain Kiv Tcp socket !");
+        return false;
+    default:
+        logKiv(DebugLevel, "verifyDomainKivSocketOk",
+               withNumber("Unknown domainKivSocket->state()", state));
+        return false;
+    }
+}
+
+void KivInterface::bytesWrittenSlot(qint64 bytes)
+{
+    if (enableDebugPrint)
+        DebugLine() << "domain bytesWrittenSlot" << bytes;
+}
+
+void KivInterface::handleDomainKivSocketErrorSlot(QAbstractSocket::SocketError socketError)
+{
+    logKiv(InfoLevel, "handleDomainKivSocketErrorSlot",
+           withNumber("KivInterface::handleDomainKivSocketErrorSlot%s", socketError));
+    Q_EMIT kivDomainTcpSocketDisConnectedSignal();
+}
+
+void KivInterface::handleLocalKivSocketErrorSlot(QLocalSocket::LocalSocketError socketError)
+{
+    const char *const function = "handleLocalKivSocketErrorSlot";
+    logKiv(InfoLevel, function, withNumber("KivInterface::displayError %s", socketError));
+    if (const char *const text = localErrorText(socketError))
+        DebugLine(QtWarningMsg) << text;
+    else if (socketError == QLocalSocket::PeerClosedError)
+        logKiv(InfoLevel, function,
+               "The remote socket closed the connection.Note that the client socket (i.e., this "
+               "socket) will be closed after the remote close notification has been sent.");
+    else
+        logKiv(InfoLevel, function,
+               QString::fromLatin1("The following error occurred: %1.")
+                   .arg(localKivSocket->errorString()));
+    Q_EMIT kivLocalUnixSocketDisConnectedSignal();
+}

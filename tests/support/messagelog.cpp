@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "messagelog.h"
+
+#include <QtCore/QMutex>
+#include <QtCore/QMutexLocker>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace
+{
+
+QMutex mutex;
+QStringList recorded;
+const char debugPrefix[] = "debug: ";
+
+void record(QtMsgType type, const QString &text)
+{
+    if (type == QtFatalMsg) {
+        std::fprintf(stderr, "%s\n", text.toLocal8Bit().constData());
+        std::abort();
+    }
+    const char *const prefix = type == QtDebugMsg     ? debugPrefix
+                               : type == QtWarningMsg ? "warning: "
+                                                      : "other: ";
+    QMutexLocker locker(&mutex);
+    recorded.append(QLatin1String(prefix) + text);
+}
+
+#if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
+QtMsgHandler previous;
+void handler(QtMsgType type, const char *text)
+{
+    record(type, QString::fromLocal8Bit(text));
+}
+#else
+QtMessageHandler previous;
+void handler(QtMsgType type, const QMessageLogContext &, const QString &text)
+{
+    record(type, text);
+}
+#    define qInstallMsgHandler qInstallMessageHandler
+#endif
+
+} // namespace
+
+MessageLog::MessageLog()
+{
+    clear();
+    previous = qInstallMsgHandler(handler);
+}
+
+MessageLog::~MessageLog()
+{
+    qInstallMsgHandler(previous);
+}
+
+QStringList MessageLog::lines() const
+{
+    QMutexLocker locker(&mutex);
+    return recorded;
+}
+
+QStringList MessageLog::debugLines() const
+{
+    const QString prefix = QLatin1String(debugPrefix);
+    QStringList result;
+    for (const QString &line : lines()) {
+        if (line.startsWith(prefix))
+            result.append(line.mid(prefix.length()));
+    }
+    return result;
+}
+
+void MessageLog::clear()
+{
+    QMutexLocker locker(&mutex);
+    recorded.clear();
+}

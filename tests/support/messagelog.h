@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#ifndef TESTS_MESSAGELOG_H
+#define TESTS_MESSAGELOG_H
+
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+
+/**
+ * Records what reaches Qt's message handler while the object lives, from whatever thread. There
+ * is one at a time.
+ */
+class MessageLog
+{
+public:
+    MessageLog();
+    ~MessageLog();
+
+    /** Everything so far, each line behind "debug: ", "warning: " or "other: ". */
+    QStringList lines() const;
+    /** The debug lines alone, as they are. */
+    QStringList debugLines() const;
+    void clear();
+
+private:
+    Q_DISABLE_COPY(MessageLog)
+};
+
+#endif

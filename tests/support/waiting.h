@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#ifndef TESTS_WAITING_H
+#define TESTS_WAITING_H
+
+#include <functional>
+
+/** Longer than anything takes that does not fail. */
+const int patience = 30000; // ms
+
+/**
+ * Runs the event loop until @a condition holds.
+ * @return whether it did before @a timeout (ms) was over
+ */
+bool waitFor(const std::function<bool()> &condition, int timeout = patience);
+
+/** Runs the event loop until nothing has happened for @a quiet milliseconds. */
+void settle(int quiet = 50);
+
+#endif
