@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Talks to the local daemon and to a domain daemon on a TCP port of this machine, and prints what
+// is said. Ends with status 0 once both conversations have gone through all their steps, which
+// includes a restart of the daemons by somebody else.
+//
+//     roundtrip PORT
+
+#include "conversation.h"
+#include "trace.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QTimer>
+
+#include <cstdio>
+
+class Application : public QObject
+{
+    Q_OBJECT
+public:
+    Application(Conversation *local, Conversation *domain)
+        : local(local)
+        , domain(domain)
+    {
+        Conversation *const conversations[] = {local, domain};
+        for (Conversation *conversation : conversations) {
+            connect(conversation, SIGNAL(readyForRestart()), SLOT(checkRestart()));
+            connect(conversation, SIGNAL(done()), SLOT(checkEnd()));
+            connect(conversation, SIGNAL(failed()), SLOT(giveUp()));
+        }
+        QTimer::singleShot(50000, this, SLOT(runOutOfTime()));
+    }
+
+public Q_SLOTS:
+    void printTraceLine(const QString &line)
+    {
+        std::printf("trace   %s\n", qPrintable(line));
+        std::fflush(stdout);
+    }
+
+private Q_SLOTS:
+    void checkRestart()
+    {
+        if (local->awaitsRestart() && domain->awaitsRestart()) {
+            std::printf("RESTART THE DAEMON\n");
+            std::fflush(stdout);
+        }
+    }
+    void checkEnd()
+    {
+        if (local->isDone() && domain->isDone())
+            QCoreApplication::exit(0);
+    }
+    void giveUp() { QCoreApplication::exit(1); }
+    void runOutOfTime()
+    {
+        std::printf("The conversations did not come to their end.\n");
+        QCoreApplication::exit(1);
+    }
+
+private:
+    Conversation *local;
+    Conversation *domain;
+};
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication qtApplication(argc, argv);
+    const int port = argc == 2 ? QString(argv[1]).toInt() : 0;
+    if (port < 1 || port > 65535) {
+        std::fprintf(stderr, "usage: roundtrip PORT\n");
+        return 2;
+    }
+
+    Trace trace(nullptr);
+    KivInterface kiv(nullptr);
+    Application application(new Conversation(&kiv, KivInterface::KIVTARGET_LOCAL, "local"),
+                            new Conversation(&kiv, KivInterface::KIVTARGET_DOMAIN, "domain"));
+    // The trace calls its slots with its lock held: they must not log.
+    QObject::connect(&trace, SIGNAL(LogMessage(QString)), &application,
+                     SLOT(printTraceLine(QString)), Qt::DirectConnection);
+
+    KivInterface::updateDomainServerIpAddress("127.0.0.1", port);
+    KivInterface::domainServerActivateTcpConnection(true);
+    return qtApplication.exec();
+}
+
+#include "roundtrip.moc"
