@@ -49,14 +49,15 @@ class QVCOMMON_EXPORT KivInterface : public QObject
     Q_OBJECT
 public:
     /** The daemon that a message goes to. */
-    enum KIVTARGET_ENUM {
+    enum KIVTARGET_ENUM : int {
         KIVTARGET_LOCAL = 0, ///< the local daemon, over the Unix socket
         KIVTARGET_DOMAIN = 1 ///< the domain daemon, over TCP
     };
 
     /**
      * Becomes KivInterface::instance, creates both sockets and starts the connection timers.
-     * While an instance exists, further objects are inert: they do nothing at all.
+     * While an instance exists, further objects are inert: they open nothing and send nothing.
+     * Even so, destroying one of them leaves KivInterface::instance null.
      * @param parent owner of the object, or null
      */
     explicit KivInterface(QObject *parent);

@@ -64,6 +64,13 @@ const char *localErrorText(QLocalSocket::LocalSocketError error)
     }
 }
 
+/** The state of a socket; an inert object has none, which counts as unconnected. */
+template <typename Socket>
+int stateOf(const Socket *socket)
+{
+    return socket ? int(socket->state()) : int(QAbstractSocket::UnconnectedState);
+}
+
 /** Writes what a C string would hold of the message, and pushes it out at once. */
 template <typename Socket>
 void writeMessage(Socket *socket, const QString &msg)
@@ -148,7 +155,7 @@ void KivInterface::timerEvent(QTimerEvent *event)
 
 void KivInterface::connectToLocalKivSocketSlot()
 {
-    if (isConnectingOrConnected(localKivSocket->state()))
+    if (!localKivSocket || isConnectingOrConnected(localKivSocket->state()))
         return;
     localKivSocket->abort();
     localKivSocket->connectToServer(QLatin1String("/tmp/kivd"), QIODevice::ReadWrite);
@@ -165,7 +172,7 @@ void KivInterface::connectToDomainKivSocketSlot()
             DebugLine() << "Uknown server ip address - not possible to connect!";
         return;
     }
-    if (isConnectingOrConnected(domainKivSocket->state()))
+    if (!domainKivSocket || isConnectingOrConnected(domainKivSocket->state()))
         return;
     domainKivSocket->abort();
     domainKivSocket->connectToHost(domainServerIpAddress, domainServerPort, QIODevice::ReadWrite);
@@ -188,7 +195,8 @@ void KivInterface::updateDomainServerIpAddressLocal(const QString &address, int 
         return;
     domainServerIpAddress = address;
     domainServerPort = quint16(port);
-    domainKivSocket->abort();
+    if (domainKivSocket)
+        domainKivSocket->abort();
 }
 
 bool KivInterface::domainServerActivateTcpConnection(bool active)
@@ -204,7 +212,7 @@ void KivInterface::connectedToLocalKivSlot()
     logKiv(DebugLevel, "connectedToLocalKivSlot",
            "Application is connceted to local kivd daemon through a unix socket.");
     logKiv(DebugLevel, "connectedToLocalKivSlot",
-           withNumber("socket->state: %1", localKivSocket->state()));
+           withNumber("socket->state: %1", stateOf(localKivSocket)));
     discardReceived(rcvLocalFrameBuffer);
     setXmlFormat(KIVTARGET_LOCAL);
     Q_EMIT kivLocalUnixSocketConnectedSignal();
@@ -216,7 +224,7 @@ void KivInterface::connectedToDomainKivSlot()
         logKiv(DebugLevel, "connectedToDomainKivSlot",
                "Connceted to domain kivd deamon through a tcp socket.");
         logKiv(DebugLevel, "connectedToDomainKivSlot",
-               withNumber("socket->state: %d", localKivSocket->state()));
+               withNumber("socket->state: %d", stateOf(localKivSocket)));
     }
     discardReceived(rcvDomainFrameBuffer);
     setXmlFormat(KIVTARGET_DOMAIN);
@@ -255,7 +263,7 @@ bool KivInterface::sendMsgToDomainKiv(const QString &msg)
 
 bool KivInterface::verifyLocalKivSocketOk()
 {
-    const QLocalSocket::LocalSocketState state = localKivSocket->state();
+    const int state = stateOf(localKivSocket);
     if (state == QLocalSocket::ConnectedState)
         return true;
     logKiv(DebugLevel, "verifyLocalKivSocketOk", withNumber("localKivSocket->state(): %1", state));
@@ -264,7 +272,7 @@ bool KivInterface::verifyLocalKivSocketOk()
 
 bool KivInterface::verifyDomainKivSocketOk()
 {
-    const QAbstractSocket::SocketState state = domainKivSocket->state();
+    const int state = stateOf(domainKivSocket);
     switch (state) {
     case QAbstractSocket::ConnectedState:
         return true;
@@ -309,6 +317,6 @@ void KivInterface::handleLocalKivSocketErrorSlot(QLocalSocket::LocalSocketError 
     else
         logKiv(InfoLevel, function,
                QString::fromLatin1("The following error occurred: %1.")
-                   .arg(localKivSocket->errorString()));
+                   .arg(localKivSocket ? localKivSocket->errorString() : QString()));
     Q_EMIT kivLocalUnixSocketDisConnectedSignal();
 }

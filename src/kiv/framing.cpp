@@ -14,6 +14,8 @@ using namespace qvcommon;
 
 void KivInterface::dataFromKivDomainTcpSlot()
 {
+    if (!domainKivSocket)
+        return;
     const QString text = fromCString(domainKivSocket->readAll());
     QString &buffer = rcvDomainFrameBuffer;
     const Size kept = buffer.length();
@@ -39,6 +41,8 @@ void KivInterface::dataFromKivDomainTcpSlot()
 
 void KivInterface::dataFromKivLocalUnixSlot()
 {
+    if (!localKivSocket)
+        return;
     const QString text = fromCString(localKivSocket->readAll());
     QString &buffer = rcvLocalFrameBuffer;
     const Size kept = buffer.length();
