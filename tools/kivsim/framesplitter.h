@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#ifndef KIVSIM_FRAMESPLITTER_H
+#define KIVSIM_FRAMESPLITTER_H
+
+#include <cstddef>
+#include <string>
+
+namespace kivsim
+{
+
+/** Cuts a stream of bytes at the frame separators, wherever the reads were cut. */
+class FrameSplitter
+{
+public:
+    enum Result {
+        Incomplete, ///< there is no whole frame
+        Complete,   ///< there is one
+        TooLong     ///< there is one beyond the limit; it has been or will be thrown away
+    };
+
+    /** @param limit the longest frame in bytes */
+    explicit FrameSplitter(std::size_t limit);
+
+    void append(const char *bytes, std::size_t length);
+
+    /**
+     * Takes the next frame.
+     * @param frame the bytes of the frame without the separator, or its beginning if it is too
+     * long; valid until the next call of append()
+     */
+    Result next(const char *&frame, std::size_t &length);
+
+private:
+    void compact();
+
+    std::string m_buffer;
+    std::size_t m_begin = 0;   ///< where the next frame begins
+    std::size_t m_scanned = 0; ///< up to where there is no separator
+    std::size_t m_limit;
+    bool m_discarding = false; ///< whether the end of a frame that is too long is still to come
+};
+
+} // namespace kivsim
+
+#endif

@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "listeningsockets.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstring>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace kivsim
+{
+
+namespace
+{
+
+const int backlog = 128;
+
+enum FileState { NoFile, DeadSocket, Unusable };
+
+std::string lastError()
+{
+    return std::strerror(errno);
+}
+
+sockaddr_un unixAddress(const std::string &path)
+{
+    sockaddr_un address;
+    std::memset(&address, 0, sizeof address);
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, path.c_str(), path.size());
+    return address;
+}
+
+int connectTo(const std::string &path)
+{
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (socket < 0)
+        return errno;
+    const sockaddr_un address = unixAddress(path);
+    const int result =
+        ::connect(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address);
+    const int error = result == 0 ? 0 : errno;
+    ::close(socket);
+    return error;
+}
+
+/** Finds out what stands under the path; only a socket nobody listens on may be replaced. */
+FileState inspect(const std::string &path, std::string &error)
+{
+    struct stat status;
+    if (::lstat(path.c_str(), &status) != 0) {
+        if (errno == ENOENT)
+            return NoFile;
+        error = "cannot use " + path + ": " + lastError();
+        return Unusable;
+    }
+    if (!S_ISSOCK(status.st_mode)) {
+        error = path + " is not a socket; it is left as it is";
+        return Unusable;
+    }
+    const int failure = connectTo(path);
+    if (failure == ECONNREFUSED)
+        return DeadSocket;
+    // A full queue of connections is a sign of life, too.
+    if (failure == 0 || failure == EAGAIN)
+        error = "a live daemon is listening on " + path + "; it is left as it is";
+    else
+        error = "cannot tell whether " + path + " is in use: " + std::strerror(failure);
+    return Unusable;
+}
+
+void closeDescriptor(int &descriptor)
+{
+    if (descriptor >= 0)
+        ::close(descriptor);
+    descriptor = -1;
+}
+
+} // namespace
+
+ListeningSockets::ListeningSockets()
+    : m_unixSocket(-1)
+    , m_tcpSocket(-1)
+    , m_port(0)
+    , m_device(0)
+    , m_inode(0)
+{
+}
+
+ListeningSockets::~ListeningSockets()
+{
+    close();
+}
+
+bool ListeningSockets::open(const std::string &path, int port, std::string &error)
+{
+    const FileState state = path.empty() ? NoFile : inspect(path, error);
+    const bool opened = state != Unusable && openTcp(port, error) &&
+                        (path.empty() || openUnix(path, state == DeadSocket, error));
+    if (!opened)
+        close();
+    return opened;
+}
+
+bool ListeningSockets::openTcp(int port, std::string &error)
+{
+    m_tcpSocket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    // Connections of an earlier run that are still winding down must not keep the port.
+    const int on = 1;
+    ::setsockopt(m_tcpSocket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    sockaddr_in address;
+    std::memset(&address, 0, sizeof address);
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<in_port_t>(port));
+    socklen_t size = sizeof address;
+    if (::bind(m_tcpSocket, reinterpret_cast<const sockaddr *>(&address), size) != 0 ||
+        ::listen(m_tcpSocket, backlog) != 0 ||
+        ::getsockname(m_tcpSocket, reinterpret_cast<sockaddr *>(&address), &size) != 0) {
+        error = "cannot listen on 127.0.0.1:" + std::to_string(port) + ": " + lastError();
+        return false;
+    }
+    m_port = ntohs(address.sin_port);
+    return true;
+}
+
+bool ListeningSockets::openUnix(const std::string &path, bool replace, std::string &error)
+{
+    const sockaddr_un address = unixAddress(path);
+    m_unixSocket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    struct stat status;
+    if ((replace && ::unlink(path.c_str()) != 0) ||
+        ::bind(m_unixSocket, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
+        ::listen(m_unixSocket, backlog) != 0 || ::lstat(path.c_str(), &status) != 0) {
+        error = "cannot listen on " + path + ": " + lastError();
+        return false;
+    }
+    m_path = path;
+    m_device = status.st_dev;
+    m_inode = status.st_ino;
+    return true;
+}
+
+void ListeningSockets::close()
+{
+    struct stat status;
+    // Somebody may have put a socket of their own in the place of ours.
+    if (!m_path.empty() && ::lstat(m_path.c_str(), &status) == 0 && status.st_dev == m_device &&
+        status.st_ino == m_inode)
+        ::unlink(m_path.c_str());
+    m_path.clear();
+    closeDescriptor(m_unixSocket);
+    closeDescriptor(m_tcpSocket);
+}
+
+} // namespace kivsim

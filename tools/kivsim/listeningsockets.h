@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#ifndef KIVSIM_LISTENINGSOCKETS_H
+#define KIVSIM_LISTENINGSOCKETS_H
+
+#include <string>
+#include <sys/types.h>
+
+namespace kivsim
+{
+
+/** The socket file and the TCP port that clients connect to. */
+class ListeningSockets
+{
+public:
+    ListeningSockets();
+    ~ListeningSockets();
+
+    /**
+     * Opens the sockets. A dead socket file is replaced; a live one, and any other file, is left
+     * alone.
+     * @param path of the socket file, or empty
+     * @param port TCP port, or 0 for any that is free
+     * @return whether all are open; if not, none is, and error says why in one line
+     */
+    bool open(const std::string &path, int port, std::string &error);
+    /** Closes both and removes the socket file. */
+    void close();
+
+    /** @return the descriptor, or -1 */
+    int unixSocket() const { return m_unixSocket; }
+    int tcpSocket() const { return m_tcpSocket; }
+    int port() const { return m_port; }
+
+private:
+    ListeningSockets(const ListeningSockets &);
+    ListeningSockets &operator=(const ListeningSockets &);
+
+    bool openTcp(int port, std::string &error);
+    bool openUnix(const std::string &path, bool replace, std::string &error);
+
+    int m_unixSocket;
+    int m_tcpSocket;
+    int m_port;
+    std::string m_path; ///< of the socket file while there is one
+    dev_t m_device;     ///< and what tells it from another one under the same name
+    ino_t m_inode;
+};
+
+} // namespace kivsim
+
+#endif

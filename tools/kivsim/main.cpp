@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "options.h"
+#include "server.h"
+#include "signals.h"
+
+#include <cstdio>
+#include <QtCore/QCoreApplication>
+#include <QtCore/QFile>
+#include <string>
+
+namespace
+{
+
+/** The data file beside an installed program, or else the one in the source tree. */
+std::string defaultDataFile()
+{
+    const QString installed =
+        QCoreApplication::applicationDirPath() + QLatin1String("/" KIVSIM_INSTALLED_DATA);
+    if (QFile::exists(installed))
+        return QFile::encodeName(installed).constData();
+    return KIVSIM_SOURCE_DATA;
+}
+
+int fail(const std::string &error, int status)
+{
+    std::fprintf(stderr, "kivsim: %s%s\n", error.c_str(), status == 2 ? " (try --help)" : "");
+    return status;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    using namespace kivsim;
+    Options options;
+    std::string error;
+    if (!parseOptions(argc, argv, options, error))
+        return fail(error, 2);
+    if (options.action == Options::ShowHelp)
+        return std::fputs(helpText().c_str(), stdout) < 0;
+    if (options.action == Options::ShowVersion)
+        return std::puts("kivsim " KIVSIM_VERSION) < 0;
+
+    QCoreApplication application(argc, argv);
+    if (options.dataFile.empty())
+        options.dataFile = defaultDataFile();
+    Server server(options);
+    Signals signalHandlers(server);
+    if (!signalHandlers.install())
+        return fail("cannot install the signal handlers", 1);
+    if (!server.start(error))
+        return fail(error, 1);
+    return application.exec();
+}

@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "misbehaviour.h"
+
+#include "number.h"
+
+#include <algorithm>
+#include <sstream>
+
+namespace kivsim
+{
+
+namespace
+{
+
+const char separator[] = "\f\n";
+const std::size_t separatorLength = 2;
+const int longestTime = 600000;
+const int mostBytes = 1 << 20;
+
+/** One word of an order, such as "pieces:7". */
+struct Word {
+    std::string name;
+    bool hasNumber;
+    int number;
+};
+
+Word readWord(const std::string &text)
+{
+    const std::size_t colon = text.find(':');
+    Word word = {text.substr(0, colon), colon != std::string::npos, 0};
+    if (word.hasNumber && !parseNumber(text.substr(colon + 1), 0, mostBytes, word.number))
+        word.name.clear();
+    return word;
+}
+
+/** Fills in a word that goes together with others. */
+bool applyWord(const Word &word, Misbehaviour &target)
+{
+    const bool isTime = word.hasNumber && word.number <= longestTime;
+    const bool isSize = word.hasNumber && word.number > 0;
+    const std::size_t size = static_cast<std::size_t>(word.number);
+    if (word.name == "bytes" && !word.hasNumber) {
+        target.pieceSize = 1;
+    } else if (word.name == "pieces" && isSize) {
+        target.pieceSize = size;
+    } else if (word.name == "split-separator" && !word.hasNumber) {
+        target.splitSeparator = true;
+    } else if (word.name == "gap" && isTime) {
+        target.gap = word.number;
+    } else if (word.name == "delay" && isTime) {
+        target.delay = word.number;
+    } else if (word.name == "cut") {
+        target.cut = true;
+        target.cutHalfway = !word.hasNumber;
+        target.cutAfter = size;
+    } else if (word.name == "garbage" && (isSize || !word.hasNumber)) {
+        target.garbage = word.hasNumber ? size : 64;
+    } else {
+        return false;
+    }
+    return true;
+}
+
+/** Fills in a word that stands alone. */
+bool applyLoneWord(const Word &word, MisbehaviourOrder &order)
+{
+    if (word.name == "off" && !word.hasNumber)
+        return true;
+    if (word.name != "restart" || word.number > longestTime)
+        return false;
+    order.restart = true;
+    if (word.hasNumber)
+        order.restartDelay = word.number;
+    return true;
+}
+
+} // namespace
+
+bool parseMisbehaviour(const std::string &text, MisbehaviourOrder &order, std::string &error)
+{
+    order = MisbehaviourOrder();
+    if (applyLoneWord(readWord(text), order))
+        return true;
+    std::istringstream words(text + ',');
+    std::string word;
+    while (std::getline(words, word, ',')) {
+        if (!applyWord(readWord(word), order.misbehaviour)) {
+            error = "bad misbehave: " + text;
+            return false;
+        }
+    }
+    return true;
+}
+
+std::size_t pieceLength(const Misbehaviour &misbehaviour, std::size_t sent, std::size_t total)
+{
+    const std::size_t rest = total - sent;
+    const std::size_t wanted =
+        misbehaviour.pieceSize ? std::min(misbehaviour.pieceSize, rest) : rest;
+    if (misbehaviour.splitSeparator)
+        return wanted == rest && rest > 1 ? rest - 1 : wanted;
+    // Clients are known not to recognise a separator that comes in two reads.
+    return wanted + 1 == rest ? rest : wanted;
+}
+
+std::size_t cutPosition(const Misbehaviour &misbehaviour, std::size_t total)
+{
+    return misbehaviour.cutHalfway ? total / 2 : std::min(misbehaviour.cutAfter, total - 1);
+}
+
+std::string garbageFrame(std::size_t size)
+{
+    std::string frame;
+    frame.reserve(size + separatorLength);
+    unsigned int state = 1;
+    while (frame.size() < size) {
+        state = state * 1103515245u + 12345u;
+        const char c = static_cast<char>(state >> 16 & 0xff);
+        // A NUL would hide what follows from the client, a form feed might end the frame early.
+        if (c != '\0' && c != '\f')
+            frame += c;
+    }
+    return frame + separator;
+}
+
+} // namespace kivsim

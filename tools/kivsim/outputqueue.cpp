@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "outputqueue.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <sys/socket.h>
+
+namespace kivsim
+{
+
+namespace
+{
+
+/** A write up to this length is not torn apart by the kernel. */
+const std::size_t wholeWrite = 4096;
+const std::size_t separatorLength = 2;
+
+bool isInPieces(const Misbehaviour &misbehaviour)
+{
+    return misbehaviour.pieceSize > 0 || misbehaviour.splitSeparator;
+}
+
+/** @return how much of a frame the next write is to send */
+std::size_t writeLength(const Misbehaviour &misbehaviour, std::size_t sent, std::size_t total)
+{
+    if (isInPieces(misbehaviour))
+        return pieceLength(misbehaviour, sent, total);
+    const std::size_t rest = total - sent;
+    // The separator of a long frame goes by itself, lest a full socket cut it in two.
+    return rest > wholeWrite ? rest - separatorLength : rest;
+}
+
+} // namespace
+
+OutputQueue::OutputQueue()
+    : m_size(0)
+    , m_nextPiece(0)
+{
+    m_clock.start();
+}
+
+void OutputQueue::add(const std::string &frame, const Misbehaviour &misbehaviour)
+{
+    if (misbehaviour.garbage > 0) {
+        Misbehaviour whole = misbehaviour;
+        whole.cut = false;
+        push(garbageFrame(misbehaviour.garbage), whole);
+    }
+    push(frame, misbehaviour);
+}
+
+void OutputQueue::push(const std::string &bytes, const Misbehaviour &misbehaviour)
+{
+    const std::size_t end =
+        misbehaviour.cut ? cutPosition(misbehaviour, bytes.size()) : bytes.size();
+    m_frames.push_back(Frame{bytes, 0, end, m_clock.elapsed() + misbehaviour.delay, misbehaviour});
+    m_size += end;
+}
+
+int OutputQueue::waitTime() const
+{
+    if (m_frames.empty())
+        return 0;
+    const Frame &frame = m_frames.front();
+    const qint64 due = frame.sent == 0 ? std::max(frame.due, m_nextPiece) : m_nextPiece;
+    return static_cast<int>(std::max<qint64>(due - m_clock.elapsed(), 0));
+}
+
+OutputQueue::State OutputQueue::write(int socket)
+{
+    while (!m_frames.empty()) {
+        if (waitTime() > 0)
+            return Waiting;
+        Frame &frame = m_frames.front();
+        const std::size_t wanted =
+            std::min(writeLength(frame.misbehaviour, frame.sent, frame.bytes.size()),
+                     frame.end - frame.sent);
+        if (wanted > 0) {
+            const ssize_t written = ::send(socket, frame.bytes.data() + frame.sent, wanted,
+                                           MSG_NOSIGNAL | MSG_DONTWAIT);
+            if (written < 0 && errno == EINTR)
+                continue;
+            if (written < 0)
+                return errno == EAGAIN || errno == EWOULDBLOCK ? Blocked : Broken;
+            frame.sent += static_cast<std::size_t>(written);
+            m_size -= static_cast<std::size_t>(written);
+        }
+        const bool inPieces = isInPieces(frame.misbehaviour);
+        if (inPieces)
+            m_nextPiece = m_clock.elapsed() + frame.misbehaviour.gap;
+        if (frame.sent == frame.end) {
+            if (frame.end < frame.bytes.size())
+                return CutShort;
+            m_frames.pop_front();
+        }
+        if (inPieces && !m_frames.empty())
+            return Waiting;
+    }
+    return Empty;
+}
+
+} // namespace kivsim

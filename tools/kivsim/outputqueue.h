@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#ifndef KIVSIM_OUTPUTQUEUE_H
+#define KIVSIM_OUTPUTQUEUE_H
+
+#include "misbehaviour.h"
+
+#include <cstddef>
+#include <deque>
+#include <QtCore/QElapsedTimer>
+#include <string>
+
+namespace kivsim
+{
+
+/** The frames that wait to be sent on one connection, each with the manner to send it in. */
+class OutputQueue
+{
+public:
+    /** What has to come before the next write. */
+    enum State {
+        Empty,    ///< another frame
+        Blocked,  ///< room in the socket
+        Waiting,  ///< the time given by waitTime()
+        CutShort, ///< nothing: the connection is to be closed as ordered
+        Broken    ///< nothing: the connection is lost
+    };
+
+    OutputQueue();
+
+    void add(const std::string &frame, const Misbehaviour &misbehaviour);
+    /** Writes as much as goes without blocking. */
+    State write(int socket);
+    /** @return the milliseconds until the next write */
+    int waitTime() const;
+    /** @return the number of bytes that wait */
+    std::size_t size() const { return m_size; }
+
+private:
+    struct Frame {
+        std::string bytes;
+        std::size_t sent;
+        std::size_t end; ///< where sending ends, before the end of the frame if it is to be cut
+        qint64 due;      ///< when sending may begin
+        Misbehaviour misbehaviour;
+    };
+
+    void push(const std::string &bytes, const Misbehaviour &misbehaviour);
+
+    std::deque<Frame> m_frames;
+    std::size_t m_size;
+    QElapsedTimer m_clock;
+    qint64 m_nextPiece; ///< when the next piece may be sent
+};
+
+} // namespace kivsim
+
+#endif

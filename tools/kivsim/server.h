@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#ifndef KIVSIM_SERVER_H
+#define KIVSIM_SERVER_H
+
+#include "listeningsockets.h"
+#include "requests.h"
+#include "subscriptions.h"
+#include "tree.h"
+
+#include <QtCore/QObject>
+#include <QtCore/QScopedPointer>
+#include <QtCore/QSocketNotifier>
+#include <QtCore/QTimer>
+#include <set>
+#include <string>
+
+namespace kivsim
+{
+
+class Session;
+struct Options;
+
+/** The daemon: listens, keeps the sessions and what they share. */
+class Server : public QObject
+{
+    Q_OBJECT
+public:
+    /** @param options must outlive the server */
+    explicit Server(const Options &options);
+    virtual ~Server();
+
+    /** @return whether the server is up; if not, error says why in one line */
+    bool start(std::string &error);
+    /** Goes away with all connections, and comes back with the data file read again. */
+    void restart(int delay);
+
+private Q_SLOTS:
+    void acceptUnix();
+    void acceptTcp();
+    void sessionClosed();
+    void goDown();
+    void comeBack();
+    void resumeAccepting();
+
+private:
+    bool listen(std::string &error);
+    void accept(int listeningSocket);
+    void closeAllSessions();
+    void setAccepting(bool accepting);
+
+    const Options &m_options;
+    Tree m_tree;
+    Subscriptions m_subscriptions;
+    Requests m_requests;
+    ListeningSockets m_sockets;
+    QScopedPointer<QSocketNotifier> m_unixNotifier;
+    QScopedPointer<QSocketNotifier> m_tcpNotifier;
+    std::set<Session *> m_sessions;
+    int m_port; ///< the one asked for, later the one found
+    int m_nextNumber;
+    QTimer m_downTimer;
+    QTimer m_upTimer;
+};
+
+} // namespace kivsim
+
+#endif

@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "tree.h"
+
+#include "requesterror.h"
+#include "xmltext.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <sstream>
+
+namespace kivsim
+{
+
+namespace
+{
+
+bool hasKey(const pugi::xml_node &entry, const Key &key)
+{
+    const pugi::xml_node child = entry.child(key.name.c_str());
+    return child && ownText(child) == key.value;
+}
+
+bool readFile(const std::string &fileName, std::string &text, std::string &error)
+{
+    std::FILE *const file = std::fopen(fileName.c_str(), "re");
+    char buffer[16 * 1024];
+    std::size_t length = 0;
+    while (file && (length = std::fread(buffer, 1, sizeof buffer, file)) > 0)
+        text.append(buffer, length);
+    const bool complete = file && !std::ferror(file);
+    if (!complete)
+        error = "cannot read " + fileName + ": " + std::strerror(errno);
+    if (file)
+        std::fclose(file);
+    return complete;
+}
+
+/** Copies an element with its own text only. */
+pugi::xml_node copyShallow(pugi::xml_node target, const pugi::xml_node &element)
+{
+    pugi::xml_node copy = target.append_child(element.name());
+    const std::string text = ownText(element);
+    if (!text.empty())
+        copy.append_child(pugi::node_pcdata).set_value(text.c_str());
+    return copy;
+}
+
+} // namespace
+
+std::vector<pugi::xml_node> childrenMatching(const pugi::xml_node &parent, const Step &step)
+{
+    std::vector<pugi::xml_node> result;
+    for (const pugi::xml_node &child : parent.children(step.name.c_str())) {
+        if (std::all_of(step.keys.begin(), step.keys.end(),
+                        [&child](const Key &key) { return hasKey(child, key); }))
+            result.push_back(child);
+    }
+    return result;
+}
+
+bool Tree::load(const std::string &fileName, std::string &error)
+{
+    std::string text;
+    if (!readFile(fileName, text, error))
+        return false;
+    pugi::xml_document document;
+    try {
+        parseXml(document, text.data(), text.size(), true);
+    } catch (const RequestError &failure) {
+        error = "cannot use " + fileName + ": " + failure.what();
+        return false;
+    }
+    m_document.reset(document);
+    readListKeys();
+    return true;
+}
+
+void Tree::readListKeys()
+{
+    m_listKeys.clear();
+    m_listKeys["sys_message"] = {"reporter", "rep_ref"};
+    for (const pugi::xml_node &node : m_document.children()) {
+        if (node.type() != pugi::node_pi || std::strcmp(node.name(), "kivsim-keys") != 0)
+            continue;
+        std::istringstream declarations(node.value());
+        std::string declaration;
+        while (declarations >> declaration) {
+            const std::size_t equals = declaration.find('=');
+            if (equals == std::string::npos)
+                continue;
+            std::vector<std::string> &keys = m_listKeys[declaration.substr(0, equals)];
+            keys.clear();
+            std::istringstream names(declaration.substr(equals + 1));
+            std::string name;
+            while (std::getline(names, name, ','))
+                keys.push_back(name);
+        }
+    }
+}
+
+pugi::xml_node Tree::root() const
+{
+    return m_document.document_element();
+}
+
+std::vector<pugi::xml_node> Tree::find(const Path &path) const
+{
+    std::vector<pugi::xml_node> found(1, root());
+    for (const Step &step : path.steps()) {
+        std::vector<pugi::xml_node> next;
+        for (const pugi::xml_node &node : found) {
+            const std::vector<pugi::xml_node> children = childrenMatching(node, step);
+            next.insert(next.end(), children.begin(), children.end());
+        }
+        found.swap(next);
+    }
+    return found;
+}
+
+std::string Tree::content(const Path &path) const
+{
+    std::string result;
+    if (path.isRoot()) {
+        for (const pugi::xml_node &child : root().children())
+            result += markup(child);
+        return result;
+    }
+    for (const pugi::xml_node &node : find(path))
+        result += markup(node);
+    return result;
+}
+
+std::string Tree::shallowContent(const Path &path) const
+{
+    pugi::xml_document shallow;
+    for (const pugi::xml_node &node : find(path)) {
+        pugi::xml_node top = path.isRoot() ? shallow : copyShallow(shallow, node);
+        for (pugi::xml_node child = firstElement(node); child; child = nextElement(child)) {
+            pugi::xml_node copy = copyShallow(top, child);
+            for (const Key &key : entryKeys(child))
+                copy.append_child(key.name.c_str()).text().set(key.value.c_str());
+        }
+    }
+    std::string result;
+    for (const pugi::xml_node &node : shallow.children())
+        result += markup(node);
+    return result;
+}
+
+const std::vector<std::string> &Tree::listKeys(const std::string &name) const
+{
+    static const std::vector<std::string> none;
+    const auto found = m_listKeys.find(name);
+    return found == m_listKeys.end() ? none : found->second;
+}
+
+std::vector<Key> Tree::entryKeys(const pugi::xml_node &element) const
+{
+    std::vector<Key> keys;
+    for (const std::string &name : listKeys(element.name())) {
+        const pugi::xml_node child = element.child(name.c_str());
+        if (!child)
+            return std::vector<Key>();
+        keys.push_back(Key{name, ownText(child)});
+    }
+    return keys;
+}
+
+} // namespace kivsim

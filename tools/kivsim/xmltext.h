@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#ifndef KIVSIM_XMLTEXT_H
+#define KIVSIM_XMLTEXT_H
+
+#include <cstddef>
+#include <pugixml.hpp>
+#include <string>
+
+namespace kivsim
+{
+
+/** Deepest nesting of elements in a message or in the data file. */
+const int maxXmlDepth = 128;
+
+/** @return the text with markup characters escaped */
+std::string escaped(const std::string &text);
+
+/** @return all the text that stands directly in an element */
+std::string ownText(const pugi::xml_node &element);
+
+/** @return the first child that is an element, or a null node */
+pugi::xml_node firstElement(const pugi::xml_node &parent);
+/** @return the next sibling that is an element, or a null node */
+pugi::xml_node nextElement(const pugi::xml_node &element);
+
+/** @return the markup of one node with all that is in it, on one line */
+std::string markup(const pugi::xml_node &node);
+
+/** @return whether the name is one that every reader of the protocol copes with */
+bool isPlainName(const std::string &name);
+
+/**
+ * Parses XML in UTF-8 that holds exactly one element at the top, and drops all attributes.
+ *
+ * The parser alone is too lenient for a stand-in: what it lets through here the real daemon might
+ * not, and what it stores must be readable for every client that gets it.
+ * @param processingInstructions whether to keep these
+ * @throws RequestError of type protocol
+ */
+void parseXml(pugi::xml_document &document, const char *text, std::size_t length,
+              bool processingInstructions);
+
+} // namespace kivsim
+
+#endif
