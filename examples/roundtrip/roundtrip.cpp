@@ -14,6 +14,18 @@
 
 #include <cstdio>
 
+class TracePrinter : public QObject
+{
+    Q_OBJECT
+public Q_SLOTS:
+    // Called with the trace's lock held: nothing in here may log.
+    void print(const QString &line)
+    {
+        std::printf("trace   %s\n", qPrintable(line));
+        std::fflush(stdout);
+    }
+};
+
 class Application : public QObject
 {
     Q_OBJECT
@@ -29,13 +41,6 @@ public:
             connect(conversation, SIGNAL(failed()), SLOT(giveUp()));
         }
         QTimer::singleShot(50000, this, SLOT(runOutOfTime()));
-    }
-
-public Q_SLOTS:
-    void printTraceLine(const QString &line)
-    {
-        std::printf("trace   %s\n", qPrintable(line));
-        std::fflush(stdout);
     }
 
 private Q_SLOTS:
@@ -73,13 +78,13 @@ int main(int argc, char *argv[])
     }
 
     Trace trace(nullptr);
+    TracePrinter printer;
+    QObject::connect(&trace, SIGNAL(LogMessage(QString)), &printer, SLOT(print(QString)),
+                     Qt::DirectConnection);
+
     KivInterface kiv(nullptr);
     Application application(new Conversation(&kiv, KivInterface::KIVTARGET_LOCAL, "local"),
                             new Conversation(&kiv, KivInterface::KIVTARGET_DOMAIN, "domain"));
-    // The trace calls its slots with its lock held: they must not log.
-    QObject::connect(&trace, SIGNAL(LogMessage(QString)), &application,
-                     SLOT(printTraceLine(QString)), Qt::DirectConnection);
-
     KivInterface::updateDomainServerIpAddress("127.0.0.1", port);
     KivInterface::domainServerActivateTcpConnection(true);
     return qtApplication.exec();

@@ -10,6 +10,9 @@
 
 using namespace qvcommon;
 
+// Some of the texts below have a "%d" or "%s" in them that nothing ever fills. They are logged just
+// so, because logs from the field are searched for them.
+
 KivInterface *KivInterface::instance = nullptr;
 bool KivInterface::enableDebugPrint = false;
 QString KivInterface::crc32;
@@ -20,7 +23,7 @@ namespace
 const int firstConnectDelay = 2000; // ms
 const int reconnectPeriod = 10000;  // ms
 
-/** For templates whose placeholder no argument fits: Qt leaves the text as it is, and says so. */
+/** A text with a number in the place of its "%1". */
 QString withNumber(const char *text, int number)
 {
     return QString::fromLatin1(text).arg(number, 0, 10, QLatin1Char(' '));
@@ -223,8 +226,7 @@ void KivInterface::connectedToDomainKivSlot()
     if (enableDebugPrint) {
         logKiv(DebugLevel, "connectedToDomainKivSlot",
                "Connceted to domain kivd deamon through a tcp socket.");
-        logKiv(DebugLevel, "connectedToDomainKivSlot",
-               withNumber("socket->state: %d", stateOf(localKivSocket)));
+        logKiv(DebugLevel, "connectedToDomainKivSlot", "socket->state: %d");
     }
     discardReceived(rcvDomainFrameBuffer);
     setXmlFormat(KIVTARGET_DOMAIN);
@@ -278,15 +280,13 @@ bool KivInterface::verifyDomainKivSocketOk()
         return true;
     case QAbstractSocket::UnconnectedState:
     case QAbstractSocket::HostLookupState:
-        logKiv(DebugLevel, "verifyDomainKivSocketOk",
-               withNumber("domainKivSocket->state()", state));
+        logKiv(DebugLevel, "verifyDomainKivSocketOk", "domainKivSocket->state()");
         return false;
     case QAbstractSocket::ConnectingState:
         logKiv(DebugLevel, "verifyDomainKivSocketOk", "Connecting .......Domain Kiv Tcp socket !");
         return false;
     default:
-        logKiv(DebugLevel, "verifyDomainKivSocketOk",
-               withNumber("Unknown domainKivSocket->state()", state));
+        logKiv(DebugLevel, "verifyDomainKivSocketOk", "Unknown domainKivSocket->state()");
         return false;
     }
 }
@@ -299,15 +299,16 @@ void KivInterface::bytesWrittenSlot(qint64 bytes)
 
 void KivInterface::handleDomainKivSocketErrorSlot(QAbstractSocket::SocketError socketError)
 {
+    Q_UNUSED(socketError)
     logKiv(InfoLevel, "handleDomainKivSocketErrorSlot",
-           withNumber("KivInterface::handleDomainKivSocketErrorSlot%s", socketError));
+           "KivInterface::handleDomainKivSocketErrorSlot%s");
     Q_EMIT kivDomainTcpSocketDisConnectedSignal();
 }
 
 void KivInterface::handleLocalKivSocketErrorSlot(QLocalSocket::LocalSocketError socketError)
 {
     const char *const function = "handleLocalKivSocketErrorSlot";
-    logKiv(InfoLevel, function, withNumber("KivInterface::displayError %s", socketError));
+    logKiv(InfoLevel, function, "KivInterface::displayError %s");
     if (const char *const text = localErrorText(socketError))
         DebugLine(QtWarningMsg) << text;
     else if (socketError == QLocalSocket::PeerClosedError)
