@@ -106,10 +106,13 @@ QString traceEntry(const QString &line)
     const auto tail = line.indexOf(QLatin1String(", tid="), messageColumn);
     if (tail < 0)
         return line;
-    QString message = line.mid(messageColumn, tail - messageColumn).trimmed();
+    // A name that is wider than its column pushes the message to the right.
+    const auto nameEnd = line.indexOf(QLatin1Char(' '), functionColumn);
+    const auto messageBegin = nameEnd < messageColumn ? messageColumn : nameEnd;
+    QString message = line.mid(messageBegin, tail - messageBegin).trimmed();
     const auto lineEnd = line.indexOf(QLatin1Char('\n'), tail);
     if (lineEnd >= 0)
         message = line.mid(lineEnd + 1);
     return line.mid(classColumn, functionColumn - classColumn).trimmed() + separator +
-           line.mid(functionColumn, messageColumn - functionColumn).trimmed() + separator + message;
+           line.mid(functionColumn, nameEnd - functionColumn) + separator + message;
 }

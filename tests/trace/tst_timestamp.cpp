@@ -1,0 +1,195 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "systemcalls.h"
+#include "trace.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QFile>
+#include <QtCore/QTime>
+#include <QtTest/QTest>
+
+#include <limits>
+#include <stdlib.h>
+#include <thread>
+
+Q_DECLARE_METATYPE(long)
+
+static void setTimeZone(const char *zone)
+{
+    setenv("TZ", zone, 1);
+}
+
+class TestTimestamp : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void isLocalTimeWithMilliseconds_data();
+    void isLocalTimeWithMilliseconds();
+    void followsTheZonesOfTheSystem_data();
+    void followsTheZonesOfTheSystem();
+    void followsAChangedZone();
+    void cutsMicroseconds_data();
+    void cutsMicroseconds();
+    void knowsYearsOfAnyLength();
+    void hasMillisecondsOnlyIfTheClockFails();
+    void isInTheSameBufferAlways();
+    void asksTheClockOncePerCall();
+};
+
+void TestTimestamp::isLocalTimeWithMilliseconds_data()
+{
+    const char *const utc = "UTC0";
+    const char *const danish = "CET-1CEST,M3.5.0,M10.5.0/3";
+    QTest::addColumn<QByteArray>("zone");
+    QTest::addColumn<qint64>("seconds");
+    QTest::addColumn<long>("microseconds");
+    QTest::addColumn<QByteArray>("timestamp");
+
+    QTest::newRow("epoch") << QByteArray(utc) << qint64(0) << 0L
+                           << QByteArray("1970-01-01 00:00:00.000");
+    QTest::newRow("before the epoch")
+        << QByteArray(utc) << qint64(-1) << 0L << QByteArray("1969-12-31 23:59:59.000");
+    QTest::newRow("afternoon") << QByteArray(utc) << qint64(1709298245) << 42000L
+                               << QByteArray("2024-03-01 13:04:05.042");
+    QTest::newRow("leap day") << QByteArray(utc) << qint64(1709251199) << 999000L
+                              << QByteArray("2024-02-29 23:59:59.999");
+    QTest::newRow("last second of 31 bits")
+        << QByteArray(utc) << qint64(2147483647) << 1000L << QByteArray("2038-01-19 03:14:07.001");
+    QTest::newRow("winter") << QByteArray(danish) << qint64(1709298245) << 42000L
+                            << QByteArray("2024-03-01 14:04:05.042");
+    QTest::newRow("last of winter") << QByteArray(danish) << qint64(1711846799) << 999999L
+                                    << QByteArray("2024-03-31 01:59:59.999");
+    QTest::newRow("first of summer")
+        << QByteArray(danish) << qint64(1711846800) << 0L << QByteArray("2024-03-31 03:00:00.000");
+    QTest::newRow("last of summer") << QByteArray(danish) << qint64(1729990799) << 999999L
+                                    << QByteArray("2024-10-27 02:59:59.999");
+    QTest::newRow("first of winter")
+        << QByteArray(danish) << qint64(1729990800) << 0L << QByteArray("2024-10-27 02:00:00.000");
+    QTest::newRow("half-hour zone")
+        << QByteArray("<+0530>-5:30") << qint64(0) << 0L << QByteArray("1970-01-01 05:30:00.000");
+    QTest::newRow("west") << QByteArray("EST5") << qint64(0) << 0L
+                          << QByteArray("1969-12-31 19:00:00.000");
+}
+
+void TestTimestamp::isLocalTimeWithMilliseconds()
+{
+    QFETCH(QByteArray, zone);
+    QFETCH(qint64, seconds);
+    QFETCH(long, microseconds);
+    QFETCH(QByteArray, timestamp);
+
+    setTimeZone(zone.constData());
+    setTimeOfDay(time_t(seconds), microseconds);
+    QCOMPARE(QByteArray(updateTimestamp()), timestamp);
+}
+
+void TestTimestamp::followsTheZonesOfTheSystem_data()
+{
+    QTest::addColumn<qint64>("seconds");
+    QTest::addColumn<QByteArray>("timestamp");
+
+    QTest::newRow("winter") << qint64(1709298245) << QByteArray("2024-03-01 14:04:05.042");
+    QTest::newRow("last of winter") << qint64(1711846799) << QByteArray("2024-03-31 01:59:59.042");
+    QTest::newRow("first of summer") << qint64(1711846800) << QByteArray("2024-03-31 03:00:00.042");
+    QTest::newRow("last of summer") << qint64(1729990799) << QByteArray("2024-10-27 02:59:59.042");
+    QTest::newRow("first of winter") << qint64(1729990800) << QByteArray("2024-10-27 02:00:00.042");
+    QTest::newRow("no summer time yet")
+        << qint64(236000000) << QByteArray("1977-06-24 12:33:20.042");
+}
+
+void TestTimestamp::followsTheZonesOfTheSystem()
+{
+    QFETCH(qint64, seconds);
+    QFETCH(QByteArray, timestamp);
+    if (!QFile::exists(QLatin1String("/usr/share/zoneinfo/Europe/Copenhagen")))
+        QSKIP("no time zones are installed; apt-get install tzdata provides them", SkipAll);
+
+    setTimeZone("Europe/Copenhagen");
+    setTimeOfDay(time_t(seconds), 42000);
+    QCOMPARE(QByteArray(updateTimestamp()), timestamp);
+}
+
+void TestTimestamp::followsAChangedZone()
+{
+    setTimeOfDay(1709298245, 42000);
+    setTimeZone("UTC0");
+    QCOMPARE(QByteArray(updateTimestamp()), QByteArray("2024-03-01 13:04:05.042"));
+    setTimeZone("XXX-9");
+    QCOMPARE(QByteArray(updateTimestamp()), QByteArray("2024-03-01 22:04:05.042"));
+    setTimeZone("UTC0");
+    QCOMPARE(QByteArray(updateTimestamp()), QByteArray("2024-03-01 13:04:05.042"));
+}
+
+void TestTimestamp::cutsMicroseconds_data()
+{
+    QTest::addColumn<long>("microseconds");
+    QTest::addColumn<QByteArray>("milliseconds");
+
+    QTest::newRow("0") << 0L << QByteArray(".000");
+    QTest::newRow("999") << 999L << QByteArray(".000");
+    QTest::newRow("1000") << 1000L << QByteArray(".001");
+    QTest::newRow("9999") << 9999L << QByteArray(".009");
+    QTest::newRow("10000") << 10000L << QByteArray(".010");
+    QTest::newRow("99999") << 99999L << QByteArray(".099");
+    QTest::newRow("100000") << 100000L << QByteArray(".100");
+    QTest::newRow("500500") << 500500L << QByteArray(".500");
+    QTest::newRow("999999") << 999999L << QByteArray(".999");
+}
+
+void TestTimestamp::cutsMicroseconds()
+{
+    QFETCH(long, microseconds);
+    QFETCH(QByteArray, milliseconds);
+
+    setTimeZone("UTC0");
+    setTimeOfDay(1709298245, microseconds);
+    QCOMPARE(QByteArray(updateTimestamp()), QByteArray("2024-03-01 13:04:05") + milliseconds);
+}
+
+void TestTimestamp::knowsYearsOfAnyLength()
+{
+    if (std::numeric_limits<time_t>::digits < 63)
+        QSKIP("32 bits of time end in 2038; a 64-bit machine has more", SkipAll);
+    setTimeZone("UTC0");
+    setTimeOfDay(time_t(Q_INT64_C(253402300800)), 0);
+    QCOMPARE(QByteArray(updateTimestamp()), QByteArray("10000-01-01 00:00:00.000"));
+    // No year that localtime() could tell.
+    setTimeOfDay(std::numeric_limits<time_t>::max(), 42000);
+    QCOMPARE(QByteArray(updateTimestamp()), QByteArray(".042"));
+}
+
+void TestTimestamp::hasMillisecondsOnlyIfTheClockFails()
+{
+    setTimeZone("UTC0");
+    setTimeOfDay(1709298245, 42000);
+    QCOMPARE(QByteArray(updateTimestamp()), QByteArray("2024-03-01 13:04:05.042"));
+    failTimeOfDay();
+    QCOMPARE(QByteArray(updateTimestamp()), QByteArray(".000"));
+    setTimeOfDay(1709298246, 43000);
+    QCOMPARE(QByteArray(updateTimestamp()), QByteArray("2024-03-01 13:04:06.043"));
+}
+
+void TestTimestamp::isInTheSameBufferAlways()
+{
+    setTimeZone("UTC0");
+    setTimeOfDay(1709298245, 42000);
+    char *const first = updateTimestamp();
+    setTimeOfDay(1709298246, 43000);
+    QCOMPARE(static_cast<void *>(updateTimestamp()), static_cast<void *>(first));
+    QCOMPARE(QByteArray(first), QByteArray("2024-03-01 13:04:06.043"));
+
+    char *inThread = nullptr;
+    std::thread thread([&inThread] { inThread = updateTimestamp(); });
+    thread.join();
+    QCOMPARE(static_cast<void *>(inThread), static_cast<void *>(first));
+}
+
+void TestTimestamp::asksTheClockOncePerCall()
+{
+    const int before = timeOfDayCalls();
+    updateTimestamp();
+    QCOMPARE(timeOfDayCalls() - before, 1);
+}
+
+QTEST_APPLESS_MAIN(TestTimestamp)
+#include "tst_timestamp.moc"

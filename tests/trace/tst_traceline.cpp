@@ -1,0 +1,283 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "traceline.h"
+
+#include <QtCore/QStringList>
+#include <QtTest/QTest>
+
+#include <climits>
+#include <cstdlib>
+#include <vector>
+
+using qvcommon::simplified;
+using qvcommon::TraceFields;
+using qvcommon::traceLine;
+using qvcommon::traceLineByArg;
+
+namespace
+{
+
+/** Where Qt 4 and later versions do not agree on what white space is. */
+const ushort nextLine = 0x85;                  // a control character on Qt 4
+const ushort mongolianVowelSeparator = 0x180e; // white space on Qt 4
+
+/** QString::simplified() of Qt 4, made from that of the Qt in use. */
+QString simplifiedAsEver(QString text)
+{
+    const QChar standIn(0xe085); // for private use: nobody's white space
+    if (text.contains(QChar(mongolianVowelSeparator)))
+        text.replace(QChar(mongolianVowelSeparator), QLatin1Char(' '));
+    if (!text.contains(QChar(nextLine)))
+        return text.simplified();
+    text.replace(QChar(nextLine), standIn);
+    return text.simplified().replace(standIn, QChar(nextLine));
+}
+
+/** A line as it is laid down: one chain of QString::arg() calls for each form. */
+QString chainedLine(const TraceFields &fields)
+{
+    const QChar blank = QLatin1Char(' ');
+    const int length = int(fields.message.length());
+    const QString time = QString::fromLatin1(fields.timestamp);
+    if (length <= 79)
+        return QString::fromLatin1("%1 %2 %3 %4, tid=%5, %6")
+            .arg(fields.number, 5, 10, blank)
+            .arg(fields.className, -30, blank)
+            .arg(fields.functionName, -30, blank)
+            .arg(simplifiedAsEver(fields.message), -80, blank)
+            .arg(fields.threadOrdinal, 0, 10, blank)
+            .arg(time);
+    if (length <= 179)
+        return QString::fromLatin1("%1 %2 %3 [Long message(%4)]                                    "
+                                   "                         , tid=%5, %6\n%7")
+            .arg(fields.number, 5, 10, blank)
+            .arg(fields.className, -30, blank)
+            .arg(fields.functionName, -30, blank)
+            .arg(length, 0, 10, blank)
+            .arg(fields.threadOrdinal, 0, 10, blank)
+            .arg(time)
+            .arg(simplifiedAsEver(fields.message));
+    if (length <= 359)
+        return QString::fromLatin1("%1 %2 %3 [Long message(%4)]                                    "
+                                   "                         , tid=%5, %6\n%7\n%8")
+            .arg(fields.number, 5, 10, blank)
+            .arg(fields.className, -30, blank)
+            .arg(fields.functionName, -30, blank)
+            .arg(length, 0, 10, blank)
+            .arg(fields.threadOrdinal, 0, 10, blank)
+            .arg(time)
+            .arg(simplifiedAsEver(fields.message.left(180)))
+            .arg(simplifiedAsEver(fields.message.mid(180)));
+    return QString();
+}
+
+/** The same numbers in every run and on every machine (xorshift32). */
+class Random
+{
+public:
+    explicit Random(quint32 seed)
+        : state(seed)
+    {
+    }
+
+    int below(int limit)
+    {
+        state ^= state << 13;
+        state ^= state >> 17;
+        state ^= state << 5;
+        return int(state % quint32(limit));
+    }
+
+    template <typename T, int size>
+    T oneOf(const T (&values)[size])
+    {
+        return values[below(size)];
+    }
+
+private:
+    quint32 state;
+};
+
+const ushort ordinary[] = {'a', 'b', 'c', 'd',  'Z',    '1',    '9',    'L',    ' ',    ' ',
+                           ' ', ',', '=', '\t', '\n',   '\r',   0x1b,   0x85,   0xa0,   0xe6,
+                           0,   '.', '(', ')',  0x180e, 0x2003, 0x3000, 0xd83d, 0xde00, 0xffff};
+const ushort placeholders[] = {'%', '%', '%', '%', '%', '1', '2', '3', '4',
+                               '5', '6', '7', '8', '9', '0', 'L', ' ', 'a'};
+
+/** Long texts from which pieces are cut. */
+class Source
+{
+public:
+    explicit Source(Random &random)
+        : random(random)
+        , forLine(nullptr)
+    {
+        for (int i = 0; i < length; ++i) {
+            plain += QChar(random.oneOf(ordinary));
+            full += QChar(random.below(4) ? random.oneOf(placeholders) : random.oneOf(ordinary));
+            sparse += QChar(random.below(30) ? random.oneOf(ordinary) : ushort('%'));
+            empty += QLatin1Char(random.below(40) ? ' ' : 'x');
+        }
+    }
+
+    /** Lets the next pieces be cut from one of the texts, or each from any. */
+    void chooseForALine()
+    {
+        const QString *const choices[] = {&plain, &plain, &plain,  &plain,  &plain,
+                                          &empty, &full,  nullptr, nullptr, nullptr};
+        forLine = random.oneOf(choices);
+    }
+
+    QString piece(int size)
+    {
+        const QString *const any[] = {&plain, &full, &sparse, &empty};
+        const QString *const source = forLine ? forLine : random.oneOf(any);
+        return source->mid(random.below(length - 1000), size);
+    }
+
+private:
+    static const int length = 100000;
+    Random &random;
+    QString plain, full, sparse, empty;
+    const QString *forLine;
+};
+
+int messageLength(Random &random)
+{
+    const int limits[] = {0,   1,   2,   78,  79,  80,  81,  99,  100, 101, 178, 179, 180,
+                          181, 182, 200, 357, 358, 359, 360, 361, 400, 10,  20,  30,  40};
+    const int kind = random.below(8);
+    return kind < 2 ? random.oneOf(limits) : kind < 3 ? random.below(365) : random.below(90);
+}
+
+int nameLength(Random &random)
+{
+    const int limits[] = {0, 2, 29, 30, 31, 100};
+    return random.below(3) ? random.below(20) : random.oneOf(limits);
+}
+
+int number(Random &random)
+{
+    const int limits[] = {1,     0,      -1,     -9999,   -10000,  9999,    99999,
+                          10000, 100000, 999999, INT_MAX, INT_MIN, 1234567, 42};
+    return random.below(4) ? random.below(100000) : random.oneOf(limits);
+}
+
+int ordinal(Random &random)
+{
+    const int limits[] = {0, 9, 10, 99, 100, 999, 1000, 12345, INT_MAX, -1};
+    return random.below(4) ? 1 + random.below(9) : random.oneOf(limits);
+}
+
+/** How many lines are compared; fewer will do where each takes long, as in an emulator. */
+int lineCount()
+{
+    const QByteArray wanted = qgetenv("QVCOMMON_TEST_LINES");
+    return wanted.isEmpty() ? 1000000 : wanted.toInt();
+}
+
+} // namespace
+
+class TestTraceLine : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void equalsTheChainOfArguments();
+    void equalsTheChainForShortTextsOfPlaceholders();
+    void simplifiesEveryCharacter();
+    void simplifiesTheSameOnEveryQt();
+};
+
+/** Whether both ways to build a line give what the chain gives. */
+static bool isSame(const TraceFields &fields)
+{
+    const QString expected = chainedLine(fields);
+    return traceLine(fields) == expected && traceLineByArg(fields) == expected;
+}
+
+#define COMPARE_LINES(fields)                                                                      \
+    do {                                                                                           \
+        if (!isSame(fields)) {                                                                     \
+            QCOMPARE(traceLine(fields), chainedLine(fields));                                      \
+            QCOMPARE(traceLineByArg(fields), chainedLine(fields));                                 \
+        }                                                                                          \
+    } while (false)
+
+void TestTraceLine::equalsTheChainOfArguments()
+{
+    const char *const times[] = {"2024-03-01 13:04:05.042", ".000", "10000-01-01 00:00:00.000", ""};
+    const int lines = lineCount();
+    QVERIFY(lines > 0);
+    Random random(20240301);
+    Source source(random);
+    for (int i = 0; i < lines; ++i) {
+        source.chooseForALine();
+        const QString className = source.piece(nameLength(random));
+        const QString functionName = source.piece(nameLength(random));
+        const QString message = source.piece(messageLength(random));
+        const TraceFields fields = {
+            number(random), className,       functionName,
+            message,        ordinal(random), random.below(8) ? times[0] : random.oneOf(times)};
+        COMPARE_LINES(fields);
+    }
+}
+
+/** Every text of two tokens in each of the three places, in each form. */
+void TestTraceLine::equalsTheChainForShortTextsOfPlaceholders()
+{
+    const char *const tokens[] = {"",   "%",  "%0", "%1", "%2", "%3",  "%4",  "%5",
+                                  "%6", "%7", "%8", "%9", "%L", "%L5", "%10", "5"};
+    QStringList texts;
+    for (const char *const first : tokens) {
+        for (const char *const second : tokens)
+            texts << QLatin1String(first) + QString(QLatin1String(second));
+    }
+    texts.removeDuplicates();
+    const QString plain = QLatin1String("plain");
+    const char time[] = "2024-03-01 13:04:05.042";
+    for (const int length : {0, 80, 180, 359, 360}) {
+        for (const QString &text : texts) {
+            const QString message = text + QString(length, QLatin1Char('m'));
+            const QString ending = QString(length, QLatin1Char('m')) + text;
+            const TraceFields inClass = {1, text, plain, message, 2, time};
+            const TraceFields inFunction = {1, plain, text, message, 2, time};
+            const TraceFields inMessage = {1, plain, plain, message, 2, time};
+            const TraceFields atTheEnd = {1, plain, plain, ending, 2, time};
+            COMPARE_LINES(inClass);
+            COMPARE_LINES(inFunction);
+            COMPARE_LINES(inMessage);
+            COMPARE_LINES(atTheEnd);
+        }
+    }
+}
+
+void TestTraceLine::simplifiesEveryCharacter()
+{
+    const bool qt4 = qVersion()[0] == '4';
+    for (int code = 0; code <= 0xffff; ++code) {
+        if (!qt4 && (code == nextLine || code == mongolianVowelSeparator))
+            continue;
+        const QString c(1, QChar(ushort(code)));
+        const QString a = QLatin1String("a");
+        const QString texts[] = {c, c + c, c + a, a + c, c + a + c + c + a + c, a + c + a};
+        for (const QString &text : texts) {
+            if (simplified(text) != text.simplified())
+                QFAIL(qPrintable(QString::fromLatin1("U+%1").arg(code, 4, 16, QLatin1Char('0'))));
+        }
+    }
+}
+
+void TestTraceLine::simplifiesTheSameOnEveryQt()
+{
+    const QString a = QLatin1String("a");
+    const QString line = a + QChar(nextLine) + QChar(nextLine) + a + QChar(nextLine);
+    QCOMPARE(simplified(line), line);
+    QCOMPARE(simplified(QString(QChar(nextLine))), QString(QChar(nextLine)));
+
+    const QChar vowel(mongolianVowelSeparator);
+    QCOMPARE(simplified(vowel + a + vowel + vowel + a + vowel), QString(QLatin1String("a a")));
+    QCOMPARE(simplified(QString(vowel)), QString());
+}
+
+QTEST_APPLESS_MAIN(TestTraceLine)
+#include "tst_traceline.moc"
