@@ -10,7 +10,6 @@
 
 #include <cstdio>
 
-// [ask]
 class Ask : public QObject
 {
     Q_OBJECT
@@ -34,6 +33,5 @@ int main(int argc, char *argv[])
                      SLOT(show(QString, QString)));
     return application.exec();
 }
-// [ask]
 
 #include "ask.moc"

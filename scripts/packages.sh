@@ -1,0 +1,31 @@
+# SPDX-License-Identifier: LGPL-2.1-or-later
+# For sourcing: makes sure that Debian packages are installed.
+
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    elif command -v sudo >/dev/null; then
+        sudo "$@"
+    else
+        echo "Not root, and sudo is not installed. Run as root: $*" >&2
+        return 1
+    fi
+}
+
+# Installs those of the named packages that are missing; asks nothing, and does nothing at all
+# when everything is there.
+need_packages() {
+    local package missing=()
+    for package in "$@"; do
+        [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
+            missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return
+    echo "Installing ${missing[*]}"
+    as_root apt-get update -qq &&
+        as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
+            "${missing[@]}" >/dev/null
+}
+
+# What every build of the tree needs.
+build_packages=(g++ cmake ninja-build qtbase5-dev libpugixml-dev zlib1g-dev)
