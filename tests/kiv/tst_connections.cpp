@@ -202,6 +202,7 @@ private Q_SLOTS:
     void initialFields();
     void timersOfTheClient();
     void secondInstanceIsInert();
+    void inertInstanceIsHarmless();
     void destroyedInertInstanceClearsThePointer();
     void destruction();
     void staticsWithoutInstance();
@@ -304,6 +305,42 @@ void TestConnections::secondInstanceIsInert()
     QVERIFY(second->children().isEmpty());
     QVERIFY(timersOf(second).isEmpty());
     QCOMPARE(singleShotTimers(), before);
+}
+
+void TestConnections::inertInstanceIsHarmless()
+{
+    ScriptedDaemon local(ScriptedDaemon::Local);
+    ScriptedDaemon domain(ScriptedDaemon::Tcp);
+    KivFixture fixture;
+    KivInterface inert(nullptr);
+    fixture.take();
+    inert.connectToLocalKivSocketSlot();
+    inert.updateDomainServerIpAddressLocal(loopback, domain.port());
+    inert.connectToDomainKivSocketSlot();
+    QTimerEvent event(0);
+    inert.timerEvent(&event);
+    inert.dataFromKivLocalUnixSlot();
+    inert.dataFromKivDomainTcpSlot();
+    QCOMPARE(fixture.take(), QStringList());
+
+    QVERIFY(!inert.sendMsgToLocalKiv(QLatin1String("x")));
+    QVERIFY(!inert.sendMsgToDomainKiv(QLatin1String("x")));
+    const QStringList notConnected =
+        QStringList() << traced("verifyLocalKivSocketOk", "localKivSocket->state(): 0")
+                      << traced("verifyDomainKivSocketOk", "domainKivSocket->state()");
+    QCOMPARE(fixture.take(), notConnected);
+    inert.setXmlFormat(KivInterface::KIVTARGET_LOCAL);
+    inert.setXmlFormat(KivInterface::KIVTARGET_DOMAIN);
+    QCOMPARE(fixture.take(), notConnected);
+    inert.handleLocalKivSocketErrorSlot(QLocalSocket::LocalSocketError(8));
+    QCOMPARE(fixture.take(), QStringList() << traced("handleLocalKivSocketErrorSlot",
+                                                     "KivInterface::displayError %s")
+                                           << traced("handleLocalKivSocketErrorSlot",
+                                                     "The following error occurred: ."));
+    settle();
+    QCOMPARE(local.connections() + domain.connections(), 0);
+    QVERIFY(inert.children().isEmpty());
+    QCOMPARE(KivInterface::instance, fixture.kiv.get());
 }
 
 void TestConnections::destroyedInertInstanceClearsThePointer()

@@ -152,6 +152,24 @@ private Q_SLOTS:
     void lineLogged(const QString &text) { entries << text; }
 };
 
+/** Destroys a Trace when it delivers a line. */
+class Destroyer : public QObject
+{
+    Q_OBJECT
+public:
+    explicit Destroyer(Trace *trace)
+        : trace(trace)
+    {
+        connect(trace, SIGNAL(LogMessage(QString)), SLOT(destroy()), Qt::DirectConnection);
+    }
+
+private Q_SLOTS:
+    void destroy() { delete trace; }
+
+private:
+    Trace *trace;
+};
+
 /** Looks at the lock while a line is delivered. */
 class LockProbe : public QObject
 {
@@ -264,6 +282,7 @@ private Q_SLOTS:
     void doesNotOpenSyslogWithoutInstance();
     void closesSyslogOnce();
     void endsInOrder();
+    void mayEndWhileALineIsDelivered();
 
 private:
     QScopedPointer<MessageLog> messages;
@@ -927,6 +946,7 @@ void TestTrace::acceptsByLevelAndGroup_data()
         {"groups -1 of 8", -1, 8, -1, 1, true},
         {"groups -9 of 8", -1, 8, -9, 5, false},
         {"no groups", -1, 0, -1, 5, false},
+        {"group 0 of no groups", -1, 0, 0, 5, false},
         {"level 1 of 2", 2, -1, 1, 1, false},
         {"level 2 of 2", 2, -1, 1, 2, true},
         {"group 8, level 2 of 3", 3, -1, 8, 2, false},
@@ -1474,6 +1494,23 @@ void TestTrace::endsInOrder()
     QCOMPARE(messages->lines(), lines);
     QCOMPARE(Trace::linenumber, 2);
     QCOMPARE(Trace::threadIds, QList<int>() << thisThread());
+    QVERIFY(Trace::traceMutex.tryLock());
+    Trace::traceMutex.unlock();
+}
+
+void TestTrace::mayEndWhileALineIsDelivered()
+{
+    Trace *const trace = new Trace(nullptr);
+    Journal journal(trace);
+    trace->openSysLog(utf8("pumpd"));
+    journal.entries.clear();
+    Trace::linenumber = 1;
+    Destroyer destroyer(trace);
+    log("on");
+    log("dropped");
+    QVERIFY(!Trace::instance);
+    QCOMPARE(journal.entries, QStringList() << line("on") << utf8("closelog"));
+    QCOMPARE(Trace::linenumber, 2);
     QVERIFY(Trace::traceMutex.tryLock());
     Trace::traceMutex.unlock();
 }
