@@ -187,17 +187,38 @@ public:
     /** @} */
 
     /** @name System messages
-     *  Entries of the local daemon's list of messages. All return as the requests do.
+     *  Entries of the list that the local daemon keeps under /state/sys_messages. An entry is
+     *  identified by its reporter and the reporter's own reference together.
+     *
+     *  The texts are filled in one after the other with QString::arg(), and sent as they are: a
+     *  placeholder like "%3" in one of them takes the place of what follows, markup is not
+     *  escaped, and an apostrophe in a reporter or a reference makes the entry impossible to
+     *  withdraw.
+     *
+     *  All return true if the request was written to the local daemon, false if it was dropped.
+     *  The daemon's verdict arrives as kivOkSignal() or kivErrorSignal().
+     *
+     *  @code
+     *  KivInterface::putSysMessage("r1", "pump", "overheat", "error", "Pump is too hot", "");
+     *  ...
+     *  KivInterface::deleteSysMessage("r2", "pump", "overheat");
+     *  @endcode
      *  @{ */
 
     /**
-     * Posts an entry, identified by its reporter and the reporter's own reference.
-     * @param ref the reference of the request
+     * Posts an entry, with the time in whole seconds since 1970-01-01 00:00 UTC.
+     * @param ref the reference of the request, which the answer carries back
+     * @param reporter who posts
+     * @param repRef the reporter's own reference for the entry
+     * @param level the severity, as the daemon words it
      * @param lineId left out if empty
+     * @param text for people to read
+     * @param msgData any more data, well-formed XML; may be empty
      */
     static bool putSysMessage(const QString &ref, const QString &reporter, const QString &repRef,
                               const QString &level, const QString &lineId, const QString &text,
                               const QString &msgData);
+    /** The same without a line id. */
     static bool putSysMessage(const QString &ref, const QString &reporter, const QString &repRef,
                               const QString &level, const QString &text, const QString &msgData);
 
@@ -208,19 +229,32 @@ public:
 
     /** @name Path look-ups
      *  Pick single values out of the data of a reply or notification. A path is a row of element
-     *  names with "/" between them; the step "entry[key='value']" stands for the entry of a list
-     *  whose key has that value. All return whether the element was found; if not, @a result is
-     *  left as it was. Stateless: they may be called from any thread.
+     *  names with "/" between them; empty steps count for nothing. The step "entry[key='value']"
+     *  stands for the entry of a list whose key element has that value.
      *
      *  @code
      *  QString mtu;
      *  KivInterface::xpathGetTextNode(mtu, "interfaces/interface[name='eth0']/mtu", "", data);
      *  @endcode
+     *
+     *  Each step is looked for from where the step before it was found, forward and at any depth:
+     *  "a/b" also finds a b that stands behind a, or in the next entry of a list. The XML is read
+     *  only as far as needed, and what follows is not checked. It has one element at the top;
+     *  where @a data has several, put an element around them.
+     *
+     *  All return whether the value was found. If not, @a result is left as it was; if the element
+     *  is there but does not begin with text, @a result becomes null. Nothing is logged.
+     *
+     *  **Threads.** These calls keep no state and may be made from any thread.
      *  @{ */
 
     /**
      * Finds the text of an element.
-     * @param prefix what @a path must start with; it is removed wherever it occurs in the path
+     * @param path the way to the element. A last step that is the key of the list step before it
+     *        yields the key's value; a list step itself cannot be last.
+     * @param prefix what @a path must start with; it is removed wherever it occurs in the path. If
+     *        nothing is left, the last step of @a path is looked for. May be empty.
+     * @param xml the text to look in
      */
     static bool xpathGetTextNode(QString &result, const QString &path, const QString &prefix,
                                  const QString &xml);
@@ -229,26 +263,40 @@ public:
                                  const QString &subPath, const QString &xml);
     /**
      * The same for one of several elements.
-     * @param index which of the elements named by the last step, in document order, from 0
+     * @param index which of the elements named by the last step, in document order, from 0; with a
+     *        negative one nothing is found
      */
     static bool xpathGetTextNode(QString &result, const QString &path, const QString &rootPath,
                                  const QString &subPath, const QString &xml, int index);
 
-    /** Follows @a steps, removing those that are done, from where @a reader stands. */
+    /**
+     * Follows a path from where @a reader stands.
+     * @param steps the steps of the path; those that are done are removed, but never the last one
+     */
     static bool xpathFindTextNode(QString &result, QStringList &steps, QXmlStreamReader &reader,
                                   int index);
-    /** Takes a list step apart; the outputs may be partly written if it is none. */
+    /**
+     * Takes a list step apart. Only the first key of a step counts, and a value ends at the first
+     * of the characters [ ] = '.
+     * @return whether it is one; if not, the outputs before the missing one may be written
+     */
     static bool xpathValidateListNode(const QString &step, QString &listName, QString &keyName,
                                       QString &keyValue);
-    /** Reads up to the next start of an element. */
+    /** Reads up to the next start tag of an element called @a name. */
     static bool xpathCrawlToXmlNode(QString name, QXmlStreamReader &reader);
-    /** Reads up to the end of the matching key of a list entry. */
+    /**
+     * Reads up to the end tag of the key whose text is @a keyValue, that is into a list entry. An
+     * element called like the value ends the search as well. The three texts are only read.
+     */
     static bool xpathCrawlToXmlList(QString &listName, QString &keyName, QString &keyValue,
                                     QXmlStreamReader &reader);
-    /** Reads the text of the index-th next element of a name. */
+    /** Reads the text of the @a index -th next element called @a name; the name is only read. */
     static bool xpathReturnXmlNode(QString &result, QString &name, QXmlStreamReader &reader,
                                    int index);
-    /** Picks the quoted value that follows @a key out of a list step or a path. */
+    /**
+     * Picks a quoted value out of a list step or a path: what stands between the first quote
+     * behind @a key and the next one. The key also matches inside a longer name.
+     */
     static bool xpathGetKey(const QString &text, const QString &key, QString &value);
     /** @} */
 
