@@ -3,6 +3,7 @@
 #define QVCOMMON_QTCOMPAT_H
 
 #include <QtCore/QByteArray>
+#include <QtCore/QDateTime>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QtGlobal>
@@ -44,6 +45,18 @@ inline QStringList splitNonEmpty(const QString &text, QChar separator)
 #else
     return text.split(separator, Qt::SkipEmptyParts);
 #endif
+}
+
+/**
+ * Seconds since 1970-01-01 00:00 UTC, as Qt 4's QDateTime::toTime_t() gives them: the largest uint
+ * stands for times before that and from 2106-02-07 06:28:15 UTC on.
+ */
+inline uint secondsSinceEpoch(const QDateTime &time)
+{
+    const qint64 milliseconds = time.toMSecsSinceEpoch();
+    const qint64 seconds = milliseconds / 1000;
+    const uint outOfRange = ~0U;
+    return milliseconds < 0 || seconds > qint64(outOfRange) ? outOfRange : uint(seconds);
 }
 
 /** Hands a finished line to Qt's message handler. */
