@@ -1,0 +1,713 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "pidfilehandler.h"
+
+#include "childprocess.h"
+#include "kivlogs.h"
+#include "libccalls.h"
+#include "skip.h"
+#include "temporaryfolder.h"
+#include "trace.h"
+
+#include <QtCore/QDir>
+#include <QtCore/QFile>
+#include <QtCore/QScopedPointer>
+#include <QtTest/QTest>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+static const char lockCall[] = "flock(LOCK_EX | LOCK_NB)";
+static const char unlockCall[] = "flock(LOCK_UN)";
+
+static QString text(const char *latin1)
+{
+    return QString::fromLatin1(latin1);
+}
+
+/** "N\n" for this process. */
+static QByteArray ownLine()
+{
+    return QByteArray::number(qint64(getpid())) + '\n';
+}
+
+static void createFile(const QByteArray &path, const QByteArray &content)
+{
+    QFile file(QFile::decodeName(path));
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+        qFatal("cannot write %s", path.constData());
+}
+
+static QByteArray contentOf(const QByteArray &path)
+{
+    QFile file(QFile::decodeName(path));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
+}
+
+static bool exists(const QByteArray &path)
+{
+    struct stat status;
+    return lstat(path.constData(), &status) == 0;
+}
+
+/** The open descriptors of this process. */
+static std::vector<int> openDescriptors()
+{
+    std::vector<int> result;
+    for (int descriptor = 0; descriptor < 256; ++descriptor) {
+        if (fcntl(descriptor, F_GETFD) != -1)
+            result.push_back(descriptor);
+    }
+    return result;
+}
+
+/** Whether some other opener of a file could lock it now. */
+static bool isLockable(const QByteArray &path)
+{
+    const int descriptor = ::open(path.constData(), O_RDWR | O_CLOEXEC);
+    const bool locked = flock(descriptor, LOCK_EX | LOCK_NB) == 0;
+    ::close(descriptor);
+    return locked;
+}
+
+class PidFileHandlerTest : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void constructionTouchesNothing();
+    void pathIsNotCopied();
+    void read_data();
+    void read();
+    void readWithoutFile();
+    void readOfFolder();
+    void checkOfOwnProcess();
+    void checkOfLiveProcess();
+    void checkOfEndedProcess();
+    void checkByAnswerOfTheSystem_data();
+    void checkByAnswerOfTheSystem();
+    void write();
+    void writeAgain();
+    void writeKeepsTheTail();
+    void writeKeepsTheModeOfAFile();
+    void mode_data();
+    void mode();
+    void writeLocksOnlyWhileWriting();
+    void descriptorIsNotInherited();
+    void missingFolder();
+    void pathIsAFolder();
+    void noStream();
+    void lockedByAnother();
+    void nothingPrinted();
+    void printingFailed();
+    void unlockFailed();
+    void pathWithPlaceholders();
+    void pathInOtherScript();
+    void failureWithoutTrace();
+    void fullDisk();
+    void unwrittenTextIsDropped();
+    void raceLost();
+    void raceWonOneAfterTheOther();
+    void raceOfMany();
+    void deathOfTheHolder();
+    void remove();
+    void destructionRemovesTheFile_data();
+    void destructionRemovesTheFile();
+    void endWithoutDestructionKeepsTheFile();
+
+private:
+    QByteArray pathOf(const char *name) const
+    {
+        return QFile::encodeName(folder->path()) + '/' + name;
+    }
+
+    QScopedPointer<TemporaryFolder> folder;
+    QScopedPointer<Trace> trace;
+    QScopedPointer<TraceLog> log;
+    QByteArray path;
+    std::vector<int> descriptors;
+};
+
+void PidFileHandlerTest::init()
+{
+    folder.reset(new TemporaryFolder);
+    trace.reset(new Trace(nullptr));
+    log.reset(new TraceLog(trace.data()));
+    path = pathOf("pid");
+    descriptors = openDescriptors();
+}
+
+void PidFileHandlerTest::cleanup()
+{
+    const std::vector<int> left = openDescriptors();
+    log.reset();
+    trace.reset();
+    folder.reset();
+    QVERIFY(left == descriptors);
+}
+
+void PidFileHandlerTest::constructionTouchesNothing()
+{
+    LibcCalls calls;
+    PidFileHandler handler(path.constData());
+    QCOMPARE(calls.take(), QStringList());
+    QVERIFY(!exists(path));
+}
+
+void PidFileHandlerTest::pathIsNotCopied()
+{
+    createFile(path, "1\n");
+    createFile(pathOf("dip"), "2\n");
+    std::vector<char> buffer(path.constData(), path.constData() + path.size() + 1);
+    PidFileHandler handler(buffer.data());
+    QCOMPARE(handler.readPid(), 1);
+    std::memcpy(&buffer.back() - 3, "dip", 3);
+    QCOMPARE(handler.readPid(), 2);
+}
+
+void PidFileHandlerTest::read_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<int>("pid");
+
+    QTest::newRow("whole") << QByteArray("12345\n") << 12345;
+    QTest::newRow("without newline") << QByteArray("12345") << 12345;
+    QTest::newRow("with a tail") << QByteArray("99\n45\n") << 99;
+    QTest::newRow("white space in front") << QByteArray(" \n\t 7") << 7;
+    QTest::newRow("text behind") << QByteArray("7pid") << 7;
+    QTest::newRow("sign") << QByteArray("-7\n") << -7;
+    QTest::newRow("leading zeros") << QByteArray("007\n") << 7;
+    QTest::newRow("largest") << QByteArray("2147483647\n") << 2147483647;
+    QTest::newRow("empty") << QByteArray() << 0;
+    QTest::newRow("blank") << QByteArray(" \n") << 0;
+    QTest::newRow("no number") << QByteArray("pid 7\n") << 0;
+    QTest::newRow("only a sign") << QByteArray("-\n") << 0;
+    QTest::newRow("NUL") << QByteArray("\0007\n", 3) << 0;
+}
+
+void PidFileHandlerTest::read()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(int, pid);
+    createFile(path, content);
+    PidFileHandler handler(path.constData());
+    LibcCalls calls;
+    QCOMPARE(handler.readPid(), pid);
+    QCOMPARE(calls.take(), QStringList() << text("fopen") << text("fclose"));
+    QCOMPARE(contentOf(path), content);
+}
+
+void PidFileHandlerTest::readWithoutFile()
+{
+    PidFileHandler handler(path.constData());
+    QCOMPARE(handler.readPid(), 0);
+    QCOMPARE(handler.checkPid(), 0);
+    QVERIFY(!exists(path));
+    QCOMPARE(log->take(), QStringList());
+}
+
+void PidFileHandlerTest::readOfFolder()
+{
+    const QByteArray name = QFile::encodeName(folder->path());
+    PidFileHandler handler(name.constData());
+    QCOMPARE(handler.readPid(), 0);
+    QCOMPARE(handler.checkPid(), 0);
+}
+
+void PidFileHandlerTest::checkOfOwnProcess()
+{
+    createFile(path, ownLine());
+    PidFileHandler handler(path.constData());
+    LibcCalls calls;
+    QCOMPARE(handler.checkPid(), 0);
+    QCOMPARE(calls.take(), QStringList() << text("fopen") << text("fclose"));
+}
+
+void PidFileHandlerTest::checkOfLiveProcess()
+{
+    // It has never seen the file: an id that was given to another process counts all the same.
+    ChildProcess child([](ChildProcess &parent) {
+        parent.await();
+        return 0;
+    });
+    createFile(path, QByteArray::number(qint64(child.pid())) + '\n');
+    PidFileHandler handler(path.constData());
+    QCOMPARE(handler.checkPid(), int(child.pid()));
+    child.signal();
+    QCOMPARE(child.wait(), 0);
+    QCOMPARE(handler.checkPid(), 0);
+}
+
+void PidFileHandlerTest::checkOfEndedProcess()
+{
+    int pid;
+    {
+        ChildProcess child([](ChildProcess &) { return 0; });
+        pid = int(child.pid());
+        child.wait();
+    }
+    createFile(path, QByteArray::number(pid) + '\n');
+    PidFileHandler handler(path.constData());
+    QCOMPARE(handler.checkPid(), 0);
+    QCOMPARE(log->take(), QStringList());
+}
+
+void PidFileHandlerTest::checkByAnswerOfTheSystem_data()
+{
+    QTest::addColumn<int>("result");
+    QTest::addColumn<int>("error");
+    QTest::addColumn<int>("pid");
+
+    QTest::newRow("there") << 0 << 0 << 1;
+    QTest::newRow("there, errno left over") << 0 << ESRCH << 1;
+    QTest::newRow("of another user") << -1 << EPERM << 1;
+    QTest::newRow("any other error") << -1 << EINVAL << 1;
+    QTest::newRow("gone") << -1 << ESRCH << 0;
+}
+
+void PidFileHandlerTest::checkByAnswerOfTheSystem()
+{
+    QFETCH(int, result);
+    QFETCH(int, error);
+    createFile(path, "1\n");
+    PidFileHandler handler(path.constData());
+    LibcCalls calls;
+    calls.fail("kill(1, 0)", error, result);
+    const int pid = handler.checkPid();
+    QTEST(pid, "pid");
+    QCOMPARE(calls.take(), QStringList() << text("fopen") << text("fclose") << text("kill(1, 0)"));
+}
+
+void PidFileHandlerTest::write()
+{
+    PidFileHandler handler(path.constData());
+    LibcCalls calls;
+    QCOMPARE(handler.writePid(), int(getpid()));
+    QCOMPARE(calls.take(), QStringList() << text("open") << text("fdopen") << text(lockCall)
+                                         << text("fprintf") << text("fflush") << text(unlockCall)
+                                         << text("fclose"));
+    QCOMPARE(contentOf(path), ownLine());
+    QCOMPARE(handler.readPid(), int(getpid()));
+    QCOMPARE(log->take(), QStringList());
+}
+
+void PidFileHandlerTest::writeAgain()
+{
+    PidFileHandler handler(path.constData());
+    for (int i = 0; i < 1000; ++i)
+        QCOMPARE(handler.writePid(), int(getpid()));
+    QCOMPARE(contentOf(path), ownLine());
+    QVERIFY(isLockable(path));
+}
+
+void PidFileHandlerTest::writeKeepsTheTail()
+{
+    const QByteArray old = "123456789012345\n";
+    createFile(path, old);
+    PidFileHandler handler(path.constData());
+    QCOMPARE(handler.writePid(), int(getpid()));
+    QCOMPARE(contentOf(path), ownLine() + old.mid(ownLine().size()));
+    QCOMPARE(handler.readPid(), int(getpid()));
+}
+
+void PidFileHandlerTest::writeKeepsTheModeOfAFile()
+{
+    createFile(path, "");
+    QCOMPARE(chmod(path.constData(), 0606), 0);
+    PidFileHandler handler(path.constData());
+    QCOMPARE(handler.writePid(), int(getpid()));
+    struct stat status;
+    QCOMPARE(stat(path.constData(), &status), 0);
+    QCOMPARE(int(status.st_mode & 07777), 0606);
+}
+
+void PidFileHandlerTest::mode_data()
+{
+    QTest::addColumn<int>("mask");
+    QTest::addColumn<int>("mode");
+
+    QTest::newRow("no mask") << 0 << 0644;
+    QTest::newRow("usual") << 022 << 0644;
+    QTest::newRow("private") << 077 << 0600;
+    QTest::newRow("readable only") << 0222 << 0444;
+    QTest::newRow("nothing at all") << 0777 << 0;
+}
+
+void PidFileHandlerTest::mode()
+{
+    QFETCH(int, mask);
+    QFETCH(int, mode);
+    PidFileHandler handler(path.constData());
+    const mode_t before = umask(mode_t(mask));
+    const int pid = handler.writePid();
+    umask(before);
+    QCOMPARE(pid, int(getpid()));
+    struct stat status;
+    QCOMPARE(stat(path.constData(), &status), 0);
+    QCOMPARE(int(status.st_mode & 07777), mode);
+}
+
+void PidFileHandlerTest::writeLocksOnlyWhileWriting()
+{
+    PidFileHandler handler(path.constData());
+    LibcCalls calls;
+    QStringList states;
+    calls.before = [&](const QString &call) {
+        if (call == text(lockCall) || call == text("fprintf") || call == text(unlockCall) ||
+            call == text("fclose"))
+            states << (isLockable(path) ? text("free") : text("locked")) +
+                          text(contentOf(path).isEmpty() ? ", empty" : ", written");
+    };
+    QCOMPARE(handler.writePid(), int(getpid()));
+    QCOMPARE(states, QStringList() << text("free, empty") << text("locked, empty")
+                                   << text("locked, written") << text("free, written"));
+}
+
+void PidFileHandlerTest::descriptorIsNotInherited()
+{
+    createFile(path, "1\n");
+    PidFileHandler handler(path.constData());
+    LibcCalls calls;
+    int seen = 0;
+    calls.before = [&](const QString &call) {
+        if (call != text("fprintf") && call != text("fclose"))
+            return;
+        for (int descriptor : openDescriptors()) {
+            if (std::find(descriptors.begin(), descriptors.end(), descriptor) != descriptors.end())
+                continue;
+            ++seen;
+            QCOMPARE(fcntl(descriptor, F_GETFD), FD_CLOEXEC);
+        }
+    };
+    QCOMPARE(handler.readPid(), 1);
+    QCOMPARE(handler.writePid(), int(getpid()));
+    QCOMPARE(seen, 3);
+}
+
+void PidFileHandlerTest::missingFolder()
+{
+    const QByteArray name = pathOf("missing/pid");
+    PidFileHandler handler(name.constData());
+    LibcCalls calls;
+    QCOMPARE(handler.writePid(), 0);
+    QCOMPARE(calls.take(), QStringList(text("open")));
+    QCOMPARE(log->take(), QStringList(text("PidFileHandler|writePid|Can not open or create [") +
+                                      text(name.constData()) + text("]")));
+}
+
+void PidFileHandlerTest::pathIsAFolder()
+{
+    const QByteArray name = QFile::encodeName(folder->path());
+    PidFileHandler handler(name.constData());
+    QCOMPARE(handler.writePid(), 0);
+    QCOMPARE(log->take(), QStringList(text("PidFileHandler|writePid|Can not open or create [") +
+                                      text(name.constData()) + text("]")));
+}
+
+void PidFileHandlerTest::noStream()
+{
+    createFile(path, "1\n");
+    {
+        PidFileHandler handler(path.constData());
+        LibcCalls calls;
+        calls.fail("fdopen", ENOMEM);
+        QCOMPARE(handler.writePid(), 0);
+        QCOMPARE(calls.take(), QStringList() << text("open") << text("fdopen"));
+        QCOMPARE(contentOf(path), QByteArray("1\n"));
+    }
+    QCOMPARE(log->take(), QStringList(text("PidFileHandler|writePid|Can not open or create [") +
+                                      text(path.constData()) + text("]")));
+    // The descriptor is left, as documented.
+    std::vector<int> left = openDescriptors();
+    for (int descriptor : descriptors)
+        left.erase(std::remove(left.begin(), left.end(), descriptor), left.end());
+    QCOMPARE(int(left.size()), 1);
+    QCOMPARE(fcntl(left.front(), F_GETFD), FD_CLOEXEC);
+    ::close(left.front());
+}
+
+void PidFileHandlerTest::lockedByAnother()
+{
+    createFile(path, "1\nold");
+    const int holder = ::open(path.constData(), O_RDWR | O_CLOEXEC);
+    QCOMPARE(flock(holder, LOCK_EX), 0);
+    PidFileHandler handler(path.constData());
+    LibcCalls calls;
+    QCOMPARE(handler.writePid(), 0);
+    QCOMPARE(calls.take(),
+             QStringList() << text("open") << text("fdopen") << text(lockCall) << text("fclose"));
+    QCOMPARE(contentOf(path), QByteArray("1\nold"));
+    QCOMPARE(log->take(), QStringList(text("PidFileHandler|writePid|Can not write pid "
+                                           "[Resource temporarily unavailable]")));
+    ::close(holder);
+    QCOMPARE(handler.writePid(), int(getpid()));
+}
+
+void PidFileHandlerTest::nothingPrinted()
+{
+    createFile(path, "1\n");
+    PidFileHandler handler(path.constData());
+    LibcCalls calls;
+    calls.fail("fprintf", EIO, 0);
+    QCOMPARE(handler.writePid(), 0);
+    QCOMPARE(calls.take(), QStringList() << text("open") << text("fdopen") << text(lockCall)
+                                         << text("fprintf") << text("fclose"));
+    QCOMPARE(contentOf(path), QByteArray("1\n"));
+    QVERIFY(isLockable(path));
+    QCOMPARE(log->take(), QStringList(text("PidFileHandler|writePid|Can not write pid "
+                                           "[Input/output error]")));
+}
+
+void PidFileHandlerTest::printingFailed()
+{
+    createFile(path, "1\n");
+    PidFileHandler handler(path.constData());
+    LibcCalls calls;
+    calls.fail("fprintf", EIO, -1);
+    QCOMPARE(handler.writePid(), int(getpid()));
+    QCOMPARE(contentOf(path), QByteArray("1\n"));
+    QVERIFY(isLockable(path));
+    QCOMPARE(log->take(), QStringList());
+}
+
+void PidFileHandlerTest::unlockFailed()
+{
+    PidFileHandler handler(path.constData());
+    LibcCalls calls;
+    calls.fail(unlockCall, ENOLCK);
+    QCOMPARE(handler.writePid(), 0);
+    QCOMPARE(calls.take(), QStringList() << text("open") << text("fdopen") << text(lockCall)
+                                         << text("fprintf") << text("fflush") << text(unlockCall)
+                                         << text("fclose"));
+    QCOMPARE(contentOf(path), ownLine());
+    QVERIFY(isLockable(path));
+    QCOMPARE(log->take(), QStringList(text("PidFileHandler|writePid|Can not unlock pidfile [") +
+                                      text(path.constData()) + text("], [No locks available]")));
+}
+
+void PidFileHandlerTest::pathWithPlaceholders()
+{
+    // What is filled in takes part in the next replacement.
+    const QByteArray name = pathOf("%2");
+    PidFileHandler handler(name.constData());
+    LibcCalls calls;
+    calls.fail(unlockCall, ENOLCK);
+    QCOMPARE(handler.writePid(), 0);
+    QCOMPARE(log->take(),
+             QStringList(text("PidFileHandler|writePid|Can not unlock pidfile [") + folder->path() +
+                         text("/No locks available], [No locks available]")));
+}
+
+void PidFileHandlerTest::pathInOtherScript()
+{
+    const QByteArray name = pathOf("f\xc3\xb8/pid");
+    PidFileHandler handler(name.constData());
+    QCOMPARE(handler.writePid(), 0);
+    QCOMPARE(log->take(), QStringList(text("PidFileHandler|writePid|Can not open or create [") +
+                                      text(name.constData()) + text("]")));
+}
+
+void PidFileHandlerTest::failureWithoutTrace()
+{
+    log.reset();
+    trace.reset();
+    const QByteArray name = pathOf("missing/pid");
+    PidFileHandler handler(name.constData());
+    QCOMPARE(handler.writePid(), 0);
+}
+
+void PidFileHandlerTest::fullDisk()
+{
+    if (::access("/dev/full", W_OK) != 0)
+        SKIP_TEST("there is no /dev/full here: mknod -m 666 /dev/full c 1 7");
+    QCOMPARE(symlink("/dev/full", path.constData()), 0);
+    {
+        PidFileHandler handler(path.constData());
+        LibcCalls calls;
+        QCOMPARE(handler.writePid(), int(getpid()));
+        QCOMPARE(calls.take(), QStringList() << text("open") << text("fdopen") << text(lockCall)
+                                             << text("fprintf") << text("fflush")
+                                             << text(unlockCall) << text("fclose"));
+        QCOMPARE(handler.readPid(), 0); // so it shows to whoever asks
+        QCOMPARE(log->take(), QStringList());
+    }
+    QVERIFY(!exists(path));
+    QVERIFY(exists("/dev/full"));
+}
+
+void PidFileHandlerTest::unwrittenTextIsDropped()
+{
+    // There is room again at the moment when the lock is given back: too late.
+    PidFileHandler handler(path.constData());
+    ChildProcess child([&](ChildProcess &) {
+        std::signal(SIGXFSZ, SIG_IGN);
+        rlimit limit;
+        getrlimit(RLIMIT_FSIZE, &limit);
+        const rlimit full = {0, limit.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &full);
+        LibcCalls calls;
+        calls.before = [&](const QString &call) {
+            if (call == text(unlockCall))
+                setrlimit(RLIMIT_FSIZE, &limit);
+        };
+        return handler.writePid() == getpid() ? 0 : 1;
+    });
+    QCOMPARE(child.wait(), 0);
+    QCOMPARE(contentOf(path), QByteArray());
+}
+
+/** Lets a process write its id, but stop just before that, with the file locked. */
+static int writeSlowly(PidFileHandler &handler, ChildProcess &parent)
+{
+    LibcCalls calls;
+    calls.before = [&](const QString &call) {
+        if (call == text("fprintf")) {
+            parent.signal();
+            parent.await();
+        }
+    };
+    return handler.writePid();
+}
+
+void PidFileHandlerTest::raceLost()
+{
+    PidFileHandler handler(path.constData());
+    ChildProcess child(
+        [&](ChildProcess &parent) { return writeSlowly(handler, parent) == getpid() ? 0 : 1; });
+    child.await();
+    QCOMPARE(handler.checkPid(), 0); // the other one cannot be seen yet
+    QCOMPARE(handler.writePid(), 0);
+    QCOMPARE(log->take(), QStringList(text("PidFileHandler|writePid|Can not write pid "
+                                           "[Resource temporarily unavailable]")));
+    const int other = int(child.pid());
+    child.signal();
+    QCOMPARE(child.wait(), 0);
+    QCOMPARE(contentOf(path), QByteArray::number(other) + '\n');
+}
+
+void PidFileHandlerTest::raceWonOneAfterTheOther()
+{
+    // Both check before one has written: both then write, and the last one stands in the file.
+    PidFileHandler handler(path.constData());
+    ChildProcess child([&](ChildProcess &parent) {
+        const int other = handler.checkPid();
+        parent.signal();
+        parent.await();
+        return other == 0 && handler.writePid() == getpid() ? 0 : 1;
+    });
+    child.await();
+    QCOMPARE(handler.checkPid(), 0);
+    QCOMPARE(handler.writePid(), int(getpid()));
+    const int other = int(child.pid());
+    child.signal();
+    QCOMPARE(child.wait(), 0);
+    QCOMPARE(handler.readPid(), other);
+}
+
+void PidFileHandlerTest::raceOfMany()
+{
+    const int processes = 8;
+    for (int round = 0; round < 20; ++round) {
+        PidFileHandler handler(path.constData());
+        std::vector<std::unique_ptr<ChildProcess>> children;
+        std::vector<int> winners;
+        for (int i = 0; i < processes; ++i) {
+            children.emplace_back(new ChildProcess([&](ChildProcess &parent) {
+                parent.await();
+                const int pid = handler.writePid();
+                return pid == getpid() ? 0 : pid == 0 ? 1 : 2;
+            }));
+        }
+        for (const auto &child : children)
+            child->signal();
+        for (const auto &child : children) {
+            const int pid = int(child->pid());
+            const int outcome = child->wait();
+            QVERIFY(outcome == 0 || outcome == 1);
+            if (outcome == 0)
+                winners.push_back(pid);
+        }
+        QVERIFY(std::find(winners.begin(), winners.end(), handler.readPid()) != winners.end());
+    }
+}
+
+void PidFileHandlerTest::deathOfTheHolder()
+{
+    PidFileHandler handler(path.constData());
+    ChildProcess child(
+        [&](ChildProcess &parent) { return writeSlowly(handler, parent) == getpid() ? 0 : 1; });
+    child.await();
+    QCOMPARE(handler.writePid(), 0);
+    child.kill();
+    QCOMPARE(child.wait(), -1);
+    QCOMPARE(contentOf(path), QByteArray());
+    QCOMPARE(handler.checkPid(), 0);
+    QCOMPARE(handler.writePid(), int(getpid()));
+    QCOMPARE(contentOf(path), ownLine());
+}
+
+void PidFileHandlerTest::remove()
+{
+    createFile(path, "1\n");
+    PidFileHandler handler(path.constData());
+    QCOMPARE(handler.removePid(), 0);
+    QVERIFY(!exists(path));
+    errno = 0;
+    QCOMPARE(handler.removePid(), -1);
+    QCOMPARE(errno, ENOENT);
+    QCOMPARE(log->take(), QStringList());
+}
+
+void PidFileHandlerTest::destructionRemovesTheFile_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<bool>("written");
+
+    QTest::newRow("written") << QByteArray() << true;
+    QTest::newRow("never written") << QByteArray("7\n") << false;
+    QTest::newRow("of another process") << QByteArray("1\n") << false;
+    QTest::newRow("not there") << QByteArray() << false;
+}
+
+void PidFileHandlerTest::destructionRemovesTheFile()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(bool, written);
+    if (!content.isEmpty())
+        createFile(path, content);
+    LibcCalls calls;
+    {
+        PidFileHandler handler(path.constData());
+        if (written)
+            QCOMPARE(handler.writePid(), int(getpid()));
+        calls.take();
+    }
+    QCOMPARE(calls.take(), QStringList(text("unlink")));
+    QVERIFY(!exists(path));
+    QCOMPARE(log->take(), QStringList());
+}
+
+void PidFileHandlerTest::endWithoutDestructionKeepsTheFile()
+{
+    ChildProcess child([this](ChildProcess &) -> int {
+        PidFileHandler handler(path.constData());
+        _exit(handler.writePid() == getpid() ? 0 : 1);
+    });
+    const int pid = int(child.pid());
+    QCOMPARE(child.wait(), 0);
+    QCOMPARE(contentOf(path), QByteArray::number(pid) + '\n');
+}
+
+QTEST_APPLESS_MAIN(PidFileHandlerTest)
+
+#include "tst_pidfilehandler.moc"
