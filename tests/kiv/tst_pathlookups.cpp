@@ -228,6 +228,10 @@ void PathLookupsTest::prefix_data()
     QTest::newRow("not in front") << text("/a/state/b") << text("/state") << false
                                   << text(untouched);
     QTest::newRow("other case") << text("/State/a/b") << text("/state") << false << text(untouched);
+    QTest::newRow("other case, and the path is right without it")
+        << text("r/a/b") << text("R/") << false << text(untouched);
+    QTest::newRow("again inside, in other case")
+        << text("q/Q/b") << text("q/") << false << text(untouched);
     QTest::newRow("longer than the path")
         << text("/state") << text("/state/a") << false << text(untouched);
     QTest::newRow("again inside") << text("/c/a/c/b") << text("/c") << true << text("1");
@@ -237,6 +241,8 @@ void PathLookupsTest::prefix_data()
     QTest::newRow("removal that makes another one")
         << text("cacb") << text("ca") << false << text(untouched);
     QTest::newRow("the whole path") << text("/a/b") << text("/a/b") << true << text("1");
+    QTest::newRow("the whole path, of which only the last step exists")
+        << text("/state/b") << text("/state/b") << true << text("1");
     QTest::newRow("the whole path but a slash")
         << text("/a/b/") << text("/a/b") << false << text(untouched);
     QTest::newRow("the whole path, repeated") << text("bb") << text("b") << true << text("2");
