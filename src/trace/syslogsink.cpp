@@ -60,12 +60,16 @@ int countConversions(const char *text)
                 break;
             ++text;
         }
-        text += std::strspn(text, "hlLqjzt");
+        const size_t modifiers = std::strspn(text, "hlLqjzt");
+        text += modifiers;
+        // Incomplete ones, for which the message is lost. Those that end in "%", which some take
+        // for a percent sign and others for the beginning of the next conversion.
+        if (*text == '\0' || *text == '%')
+            return -1;
         // Widths taken from arguments, numbered arguments, and wide characters, whose conversion
         // may fail and lose the message.
-        const bool wide =
-            *text == 'C' || *text == 'S' || ((*text == 'c' || *text == 's') && text[-1] == 'l');
-        if (wide || *text == '*' || *text == '$')
+        if (*text == '*' || *text == '$' || *text == 'C' || *text == 'S' ||
+            (modifiers > 0 && (*text == 'c' || *text == 's')))
             return -1;
         ++count;
     }
