@@ -1,0 +1,224 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "loghandler.h"
+
+#include "atomics.h"
+#include "debugline.h"
+#include "logfile.h"
+#include "qtcompat.h"
+#include "trace.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QDir>
+#include <QtCore/QEvent>
+#include <QtCore/QFile>
+#include <QtCore/QMutex>
+#include <QtCore/QTimer>
+
+#include <cstdio>
+
+using namespace qvcommon;
+
+LogHandler *LogHandler::instance = nullptr;
+QString LogHandler::CLASSNAME = QLatin1String("LogHandler");
+
+static const char closingRule[] = "=============================================\n";
+
+static void logOwn(const char *function, const QString &message)
+{
+    Trace::logs(LogHandler::CLASSNAME, QLatin1String(function), message);
+}
+
+static void deleteTimer(QTimer *timer)
+{
+    const QThread *const thread = timer->thread();
+    if (!thread || thread == QThread::currentThread() || !thread->isRunning()) {
+        delete timer;
+    } else {
+        timer->disconnect();
+        timer->deleteLater();
+    }
+}
+
+LogHandler::LogHandler(QObject *parent, bool printToConsole)
+    : QThread(parent)
+    , logMutex(new QMutex)
+    , logDir(nullptr)
+    , logFile(nullptr)
+    , printToConsole(printToConsole)
+    , reservedFlag(false)
+    , stopFlag(true)
+    , bytesWritten(0)
+    , maxFileSize(102400)
+    , flushTimer(nullptr)
+{
+    if (load(instance))
+        exit(-1);
+    store(instance, this);
+}
+
+LogHandler::~LogHandler()
+{
+    if (load(instance) == this)
+        store(instance, nullptr);
+
+    logOwn("dtor", QLatin1String("Stopping flushTimer"));
+    QTimer *const timer = load(flushTimer);
+    // A timer of the handler's own thread is stopped there, by run().
+    const bool ownTimer = timer && timer->thread() == this;
+    if (timer && !ownTimer)
+        deleteTimer(timer);
+
+    if (isRunning()) {
+        logOwn("dtor", QLatin1String("Stopping logger thread"));
+        stopFlag = false;
+        const bool ended = wait(1000);
+        if (!ended)
+            DebugLine() << "Giving up waiting for logger thread to stop.";
+        logOwn("start", QLatin1String("Giving up waiting for logger thread to stop."));
+        // Without its object the thread would run in freed memory; Qt 5 and 6 abort.
+        if (!ended) {
+            quit();
+            wait();
+        }
+    }
+    if (ownTimer)
+        deleteTimer(timer);
+    store(flushTimer, nullptr);
+
+    if (const Trace *const trace = load(Trace::instance)) {
+        // Another thread may be delivering a line right now.
+        Trace::lock();
+        disconnect(trace, SIGNAL(LogMessage(QString)), this, SLOT(logMessage(QString)));
+        Trace::unlock();
+    }
+    replaceLogFile(logFile, nullptr);
+    delete logDir;
+    delete logMutex;
+}
+
+bool LogHandler::open(const QString &directory, const QString &newBaseName)
+{
+    if (newBaseName.isEmpty()) {
+        DebugLine() << "LogHandler::open, no log file";
+        if (!printToConsole)
+            DebugLine() << "LogHandler::open, no debug print at all..";
+        return true;
+    }
+    delete logDir;
+    logDir = new QDir(directory);
+    if (!logDir->exists()) {
+        logOwn("open", QLatin1String("Creating log directory, ") + directory);
+        const bool created = logDir->mkpath(QLatin1String("."));
+        const char *const report =
+            created ? "LogHandler::open, LogHandler::open file: %1\n"
+                    : "LogHandler::open, LogHandler::Could not create log director: %1\n";
+        logOwn("open", QString::fromLatin1(report).arg(directory));
+        if (!created)
+            return false;
+    }
+    baseName = newBaseName;
+    rotate();
+    logFileName = directory + baseName + QLatin1String("0.log");
+    QFile *const file = new QFile(logFileName);
+    const bool opened = file->open(QIODevice::WriteOnly | QIODevice::Truncate);
+    bytesWritten = 0;
+    replaceLogFile(logFile, file);
+    const char *const report =
+        opened ? "Logging to file: %1\n" : "Could not open file for logging: %1\n";
+    DebugLine() << QString::fromLatin1(report).arg(logFileName);
+    return opened;
+}
+
+void LogHandler::logMessage(const QString &msg)
+{
+    if (printToConsole)
+        DebugLine() << msg;
+    if (!load(logFile))
+        return;
+
+    const Size length = msg.length();
+    if (length + bytesWritten > maxFileSize) {
+        close(QLatin1String("..logging continues in next file"));
+        rotate();
+        if (!spawnNewLogFile()) {
+            std::puts("error spawning new log file");
+            return;
+        }
+        bytesWritten = 0;
+    }
+    QByteArray line = msg.toLatin1();
+    line += '\n';
+    writeToLogFile(logFile, line, load(flushAfterEachLogMsg));
+    bytesWritten += int(length);
+}
+
+void LogHandler::close(const QString &lastWords)
+{
+    if (!load(logFile))
+        return;
+    flush();
+    msleep(500);
+    closeLogFile(logFile, closingRule + lastWords.toLatin1() + ".....\n" + closingRule);
+}
+
+bool LogHandler::flush()
+{
+    return flushLogFile(logFile);
+}
+
+QString LogHandler::getCurrentLogFile()
+{
+    return nameOfLogFile(logFile);
+}
+
+void LogHandler::startFlushTimer()
+{
+    if (load(flushTimer)) {
+        logOwn("startFlushTimer", QLatin1String("ERROR: flushTimer is already running"));
+        return;
+    }
+    // A timer of another thread cannot be a child.
+    QTimer *const timer = new QTimer(thread() == currentThread() ? this : nullptr);
+    connect(timer, SIGNAL(timeout()), SLOT(onFlushTimeout()));
+    timer->start(1000);
+    store(flushTimer, timer);
+}
+
+void LogHandler::onFlushTimeout()
+{
+    std::puts("onTimeout");
+    flush();
+}
+
+void LogHandler::run()
+{
+    DebugLine() << "LogHandler::run, Entering log queue event loop";
+    exec();
+    if (thread() != this)
+        return;
+    // quit() ends the loop at once, whatever is queued.
+    QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
+    QTimer *const timer = load(flushTimer);
+    if (timer && timer->thread() == this)
+        timer->stop();
+}
+
+void LogHandler::obfusc(char &c)
+{
+    const unsigned char byte = static_cast<unsigned char>(c);
+    if (byte == 'z' || byte == 'Z')
+        c = char(byte - 25);
+    else if (byte == '9')
+        c = '0';
+    else if ((byte >= 'a' && byte < 'z') || (byte >= 'A' && byte < 'Z') ||
+             (byte >= '0' && byte < '9'))
+        c = char(byte + 1);
+    else if (byte == '=')
+        c = '?';
+    else if (byte == '/')
+        c = '#';
+    else if (byte == '\\')
+        c = '&';
+    else if (byte == '.')
+        c = '@';
+}

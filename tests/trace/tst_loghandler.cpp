@@ -1,0 +1,584 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The bytes of the log files, when files change, the flush timer, and what is reported.
+
+#include "kivlogs.h"
+#include "libcfaults.h"
+#include "logfolder.h"
+#include "loghandler.h"
+#include "messagelog.h"
+#include "trace.h"
+#include "waiting.h"
+
+#include <QtCore/QDir>
+#include <QtCore/QFile>
+#include <QtCore/QTimer>
+#include <QtTest/QTest>
+
+#include <cerrno>
+#include <fcntl.h>
+
+static const QString app = QLatin1String("app");
+static const int limit = 102400; // characters
+
+class TestLogHandler : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void opensInAnExistingDirectory();
+    void createsTheDirectory();
+    void reportsADirectoryThatCannotBeCreated();
+    void logsItsOwnOpening();
+    void reportsAFileThatCannotBeOpened_data();
+    void reportsAFileThatCannotBeOpened();
+    void printsOnlyWithoutABaseName_data();
+    void printsOnlyWithoutABaseName();
+    void keepsTheFileOfAnEarlierRun();
+    void goesOnElsewhere();
+
+    void writesLinesInLatin1_data();
+    void writesLinesInLatin1();
+    void copiesLinesToTheConsole();
+    void writesOncePerLine();
+    void buffersWhenToldTo();
+    void continuesACutWrite();
+    void closesItsFilesOnExec();
+
+    void fillsAFileToTheLastCharacter_data();
+    void fillsAFileToTheLastCharacter();
+    void changesFiles();
+    void givesALongLineItsOwnFile();
+    void countsFromZeroInANewFile();
+    void countsPlainLinesOnly();
+    void keepsTenFiles();
+
+    void endsAFileWithATrailer();
+    void losesLinesAfterClose();
+    void flushesOpenFilesOnly();
+    void flushesEachSecond();
+    void startsTheTimerOnce();
+    void scramblesCharacters();
+
+private:
+    MessageLog *messages;
+};
+
+void TestLogHandler::init()
+{
+    messages = new MessageLog;
+    takePauses();
+    takeWrites();
+}
+
+void TestLogHandler::cleanup()
+{
+    delete messages;
+    clearFaults();
+    flushAfterEachLogMsg = true;
+}
+
+static QString said(const char *text, const QString &name)
+{
+    return QString::fromLatin1("debug: \"%1\n\" ").arg(QString::fromLatin1(text).arg(name));
+}
+
+static QString traced(const char *function, const QString &message)
+{
+    return QString::fromLatin1("LogHandler|%1|%2").arg(QLatin1String(function), message);
+}
+
+static QString text(int length, char character = 'x')
+{
+    return QString(length, QLatin1Char(character));
+}
+
+void TestLogHandler::opensInAnExistingDirectory()
+{
+    const LogFolder folder;
+    Trace trace(nullptr);
+    TraceLog lines(&trace);
+    LogHandler handler(nullptr, false);
+    QCOMPARE(handler.getCurrentLogFile(), QString());
+    QVERIFY(handler.open(folder.directory(), app));
+    QCOMPARE(messages->lines(), QStringList(said("Logging to file: %1", folder.file(0))));
+    QCOMPARE(lines.entries(), QStringList());
+    QCOMPARE(handler.getCurrentLogFile(), folder.file(0));
+    QCOMPARE(folder.entries(), QStringList(QLatin1String("app0.log=")));
+}
+
+void TestLogHandler::createsTheDirectory()
+{
+    const LogFolder folder;
+    Trace trace(nullptr);
+    TraceLog lines(&trace);
+    LogHandler handler(nullptr, false);
+    const QString directory = folder.filePath(QLatin1String("a/b/"));
+    QVERIFY(handler.open(directory, app));
+    QCOMPARE(
+        lines.entries(),
+        QStringList() << traced("open", QLatin1String("Creating log directory, ") + directory)
+                      << traced("open", QLatin1String("LogHandler::open, LogHandler::open file: ") +
+                                            directory));
+    QCOMPARE(messages->lines(),
+             QStringList(said("Logging to file: %1", directory + QLatin1String("app0.log"))));
+    QVERIFY(QFile::exists(directory + QLatin1String("app0.log")));
+}
+
+void TestLogHandler::reportsADirectoryThatCannotBeCreated()
+{
+    const LogFolder folder;
+    folder.write(QLatin1String("file"), "in the way");
+    Trace trace(nullptr);
+    TraceLog lines(&trace);
+    const QString problem =
+        QLatin1String("LogHandler::open, LogHandler::Could not create log director: ");
+    for (const char *name : {"file/", "file/a/"}) {
+        LogHandler handler(nullptr, false);
+        const QString directory = folder.filePath(QLatin1String(name));
+        lines.take();
+        QVERIFY(!handler.open(directory, app));
+        QCOMPARE(lines.take(), QStringList()
+                                   << traced("open",
+                                             QLatin1String("Creating log directory, ") + directory)
+                                   << traced("open", problem + directory));
+        handler.logMessage(QLatin1String("lost"));
+        QCOMPARE(handler.getCurrentLogFile(), QString());
+    }
+    QCOMPARE(messages->lines(), QStringList());
+    QCOMPARE(folder.entries(), QStringList(QLatin1String("file=in the way")));
+}
+
+/** The handler may already be connected when it logs. */
+void TestLogHandler::logsItsOwnOpening()
+{
+    const LogFolder folder;
+    Trace trace(nullptr);
+    LogHandler handler(nullptr, true);
+    connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
+            Qt::DirectConnection);
+    QVERIFY(handler.open(folder.filePath(QLatin1String("new/")), app));
+    QCOMPARE(messages->lines().size(), 3);
+    // A second time there is a file for these lines.
+    QVERIFY(handler.open(folder.filePath(QLatin1String("newer/")), app));
+    const QByteArray first = folder.read(QLatin1String("new/app0.log"));
+    QCOMPARE(first.count('\n'), 2);
+    QVERIFY(first.contains("Creating log directory, "));
+}
+
+void TestLogHandler::reportsAFileThatCannotBeOpened_data()
+{
+    QTest::addColumn<QString>("baseName");
+    QTest::addColumn<bool>("injected");
+    QTest::newRow("in a missing folder") << QString::fromLatin1("missing/app") << false;
+    QTest::newRow("too long") << QString(300, QLatin1Char('n')) << false;
+    QTest::newRow("no descriptors left") << app << true;
+}
+
+void TestLogHandler::reportsAFileThatCannotBeOpened()
+{
+    QFETCH(QString, baseName);
+    QFETCH(bool, injected);
+    const LogFolder folder;
+    const QString name = folder.filePath(baseName + QLatin1String("0.log"));
+    if (injected)
+        failCalls(OpenCall, name, EMFILE);
+    LogHandler handler(nullptr, false);
+    QVERIFY(!handler.open(folder.directory(), baseName));
+    QCOMPARE(messages->lines(), QStringList(said("Could not open file for logging: %1", name)));
+    QCOMPARE(handler.getCurrentLogFile(), name);
+    handler.logMessage(QLatin1String("lost"));
+    QVERIFY(!handler.flush());
+    handler.close(QLatin1String("lost"));
+    QCOMPARE(messages->lines().size(), 1);
+    QCOMPARE(folder.entries(), QStringList());
+}
+
+void TestLogHandler::printsOnlyWithoutABaseName_data()
+{
+    QTest::addColumn<bool>("print");
+    QTest::addColumn<QStringList>("expected");
+    const QString noFile = QLatin1String("debug: LogHandler::open, no log file ");
+    QTest::newRow("printing") << true
+                              << (QStringList() << noFile << QLatin1String("debug: \"line\" "));
+    QTest::newRow("silent") << false
+                            << (QStringList()
+                                << noFile
+                                << QLatin1String(
+                                       "debug: LogHandler::open, no debug print at all.. "));
+}
+
+void TestLogHandler::printsOnlyWithoutABaseName()
+{
+    QFETCH(bool, print);
+    QFETCH(QStringList, expected);
+    const LogFolder folder;
+    LogHandler handler(nullptr, print);
+    QVERIFY(handler.open(folder.directory(), QString()));
+    handler.logMessage(QLatin1String("line"));
+    handler.close(QLatin1String("end"));
+    QVERIFY(!handler.flush());
+    QCOMPARE(messages->lines(), expected);
+    QCOMPARE(folder.entries(), QStringList());
+    QCOMPARE(takePauses(), QList<int>());
+}
+
+void TestLogHandler::keepsTheFileOfAnEarlierRun()
+{
+    const LogFolder folder;
+    folder.write(QLatin1String("app0.log"), "earlier");
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    handler.logMessage(QLatin1String("now"));
+    QCOMPARE(folder.entries(),
+             QStringList() << QLatin1String("app0.log=now\n") << QLatin1String("app1.log=earlier"));
+}
+
+void TestLogHandler::goesOnElsewhere()
+{
+    const LogFolder folder;
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    handler.logMessage(text(limit - 1));
+    QVERIFY(handler.open(folder.directory(), QLatin1String("new")));
+    handler.logMessage(text(limit - 1, 'y'));
+    QCOMPARE(folder.entries(),
+             QStringList() << QLatin1String("app0.log=") + text(limit - 1) + QLatin1Char('\n')
+                           << QLatin1String("new0.log=") + text(limit - 1, 'y') +
+                                  QLatin1Char('\n'));
+    QCOMPARE(int(logDescriptors().size()), 1);
+}
+
+void TestLogHandler::writesLinesInLatin1_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QByteArray>("bytes");
+    const QChar wide[] = {QChar(0xff),   QChar(0x100),  QChar(0x20ac), QChar(0xd83d),
+                          QChar(0xde00), QChar(0xd800), QChar(0x80),   QChar(0xfffd)};
+    QString all;
+    QByteArray allBytes;
+    for (ushort c = 0; c < 256; ++c) {
+        all += QChar(c);
+        allBytes += char(c);
+    }
+    QTest::newRow("empty") << QString() << QByteArray();
+    QTest::newRow("text") << QString::fromLatin1("a line") << QByteArray("a line");
+    QTest::newRow("two lines") << QString::fromLatin1("a\r\nb") << QByteArray("a\r\nb");
+    QTest::newRow("all of Latin-1") << all << allBytes;
+    QTest::newRow("beyond Latin-1") << QString(wide, 8) << QByteArray("\xff?????\x80?");
+    QTest::newRow("beyond Latin-1, long") << QString(100, QChar(0x20ac)) << QByteArray(100, '?');
+}
+
+void TestLogHandler::writesLinesInLatin1()
+{
+    QFETCH(QString, line);
+    QFETCH(QByteArray, bytes);
+    const LogFolder folder;
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    handler.logMessage(line);
+    QCOMPARE(folder.read(0), bytes + '\n');
+    handler.close(line);
+    QCOMPARE(folder.read(0), bytes + '\n' + trailer("").replace(".....", bytes + "....."));
+}
+
+void TestLogHandler::copiesLinesToTheConsole()
+{
+    const LogFolder folder;
+    LogHandler handler(nullptr, true);
+    handler.logMessage(QLatin1String("before"));
+    QVERIFY(handler.open(folder.directory(), app));
+    handler.logMessage(QLatin1String("a \"quoted\"\nline"));
+    QCOMPARE(messages->lines(), QStringList() << QLatin1String("debug: \"before\" ")
+                                              << said("Logging to file: %1", folder.file(0))
+                                              << QLatin1String("debug: \"a \"quoted\"\nline\" "));
+    QCOMPARE(folder.read(0), QByteArray("a \"quoted\"\nline\n"));
+}
+
+void TestLogHandler::writesOncePerLine()
+{
+    const LogFolder folder;
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    QList<QByteArray> expected;
+    for (int length : {0, 1, 150, 16383, 16384, 16385, 40000}) {
+        handler.logMessage(text(length));
+        expected << QByteArray(length, 'x') + '\n';
+    }
+    QCOMPARE(takeWrites(), expected);
+}
+
+void TestLogHandler::buffersWhenToldTo()
+{
+    const LogFolder folder;
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    flushAfterEachLogMsg = false;
+    handler.logMessage(QLatin1String("one"));
+    handler.logMessage(QLatin1String("two"));
+    QCOMPARE(takeWrites(), QList<QByteArray>());
+    QVERIFY(handler.flush());
+    QCOMPARE(takeWrites(), QList<QByteArray>() << "one\ntwo\n");
+    handler.logMessage(QLatin1String("three"));
+    flushAfterEachLogMsg = true;
+    handler.logMessage(QLatin1String("four"));
+    QCOMPARE(takeWrites(), QList<QByteArray>() << "three\nfour\n");
+}
+
+void TestLogHandler::continuesACutWrite()
+{
+    const LogFolder folder;
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    cutNextWrite(3);
+    handler.logMessage(QLatin1String("one line"));
+    handler.logMessage(QLatin1String("another"));
+    QCOMPARE(folder.read(0), QByteArray("one line\nanother\n"));
+}
+
+void TestLogHandler::closesItsFilesOnExec()
+{
+    const LogFolder folder;
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    for (int i = 0; i < 2; ++i) {
+        const QList<int> descriptors = logDescriptors();
+        QCOMPARE(int(descriptors.size()), 1);
+        QVERIFY(fcntl(descriptors.first(), F_GETFD) & FD_CLOEXEC);
+        handler.rotate();
+        QVERIFY(handler.spawnNewLogFile());
+    }
+}
+
+void TestLogHandler::fillsAFileToTheLastCharacter_data()
+{
+    QTest::addColumn<int>("first");
+    QTest::addColumn<int>("second");
+    QTest::addColumn<bool>("changes");
+    QTest::newRow("just fits") << limit - 10 << 10 << false;
+    QTest::newRow("one too many") << limit - 10 << 11 << true;
+    QTest::newRow("fits alone") << 0 << limit << false;
+    QTest::newRow("too long alone") << 0 << limit + 1 << true;
+    QTest::newRow("nothing more") << limit << 0 << false;
+    QTest::newRow("one more") << limit << 1 << true;
+}
+
+void TestLogHandler::fillsAFileToTheLastCharacter()
+{
+    QFETCH(int, first);
+    QFETCH(int, second);
+    QFETCH(bool, changes);
+    const LogFolder folder;
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    handler.logMessage(text(first));
+    handler.logMessage(text(second, 'y'));
+    const QByteArray firstLine = QByteArray(first, 'x') + '\n';
+    const QByteArray secondLine = QByteArray(second, 'y') + '\n';
+    if (changes) {
+        QCOMPARE(folder.read(1), firstLine + overflowTrailer());
+        QCOMPARE(folder.read(0), continuation + secondLine);
+    } else {
+        QCOMPARE(folder.read(0), firstLine + secondLine);
+        QCOMPARE(folder.entries().size(), 1);
+    }
+}
+
+void TestLogHandler::changesFiles()
+{
+    const LogFolder folder;
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    messages->clear();
+    QList<QByteArray> files;
+    for (int i = 0; i < 3; ++i) {
+        handler.logMessage(text(limit, char('a' + i)));
+        files << QByteArray(limit, char('a' + i)) + '\n';
+    }
+    QCOMPARE(folder.read(2), files.at(0) + overflowTrailer());
+    QCOMPARE(folder.read(1), continuation + files.at(1) + overflowTrailer());
+    QCOMPARE(folder.read(0), continuation + files.at(2));
+    QCOMPARE(folder.entries().size(), 3);
+    QCOMPARE(takePauses(), QList<int>() << 500 << 500);
+    QCOMPARE(messages->lines(), QStringList());
+    QCOMPARE(int(logDescriptors().size()), 1);
+}
+
+void TestLogHandler::givesALongLineItsOwnFile()
+{
+    const LogFolder folder;
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    handler.logMessage(text(3 * limit));
+    handler.logMessage(QString());
+    QCOMPARE(folder.read(2), overflowTrailer());
+    QCOMPARE(folder.read(1), continuation + QByteArray(3 * limit, 'x') + '\n' + overflowTrailer());
+    QCOMPARE(folder.read(0), continuation + QByteArray("\n"));
+}
+
+void TestLogHandler::countsFromZeroInANewFile()
+{
+    const LogFolder folder;
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    handler.logMessage(text(limit));
+    handler.logMessage(text(1, 'y'));
+    handler.logMessage(text(limit - 1, 'z'));
+    QCOMPARE(folder.read(0), continuation + QByteArray("y\n") + QByteArray(limit - 1, 'z') + '\n');
+    handler.logMessage(text(1));
+    QCOMPARE(folder.read(0), continuation + QByteArray("x\n"));
+}
+
+/** Neither newlines nor headers count. */
+void TestLogHandler::countsPlainLinesOnly()
+{
+    const LogFolder folder;
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    flushAfterEachLogMsg = false;
+    for (int i = 0; i < limit; ++i)
+        handler.logMessage(text(1));
+    handler.flush();
+    QCOMPARE(int(folder.read(0).size()), 2 * limit);
+    handler.logMessage(text(1));
+    QCOMPARE(int(folder.entries().size()), 2);
+}
+
+void TestLogHandler::keepsTenFiles()
+{
+    const LogFolder folder;
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    for (int i = 0; i < 12; ++i)
+        handler.logMessage(text(limit, char('a' + i)));
+    QCOMPARE(int(folder.entries().size()), 10);
+    QByteArray expected;
+    for (int i = 2; i < 12; ++i) {
+        expected += continuation + QByteArray(limit, char('a' + i)) + '\n';
+        if (i < 11)
+            expected += overflowTrailer();
+    }
+    QCOMPARE(folder.readAll(), expected);
+}
+
+void TestLogHandler::endsAFileWithATrailer()
+{
+    const LogFolder folder;
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    flushAfterEachLogMsg = false;
+    handler.logMessage(QLatin1String("line"));
+    handler.close(QLatin1String("The end"));
+    QCOMPARE(folder.read(0), QByteArray("line\n"
+                                        "=============================================\n"
+                                        "The end.....\n"
+                                        "=============================================\n"));
+    QCOMPARE(takePauses(), QList<int>() << 500);
+    QCOMPARE(takeWrites().first(), QByteArray("line\n"));
+    QCOMPARE(logDescriptors(), QList<int>());
+}
+
+void TestLogHandler::losesLinesAfterClose()
+{
+    const LogFolder folder;
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    handler.close(QLatin1String("end"));
+    messages->clear();
+    handler.logMessage(text(limit));
+    handler.close(QLatin1String("twice"));
+    QVERIFY(!handler.flush());
+    QCOMPARE(folder.read(0), trailer("end"));
+    QCOMPARE(messages->lines(), QStringList());
+    // The next change of files starts one again.
+    handler.logMessage(QLatin1String("line"));
+    QCOMPARE(folder.read(1), trailer("end"));
+    QCOMPARE(folder.read(0), continuation + QByteArray("line\n"));
+}
+
+void TestLogHandler::flushesOpenFilesOnly()
+{
+    const LogFolder folder;
+    LogHandler handler(nullptr, false);
+    QVERIFY(!handler.flush());
+    QVERIFY(handler.open(folder.directory(), app));
+    QVERIFY(handler.flush());
+    flushAfterEachLogMsg = false;
+    handler.logMessage(QLatin1String("line"));
+    failWrites(ENOSPC);
+    QVERIFY(!handler.flush());
+    failWrites(0);
+    QVERIFY(handler.flush());
+    QCOMPARE(folder.read(0), QByteArray("line\n"));
+    handler.close(QString());
+    QVERIFY(!handler.flush());
+}
+
+void TestLogHandler::flushesEachSecond()
+{
+    const LogFolder folder;
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    handler.startFlushTimer();
+    QList<QTimer *> timers = handler.findChildren<QTimer *>();
+    QCOMPARE(int(timers.size()), 1);
+    QCOMPARE(timers.first()->interval(), 1000);
+    QVERIFY(timers.first()->isActive() && !timers.first()->isSingleShot());
+
+    flushAfterEachLogMsg = false;
+    QByteArray said;
+    for (const char *line : {"one", "two"}) {
+        StandardOutput output;
+        handler.logMessage(QLatin1String(line));
+        QVERIFY(waitFor([&] { return folder.read(0).endsWith(line + QByteArray("\n")); }));
+        said += output.take();
+    }
+    QVERIFY(said.startsWith("onTimeout\nonTimeout\n"));
+    QCOMPARE(said.replace("onTimeout\n", ""), QByteArray());
+}
+
+void TestLogHandler::startsTheTimerOnce()
+{
+    Trace trace(nullptr);
+    TraceLog lines(&trace);
+    LogHandler handler(nullptr, false);
+    handler.startFlushTimer();
+    QCOMPARE(lines.take(), QStringList());
+    handler.startFlushTimer();
+    QCOMPARE(lines.take(),
+             QStringList(
+                 traced("startFlushTimer", QLatin1String("ERROR: flushTimer is already running"))));
+    QCOMPARE(int(handler.findChildren<QTimer *>().size()), 1);
+    QByteArray said;
+    {
+        StandardOutput output;
+        handler.onFlushTimeout();
+        said = output.take();
+    }
+    QCOMPARE(said, QByteArray("onTimeout\n"));
+}
+
+void TestLogHandler::scramblesCharacters()
+{
+    QByteArray expected;
+    for (int c = 0; c < 256; ++c)
+        expected += char(c);
+    const QByteArray from("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789=/\\.");
+    const QByteArray to("bcdefghijklmnopqrstuvwxyzaBCDEFGHIJKLMNOPQRSTUVWXYZA1234567890?#&@");
+    for (int i = 0; i < from.size(); ++i)
+        expected[int(uchar(from.at(i)))] = to.at(i);
+
+    LogHandler handler(nullptr, false);
+    QByteArray result;
+    for (int i = 0; i < 256; ++i) {
+        char c = char(i);
+        handler.obfusc(c);
+        result += c;
+    }
+    QCOMPARE(result.toHex(), expected.toHex());
+}
+
+QTEST_MAIN(TestLogHandler)
+#include "tst_loghandler.moc"
