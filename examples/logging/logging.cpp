@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Logs to files in the directory given on the command line, enough for the files to change once.
+// The smallest program that sets logging up and shuts it down in the right order.
+
+#include "loghandler.h"
+#include "trace.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QStringList>
+#include <QtCore/QTimer>
+
+#include <cstdio>
+
+class Pump : public QObject
+{
+    Q_OBJECT
+public Q_SLOTS:
+    void run()
+    {
+        const int lines = 800; // of 150 characters each
+        for (int i = 1; i <= lines; ++i)
+            Trace::log(8, 2, "Pump", "run", QString("stroke %1 of %2").arg(i).arg(lines));
+        QCoreApplication::quit();
+    }
+};
+
+// [logging]
+int main(int argc, char *argv[])
+{
+    QCoreApplication application(argc, argv);
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: %s DIRECTORY\n", argv[0]);
+        return 2;
+    }
+
+    Trace trace(nullptr);
+    LogHandler handler(nullptr, false);
+    if (!handler.open(application.arguments().at(1) + "/", "pump"))
+        return 1;
+    handler.startFlushTimer();
+    handler.moveToThread(&handler);
+    QObject::connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
+                     Qt::QueuedConnection);
+    handler.start();
+
+    Pump pump;
+    QTimer::singleShot(0, &pump, SLOT(run()));
+    const int status = application.exec();
+
+    handler.quit();
+    handler.wait(); // every line logged so far is in the files now
+    handler.close("The end");
+    return status; // the handler goes before the trace, in reverse order
+}
+// [logging]
+
+#include "logging.moc"
