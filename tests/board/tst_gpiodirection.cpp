@@ -1,0 +1,337 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Changing the direction of an open line.
+
+#include "board.h"
+#include "filecalls.h"
+#include "gpio.h"
+#include "kivlogs.h"
+#include "trace.h"
+
+#include <QtCore/QFile>
+#include <QtCore/QScopedPointer>
+#include <QtTest/QTest>
+
+#include <climits>
+#include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace
+{
+
+const char folder[] = "imx/gpio.1/gpio/gpio40";
+const char directionFile[] = "imx/gpio.1/gpio/gpio40/direction";
+const char opened[] = "open imx/gpio.1/gpio/gpio40/direction O_WRONLY|O_CLOEXEC";
+
+QString text(const char *format)
+{
+    return QString::fromLatin1(format);
+}
+
+/** Puts standard output into a file while it lives. */
+class OutputFile
+{
+public:
+    explicit OutputFile(const char *name)
+        : name(name)
+    {
+        std::fflush(stdout);
+        saved = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+        const int file = ::open(name, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+        dup2(file, STDOUT_FILENO);
+        close(file);
+    }
+    ~OutputFile() { restore(); }
+
+    /** Ends it and returns what has been written. */
+    QByteArray content()
+    {
+        restore();
+        QFile file(QFile::decodeName(name));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("no file");
+    }
+
+private:
+    Q_DISABLE_COPY(OutputFile)
+
+    void restore()
+    {
+        if (saved < 0)
+            return;
+        std::fflush(stdout);
+        dup2(saved, STDOUT_FILENO);
+        close(saved);
+        saved = -1;
+    }
+
+    const char *name;
+    int saved;
+};
+
+} // namespace
+
+class tst_GpioDirection : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void changes_data();
+    void changes();
+    void leavesEdgeAndDescriptor();
+    void failedWrites_data();
+    void failedWrites();
+    void missingFile_data();
+    void missingFile();
+    void writesNothingElse_data();
+    void writesNothingElse();
+    void writesNothingElseToAMissingFile();
+    void keepsDescriptorZero_data();
+    void keepsDescriptorZero();
+    void ofARefusedObject();
+    void leaksNoDescriptors();
+
+private:
+    Gpio *open(int direction);
+    /** Changes the direction; sets made and printed to the calls and the output of that. */
+    void change(Gpio *gpio, int direction);
+    /** The direction that the object holds for true. */
+    int directionOf(Gpio *gpio);
+
+    QScopedPointer<Board> board;
+    QScopedPointer<Trace> trace;
+    QScopedPointer<TraceLog> log;
+    QScopedPointer<FileCalls> calls;
+    QScopedPointer<Gpio> line;
+    QStringList made;
+    QByteArray printed;
+};
+
+void tst_GpioDirection::init()
+{
+    board.reset(new Board);
+    board->addLine(folder);
+    trace.reset(new Trace(nullptr));
+    log.reset(new TraceLog(trace.data()));
+    calls.reset(new FileCalls);
+}
+
+void tst_GpioDirection::cleanup()
+{
+    line.reset();
+    calls.reset();
+    log.reset();
+    trace.reset();
+    board.reset();
+}
+
+/** Opens line 40, forgets how, and empties its files. */
+Gpio *tst_GpioDirection::open(int direction)
+{
+    line.reset(new Gpio(nullptr, Gpios(40), GpioDirections(direction), Gpio::EdgeNone));
+    board->addLine(folder);
+    log->take();
+    calls->take();
+    return line.data();
+}
+
+void tst_GpioDirection::change(Gpio *gpio, int direction)
+{
+    OutputFile output("output");
+    calls->take();
+    gpio->setGpioDirection(GpioDirections(direction));
+    made = calls->take();
+    printed = output.content();
+}
+
+int tst_GpioDirection::directionOf(Gpio *gpio)
+{
+    log->take();
+    gpio->setGpioValue(GpioValue(2));
+    const bool output = log->take() == QStringList(text("Gpio|setGpioValue|Invalid GPIO value"));
+    gpio->getGpioValue();
+    const bool input = log->take() != QStringList(text("Gpio|getGpioValue|Invalid GPIO Direction"));
+    return output && !input ? 0 : input && !output ? 1 : -1;
+}
+
+void tst_GpioDirection::changes_data()
+{
+    QTest::addColumn<int>("from");
+    QTest::addColumn<int>("to");
+    QTest::addColumn<QByteArray>("word");
+    QTest::newRow("output to input") << 0 << 1 << QByteArray("in\0", 3);
+    QTest::newRow("input to output") << 1 << 0 << QByteArray("low\0", 4);
+    QTest::newRow("output to output") << 0 << 0 << QByteArray("low\0", 4);
+    QTest::newRow("input to input") << 1 << 1 << QByteArray("in\0", 3);
+}
+
+void tst_GpioDirection::changes()
+{
+    QFETCH(int, from);
+    QFETCH(int, to);
+    QFETCH(QByteArray, word);
+    Gpio *const gpio = open(from);
+    change(gpio, to);
+    QCOMPARE(printed, QByteArray());
+    const QString written = text(directionFile) + text(" ") + text(word.constData()) + text("\\0");
+    QCOMPARE(made, QStringList() << text(opened) << text("write ") + written
+                                 << text("close ") + text(directionFile));
+    QCOMPARE(board->content(directionFile), word);
+    QCOMPARE(log->take(), QStringList());
+    QCOMPARE(directionOf(gpio), to);
+}
+
+void tst_GpioDirection::leavesEdgeAndDescriptor()
+{
+    Gpio *const gpio = open(1);
+    const int fd = gpio->getGpioFd();
+    gpio->setGpioDirection(Gpio::DirectionOutput);
+    gpio->setGpioDirection(Gpio::DirectionInput);
+    for (const QString &call : calls->take())
+        QVERIFY2(call.contains(text(directionFile)), qPrintable(call));
+    QCOMPARE(gpio->getGpioFd(), fd);
+    QCOMPARE(board->content("imx/gpio.1/gpio/gpio40/edge"), QByteArray());
+}
+
+void tst_GpioDirection::failedWrites_data()
+{
+    QTest::addColumn<int>("from");
+    QTest::addColumn<int>("to");
+    QTest::addColumn<int>("answer");
+    for (int from = 0; from <= 1; ++from) {
+        for (int to = 0; to <= 1; ++to) {
+            const int complete = to ? 3 : 4;
+            for (int answer = -1; answer <= 5; ++answer) {
+                if (answer == complete)
+                    continue;
+                const QByteArray name = QByteArray::number(from) + " to " + QByteArray::number(to) +
+                                        ", " + QByteArray::number(answer);
+                QTest::newRow(name.constData()) << from << to << answer;
+            }
+        }
+    }
+}
+
+void tst_GpioDirection::failedWrites()
+{
+    QFETCH(int, from);
+    QFETCH(int, to);
+    QFETCH(int, answer);
+    Gpio *const gpio = open(from);
+    calls->answer(directionFile, answer);
+    change(gpio, to);
+    QCOMPARE(printed, QByteArray(to ? "FAILED TO SET INPUT\r\n" : "FAILED TO SET OUTPUT\r\n"));
+    QCOMPARE(log->take(), QStringList(text("Gpio|setGpioDirection|Failed to set direction!()")));
+    QCOMPARE(made.last(), text("close ") + text(directionFile));
+    QCOMPARE(directionOf(gpio), from);
+}
+
+void tst_GpioDirection::missingFile_data()
+{
+    QTest::addColumn<int>("to");
+    QTest::addColumn<QString>("written");
+    QTest::addColumn<QByteArray>("output");
+    QTest::newRow("output") << 0 << text("write -1 low\\0")
+                            << QByteArray("FAILED TO SET OUTPUT\r\n");
+    QTest::newRow("input") << 1 << text("write -1 in\\0") << QByteArray("FAILED TO SET INPUT\r\n");
+}
+
+void tst_GpioDirection::missingFile()
+{
+    QFETCH(int, to);
+    QFETCH(QString, written);
+    QFETCH(QByteArray, output);
+    Gpio *const gpio = open(1 - to);
+    QVERIFY(QFile::remove(text(directionFile)));
+    change(gpio, to);
+    QCOMPARE(printed, output);
+    QCOMPARE(made, QStringList() << text(opened) + text(" failed") << written << text("close -1"));
+    QCOMPARE(log->take(), QStringList(text("Gpio|setGpioDirection|Failed to set direction!()")));
+    QCOMPARE(directionOf(gpio), 1 - to);
+}
+
+void tst_GpioDirection::writesNothingElse_data()
+{
+    QTest::addColumn<int>("direction");
+    QTest::newRow("2") << 2;
+    QTest::newRow("-1") << -1;
+    QTest::newRow("largest") << INT_MAX;
+    QTest::newRow("smallest") << INT_MIN;
+}
+
+void tst_GpioDirection::writesNothingElse()
+{
+    QFETCH(int, direction);
+    Gpio *const gpio = open(1);
+    gpio->setGpioDirection(GpioDirections(direction));
+    QCOMPARE(calls->take(), QStringList() << text(opened) << text("close ") + text(directionFile));
+    QCOMPARE(log->take(), QStringList());
+    QCOMPARE(directionOf(gpio), 1);
+}
+
+void tst_GpioDirection::writesNothingElseToAMissingFile()
+{
+    Gpio *const gpio = open(0);
+    QVERIFY(QFile::remove(text(directionFile)));
+    calls->take();
+    gpio->setGpioDirection(GpioDirections(2));
+    QCOMPARE(calls->take(), QStringList() << text(opened) + text(" failed") << text("close -1"));
+    QCOMPARE(log->take(), QStringList());
+}
+
+void tst_GpioDirection::keepsDescriptorZero_data()
+{
+    QTest::addColumn<int>("to");
+    QTest::addColumn<QStringList>("expected");
+    QTest::newRow("output") << 0
+                            << (QStringList()
+                                << text(opened)
+                                << text("write ") + text(directionFile) + text(" low\\0"));
+    QTest::newRow("input") << 1
+                           << (QStringList()
+                               << text(opened)
+                               << text("write ") + text(directionFile) + text(" in\\0"));
+    QTest::newRow("neither") << 2 << (QStringList() << text(opened));
+}
+
+void tst_GpioDirection::keepsDescriptorZero()
+{
+    QFETCH(int, to);
+    QFETCH(QStringList, expected);
+    Gpio *const gpio = open(1);
+    {
+        const FreeDescriptorZero freed;
+        calls->take();
+        gpio->setGpioDirection(GpioDirections(to));
+        made = calls->take();
+        QVERIFY(fcntl(0, F_GETFD) >= 0);
+    }
+    QCOMPARE(made, expected);
+    QCOMPARE(directionOf(gpio), to == 0 ? 0 : 1);
+}
+
+void tst_GpioDirection::ofARefusedObject()
+{
+    Gpio refused(nullptr, Gpios(36), Gpio::DirectionInput, Gpio::EdgeNone);
+    log->take();
+    change(&refused, 1);
+    QCOMPARE(printed, QByteArray("FAILED TO SET INPUT\r\n"));
+    QCOMPARE(made, QStringList() << text("open /gpio-1/direction O_WRONLY|O_CLOEXEC failed")
+                                 << text("write -1 in\\0") << text("close -1"));
+    QCOMPARE(log->take(), QStringList(text("Gpio|setGpioDirection|Failed to set direction!()")));
+    QCOMPARE(directionOf(&refused), -1);
+}
+
+void tst_GpioDirection::leaksNoDescriptors()
+{
+    Gpio *const gpio = open(0);
+    const int before = openDescriptors();
+    for (int i = 0; i < 5000; ++i)
+        gpio->setGpioDirection(GpioDirections(i % 3));
+    QCOMPARE(openDescriptors(), before);
+}
+
+QTEST_MAIN(tst_GpioDirection)
+#include "tst_gpiodirection.moc"
