@@ -17,10 +17,9 @@
  * unsigned millivolts = supply.getAdcValue(); // 11 times the millivolts at the pin
  * @endcode
  *
- * **Units.** An i2c chip gives millivolts at its pin. The LRADC gives the converter's own steps:
- * 12 bits, 0 to 4095 for a reading without averaging. Channels 7 and 8 of the LRADC are its
- * temperature sensor. The scale is a whole factor that the application chooses, for what the board
- * puts in front of the pin.
+ * **Units.** An i2c chip gives millivolts at its pin. The LRADC gives the converter's own steps, 0
+ * to 4095; its channels 7 and 8 are temperature channels, in steps too. The scale is a whole factor
+ * that the application chooses, for what the board puts in front of the pin.
  *
  * **Errors.** Nothing throws. A read that fails gives 0, and a negative reading gives 65535, so
  * neither can be told from a true reading of that size. Opening is reported on Qt's debug output,

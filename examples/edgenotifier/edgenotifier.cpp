@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Waits for edges of one input in Qt's event loop and prints each new level.
+// The line must be exported: echo 40 > /sys/class/gpio/export
+
+#include "gpio.h"
+#include "trace.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QSocketNotifier>
+
+#include <cstdio>
+#include <cstdlib>
+
+// [notify]
+class LevelPrinter : public QObject
+{
+    Q_OBJECT
+public:
+    explicit LevelPrinter(Gpio *input)
+        : input(input)
+        , notifier(input->getGpioFd(), QSocketNotifier::Exception)
+    {
+        connect(&notifier, SIGNAL(activated(int)), SLOT(print()));
+    }
+
+public Q_SLOTS:
+    /** Reading the level is also what tells the kernel that the edge has been seen. */
+    void print()
+    {
+        const int level = input->getGpioValue();
+        if (level == unknown) {
+            // The line has gone, and its descriptor would be ready for ever.
+            notifier.setEnabled(false);
+            QCoreApplication::exit(1);
+            return;
+        }
+        std::printf("%d\n", level);
+        std::fflush(stdout);
+    }
+
+private:
+    static const int unknown = 255;
+
+    Gpio *input;
+    QSocketNotifier notifier;
+};
+// [notify]
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication application(argc, argv);
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: edgenotifier LINE\n");
+        return 2;
+    }
+    Trace trace(nullptr);
+    trace.toggleConsolePrint();
+    Gpio input(nullptr, Gpio::Gpios(std::atoi(argv[1])), Gpio::DirectionInput, Gpio::EdgeBoth);
+    if (input.getGpioFd() < 0)
+        return 1;
+    // A descriptor that has never been read is ready at once: the first level is printed too.
+    LevelPrinter printer(&input);
+    return application.exec();
+}
+
+#include "edgenotifier.moc"
