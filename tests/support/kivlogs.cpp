@@ -4,6 +4,8 @@
 #include "kivinterface.h"
 #include "trace.h"
 
+#include <algorithm>
+
 SignalLog::SignalLog(KivInterface *kiv)
 {
     connect(kiv, SIGNAL(kivOkSignal(QString)), SLOT(ok(QString)));
@@ -99,20 +101,23 @@ QStringList TraceLog::take()
 
 QString traceEntry(const QString &line)
 {
-    const int classColumn = 6;
-    const int functionColumn = 37;
-    const int messageColumn = 68;
+    const int numberWidth = 5;
+    const int nameWidth = 31; // with the blank behind it
+    const QLatin1Char blank(' ');
     const QLatin1String separator("|");
+    // Numbers and names that are wider than their columns push the rest to the right.
+    const auto classColumn = line.indexOf(blank, numberWidth) + 1;
+    const auto classEnd = line.indexOf(blank, classColumn);
+    const auto functionColumn = std::max(classColumn + nameWidth, classEnd + 1);
+    const auto functionEnd = line.indexOf(blank, functionColumn);
+    const auto messageColumn = std::max(functionColumn + nameWidth, functionEnd + 1);
     const auto tail = line.indexOf(QLatin1String(", tid="), messageColumn);
     if (tail < 0)
         return line;
-    // A name that is wider than its column pushes the message to the right.
-    const auto nameEnd = line.indexOf(QLatin1Char(' '), functionColumn);
-    const auto messageBegin = nameEnd < messageColumn ? messageColumn : nameEnd;
-    QString message = line.mid(messageBegin, tail - messageBegin).trimmed();
+    QString message = line.mid(messageColumn, tail - messageColumn).trimmed();
     const auto lineEnd = line.indexOf(QLatin1Char('\n'), tail);
     if (lineEnd >= 0)
         message = line.mid(lineEnd + 1);
-    return line.mid(classColumn, functionColumn - classColumn).trimmed() + separator +
-           line.mid(functionColumn, nameEnd - functionColumn) + separator + message;
+    return line.mid(classColumn, classEnd - classColumn) + separator +
+           line.mid(functionColumn, functionEnd - functionColumn) + separator + message;
 }
