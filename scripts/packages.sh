@@ -29,3 +29,6 @@ need_packages() {
 
 # What every build of the tree needs.
 build_packages=(g++ cmake ninja-build qtbase5-dev libpugixml-dev zlib1g-dev)
+
+# What the tests need beyond that: a syslog daemon to send to, and time zones to log in.
+test_packages=(busybox tzdata)

@@ -418,7 +418,7 @@ void TestConnections::firstAttemptAndReconnectionByTheTimers()
         return record.size() >= 5;
     }));
     QVERIFY(clock.elapsed() >= 1900);
-    QVERIFY(sameRecord(record, localError(latin1(notFoundText)) + domainError()));
+    QVERIFY(sameRecord(record.mid(0, 5), localError(latin1(notFoundText)) + domainError()));
 
     local.start();
     domain.start();

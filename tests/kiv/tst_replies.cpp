@@ -265,6 +265,16 @@ void TestReplies::bodies_data()
         QString(latin1("<?xml version='1.0' encoding='UTF-8'?>") + reply("<edit><ok/></edit>")),
         one("ok", "7"));
 
+    for (const char *encoding : {"UTF-8", "ISO-8859-1", "UTF-16"}) {
+        // The text is decoded already: what it says of its encoding does not matter.
+        row(encoding,
+            latin1("<?xml version='1.0' encoding='") + latin1(encoding) + latin1("'?>") +
+                getReply("\xc3\xa9\xe2\x82\xac"),
+            one("get", "7, \xc3\xa9\xe2\x82\xac"));
+    }
+    row("other version", latin1("<?xml version='1.1'?>") + reply("<edit><ok/></edit>"),
+        QStringList(reported()));
+
     row("request", latin1("<request><ref>7</ref><rpc><get/></rpc></request>"),
         QStringList(noRequests()));
     row("request with a reply in it",

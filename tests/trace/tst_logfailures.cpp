@@ -8,7 +8,7 @@
 #include "loghandler.h"
 #include "messagelog.h"
 #include "privatemounts.h"
-#include "skiptest.h"
+#include "skip.h"
 #include "trace.h"
 
 #include <QtCore/QCoreApplication>
@@ -211,7 +211,7 @@ void TestLogFailures::survivesAFullDiskForReal()
 {
     const QString problem = privateMountsProblem();
     if (!problem.isEmpty())
-        SKIP_TEST(problem);
+        SKIP_TEST(qPrintable(problem));
     const LogFolder folder;
     const MemoryFolder disk(folder.path(), 64 * 1024);
     QVERIFY(disk.isMounted());
@@ -233,7 +233,7 @@ void TestLogFailures::opensOnAFullDisk()
 {
     const QString problem = privateMountsProblem();
     if (!problem.isEmpty())
-        SKIP_TEST(problem);
+        SKIP_TEST(qPrintable(problem));
     const LogFolder folder;
     const MemoryFolder disk(folder.path(), 64 * 1024);
     QVERIFY(disk.isMounted());

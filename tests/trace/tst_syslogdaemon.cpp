@@ -4,7 +4,7 @@
 
 #include "messagelog.h"
 #include "privatemounts.h"
-#include "skiptest.h"
+#include "skip.h"
 #include "temporaryfolder.h"
 #include "trace.h"
 #include "waiting.h"
@@ -138,7 +138,7 @@ void TestSyslogDaemon::initTestCase()
 {
     syslogDaemon = new SyslogDaemon;
     if (!syslogDaemon->problem.isEmpty())
-        SKIP_TEST(syslogDaemon->problem);
+        SKIP_TEST(qPrintable(syslogDaemon->problem));
 }
 
 void TestSyslogDaemon::cleanupTestCase()
