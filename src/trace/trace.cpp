@@ -102,9 +102,10 @@ void Trace::logId(int group, int level, const QString &className, const QString 
         DebugLine() << line;
     if (trace) {
         Q_EMIT trace->LogMessage(line);
-        if (load(trace->sysLogOpen))
+        // A slot may have destroyed the object.
+        if (load(instance) == trace && load(trace->sysLogOpen))
             writeToSyslog(level, message);
     }
-    ++linenumber;
+    linenumber = int(unsigned(linenumber) + 1); // starts again from below after the largest
     unlock();
 }

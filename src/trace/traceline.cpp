@@ -3,7 +3,10 @@
 
 #include "qtcompat.h"
 
+#include <QtCore/QLocale>
+
 #include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 
@@ -53,6 +56,75 @@ QChar *writeSimplified(QChar *out, const QChar *text, Size length)
         *out++ = *text;
     }
     return out;
+}
+
+/** A place in a text that QString::arg() would fill: "%1" to "%99", or "%L1" to "%L99". */
+struct Placeholder {
+    const QChar *begin;
+    const QChar *end;
+    int number;
+    bool localized;
+};
+
+bool findPlaceholder(const QChar *from, const QChar *end, Placeholder &found)
+{
+    for (; from != end; ++from) {
+        if (*from != QLatin1Char('%'))
+            continue;
+        const QChar *digit = from + 1;
+        const bool localized = digit != end && *digit == QLatin1Char('L');
+        if (localized)
+            ++digit;
+        if (digit == end)
+            return false;
+        int number = digit->digitValue();
+        if (number < 0)
+            continue;
+        ++digit;
+        if (digit != end && digit->digitValue() >= 0)
+            number = 10 * number + digit++->digitValue();
+        found = {from, digit, number, localized};
+        return true;
+    }
+    return false;
+}
+
+/**
+ * What QString::arg() makes of a text, for placeholders with any of Unicode's digits. Of digits
+ * other than 0 to 9, QString::arg() itself may warn on Qt's debug output, where an application's
+ * message handler may log again while the lock of Trace is held.
+ */
+QString filled(const QString &text, const QString &value, const QString &localizedValue)
+{
+    const QChar *const begin = text.constData();
+    const QChar *const end = begin + text.size();
+    Placeholder place;
+    int lowest = INT_MAX;
+    for (const QChar *next = begin; findPlaceholder(next, end, place); next = place.end)
+        lowest = std::min(lowest, place.number);
+
+    QString result;
+    const QChar *done = begin;
+    for (const QChar *next = begin; findPlaceholder(next, end, place); next = place.end) {
+        if (place.number != lowest)
+            continue;
+        result += text.mid(Size(done - begin), Size(place.begin - done));
+        result += place.localized ? localizedValue : value;
+        done = place.end;
+    }
+    return result += text.mid(Size(done - begin));
+}
+
+QString filled(const QString &text, const QString &value)
+{
+    return filled(text, value, value);
+}
+
+QString filled(const QString &text, qlonglong number)
+{
+    const QString plain = QString::number(number);
+    const bool localized = text.contains(QLatin1String("%L"));
+    return filled(text, plain, localized ? QLocale().toString(number) : plain);
 }
 
 /** Fills a text that is being built in memory of the right size with characters. */
@@ -133,16 +205,19 @@ QString traceLineByArg(const TraceFields &fields)
     if (length >= splitMessage)
         format += QLatin1String("\n%8");
 
-    QString line = format.arg(fields.number, numberColumns, 10, blank)
-                       .arg(fields.className, -nameColumns, blank)
-                       .arg(fields.functionName, -nameColumns, blank);
-    line = length < longMessage ? line.arg(simplified(fields.message), -messageColumns, blank)
-                                : line.arg(length, 0, 10, blank);
-    line = line.arg(fields.threadOrdinal, 0, 10, blank).arg(QLatin1String(fields.timestamp));
+    QString line = filled(format, QString::number(fields.number).rightJustified(numberColumns));
+    line = filled(line, fields.className.leftJustified(nameColumns));
+    line = filled(line, fields.functionName.leftJustified(nameColumns));
+    line = length < longMessage
+               ? filled(line, simplified(fields.message).leftJustified(messageColumns))
+               : filled(line, length);
+    line = filled(line, fields.threadOrdinal);
+    line = filled(line, QLatin1String(fields.timestamp));
     if (length < longMessage)
         return line;
-    line = line.arg(simplified(fields.message.left(splitMessage)));
-    return length < splitMessage ? line : line.arg(simplified(fields.message.mid(splitMessage)));
+    line = filled(line, simplified(fields.message.left(splitMessage)));
+    return length < splitMessage ? line
+                                 : filled(line, simplified(fields.message.mid(splitMessage)));
 }
 
 QString traceLine(const TraceFields &fields)

@@ -21,7 +21,8 @@ struct TraceFields {
 QString traceLine(const TraceFields &fields);
 
 /**
- * The same line, by one chained QString::arg() after the other: what is filled in takes part in
+ * The same line, filled in by one replacement after the other, with the rules of QString::arg():
+ * what is filled in takes part in
  * the next replacement, so texts with placeholders in them need this one.
  */
 QString traceLineByArg(const TraceFields &fields);
