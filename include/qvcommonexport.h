@@ -8,6 +8,11 @@
  * @file
  * Marks what libqvcommon offers to its users; everything else stays hidden in the library.
  */
+
+/**
+ * @def QVCOMMON_EXPORT
+ * Stands before every class, function and variable of the interface.
+ */
 #if defined(QVCOMMON_LIBRARY)
 #    define QVCOMMON_EXPORT Q_DECL_EXPORT
 #else
