@@ -19,12 +19,9 @@ install(EXPORT qvcommonTargets NAMESPACE qvcommon:: DESTINATION ${qvcommon_cmake
 if(QVCOMMON_QT EQUAL 4)
     set(QVCOMMON_FIND_QT "Qt4 4.8 COMPONENTS QtCore QtNetwork")
     set(QVCOMMON_PC_REQUIRES "QtCore >= 4.8, QtNetwork >= 4.8")
-    set(QVCOMMON_PC_CFLAGS "")
 else()
     set(QVCOMMON_FIND_QT "Qt${QVCOMMON_QT} COMPONENTS Core Network")
     set(QVCOMMON_PC_REQUIRES "Qt${QVCOMMON_QT}Core, Qt${QVCOMMON_QT}Network")
-    # Qt's own pkg-config files leave out the option without which its headers refuse to compile.
-    set(QVCOMMON_PC_CFLAGS " -fPIC")
 endif()
 
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/qvcommonConfig.cmake.in
