@@ -34,4 +34,4 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)
 set(ENV{PKG_CONFIG_LIBDIR} "${CMAKE_SYSROOT}/usr/lib/arm-linux-gnueabi/pkgconfig:${CMAKE_SYSROOT}/usr/share/pkgconfig")
 set(ENV{PKG_CONFIG_SYSROOT_DIR} "${CMAKE_SYSROOT}")
 
-set(CMAKE_CROSSCOMPILING_EMULATOR "qemu-arm-static;-cpu;arm926;-L;${CMAKE_SYSROOT}")
+set(CMAKE_CROSSCOMPILING_EMULATOR "/usr/bin/qemu-arm-static;-cpu;arm926;-L;${CMAKE_SYSROOT}")

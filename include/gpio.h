@@ -48,6 +48,7 @@ public:
     /** The number of a line, which is also its number in the kernel: Gpio::Gpios(40). */
     enum Gpios : int {};
 
+    /** Who drives a line. */
     enum GpioDirections : int {
         DirectionOutput = 0, ///< the board drives the line
         DirectionInput = 1   ///< the line is read
@@ -61,6 +62,7 @@ public:
         EdgeBoth = 3     ///< any
     };
 
+    /** The level of a line. */
     enum GpioValue : int {
         ValueLow = 0, ///< low
         ValueHigh = 1 ///< high

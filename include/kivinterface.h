@@ -140,12 +140,15 @@ public:
     /**
      * Subscribes to changes below a path, which then arrive as kivNotifySignal().
      * @param tag the element that names the kind of subscription to the daemon
-     * @param rpathMatch limits the paths that are reported; left out if null
-     * @param sendNow whether the daemon reports the present state at once; left out if null
      */
     static bool requestDataSubscribe(const QString &ref, const QString &path, const QString &tag);
     static bool requestDataSubscribe(const QString &ref, const QString &path, const QString &tag,
                                      KIVTARGET_ENUM target);
+    /**
+     * The same for some of the changes.
+     * @param rpathMatch limits the paths that are reported; left out if null
+     * @param sendNow whether the daemon reports the present state at once; left out if null
+     */
     static bool requestDataSubscribe(const QString &ref, const QString &path, const QString &tag,
                                      const QString &rpathMatch, const QString &sendNow);
     static bool requestDataSubscribe(const QString &ref, const QString &path, const QString &tag,

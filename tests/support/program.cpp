@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "program.h"
 
+#include "emulator.h"
+
 #include <QtCore/QFile>
 
 #include <csignal>
@@ -13,9 +15,9 @@
 
 Program::Program(const char *file, const QStringList &arguments)
 {
-    std::vector<QByteArray> texts(1, QByteArray(file));
+    QList<QByteArray> texts = commandFor(file);
     for (const QString &argument : arguments)
-        texts.push_back(QFile::encodeName(argument));
+        texts << QFile::encodeName(argument);
     std::vector<char *> argv;
     for (QByteArray &text : texts)
         argv.push_back(text.data());
@@ -28,7 +30,7 @@ Program::Program(const char *file, const QStringList &arguments)
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, ends[1], STDERR_FILENO);
-    const int error = posix_spawn(&id, file, &actions, nullptr, argv.data(), environ);
+    const int error = posix_spawn(&id, argv.front(), &actions, nullptr, argv.data(), environ);
     if (error)
         qFatal("cannot run %s: %s", file, std::strerror(error));
     posix_spawn_file_actions_destroy(&actions);

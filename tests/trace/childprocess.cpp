@@ -1,23 +1,26 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "childprocess.h"
 
+#include "emulator.h"
+
 #include <QtCore/QFile>
 
 #include <cerrno>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 pid_t startSelf(const char *role, const QString &argument)
 {
-    const QByteArray name("test");
-    const QByteArray first(role);
-    const QByteArray second = QFile::encodeName(argument);
-    char *const arguments[] = {const_cast<char *>(name.constData()),
-                               const_cast<char *>(first.constData()),
-                               const_cast<char *>(second.constData()), nullptr};
+    QList<QByteArray> texts = commandFor("/proc/self/exe");
+    texts << role << QFile::encodeName(argument);
+    std::vector<char *> arguments;
+    for (QByteArray &text : texts)
+        arguments.push_back(text.data());
+    arguments.push_back(nullptr);
     pid_t process = -1;
-    if (posix_spawn(&process, "/proc/self/exe", nullptr, nullptr, arguments, environ) != 0)
+    if (posix_spawn(&process, arguments.front(), nullptr, nullptr, arguments.data(), environ) != 0)
         qFatal("cannot start this program again");
     return process;
 }
