@@ -45,7 +45,7 @@ void enterPrivateMounts()
     problem = nullptr;
     if (!unshareMounts())
         problem = "no private mount namespace";
-    else if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+    else if (mount("none", "/", "none", MS_REC | MS_PRIVATE, "") != 0)
         problem = "mounts cannot be made private";
     problemErrno = errno;
 }

@@ -91,9 +91,9 @@ bool SyslogDaemon::mountDevices()
         const QByteArray target = path + device;
         ::close(::open(target.constData(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600));
         mounted = mounted && mount((QByteArray("/dev") + device).constData(), target.constData(),
-                                   nullptr, MS_BIND, nullptr) == 0;
+                                   "none", MS_BIND, "") == 0;
     }
-    mounted = mounted && mount(path.constData(), "/dev", nullptr, MS_MOVE, nullptr) == 0;
+    mounted = mounted && mount(path.constData(), "/dev", "none", MS_MOVE, "") == 0;
     if (!mounted)
         umount2(path.constData(), MNT_DETACH);
     return mounted;
