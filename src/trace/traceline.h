@@ -21,9 +21,8 @@ struct TraceFields {
 QString traceLine(const TraceFields &fields);
 
 /**
- * The same line, filled in by one replacement after the other, with the rules of QString::arg():
- * what is filled in takes part in
- * the next replacement, so texts with placeholders in them need this one.
+ * The same line, filled in by one replacement after the other as QString::arg() does it: what is
+ * filled in takes part in the next replacement, so texts with placeholders in them need this one.
  */
 QString traceLineByArg(const TraceFields &fields);
 
