@@ -11,9 +11,7 @@
 
 #include <stdint.h>
 
-static void ignoreMessage(QtMsgType, const QMessageLogContext &, const QString &)
-{
-}
+static void ignoreMessage(QtMsgType, const QMessageLogContext &, const QString &) {}
 
 static KivInterface &client()
 {
