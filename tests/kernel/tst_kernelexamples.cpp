@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The example programs of the board, as they are, on lines and channels of a real kernel.
+
+#include "kernelboard.h"
+#include "program.h"
+
+#include <QtCore/QFile>
+#include <QtTest/QTest>
+
+#include <memory>
+
+class tst_KernelExamples : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+
+    void waitForEdges_data();
+    void waitForEdges();
+    void readsensor_data();
+    void readsensor();
+};
+
+void tst_KernelExamples::initTestCase()
+{
+    QVERIFY2(QFile::exists(QString::fromLatin1("/run/sysfs/kernel/debug/gpio-mockup")),
+             "this program is for tests/kernel/run");
+}
+
+void tst_KernelExamples::waitForEdges_data()
+{
+    QTest::addColumn<QByteArray>("program");
+    QTest::newRow("waitedge") << QByteArray(WAITEDGE_PROGRAM);
+    QTest::newRow("edgenotifier") << QByteArray(EDGENOTIFIER_PROGRAM);
+}
+
+/** They print each level, and end when the line goes. */
+void tst_KernelExamples::waitForEdges()
+{
+    QFETCH(QByteArray, program);
+    std::unique_ptr<ExportedLine> line(new ExportedLine(40));
+    Program example(program.constData(), QStringList(QString::fromLatin1("40")));
+    QCOMPARE(example.readLine(), QByteArray("0"));
+    line->pull(1);
+    QCOMPARE(example.readLine(), QByteArray("1"));
+    line->pull(0);
+    QCOMPARE(example.readLine(), QByteArray("0"));
+    line.reset();
+    QCOMPARE(example.readLine(), QByteArray());
+    QCOMPARE(example.wait(), 1);
+}
+
+void tst_KernelExamples::readsensor_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QByteArray>("opened");
+    QTest::addColumn<QByteArray>("reading");
+    QTest::newRow("chip") << QString::fromLatin1("0 3 11")
+                          << QByteArray("Adc Open 0 3 /sys/devices/80000000.apb/80040000.apbx/"
+                                        "80058000.i2c/i2c-0/ 0-0048 ")
+                          << QByteArray("raw 610, scaled 6710");
+    QTest::newRow("LRADC") << QString::fromLatin1("128 10 2")
+                           << QByteArray("Adc Open 128 10 in_voltage10_raw 3 ")
+                           << QByteArray("raw 1234, scaled 2468");
+}
+
+void tst_KernelExamples::readsensor()
+{
+    QFETCH(QString, arguments);
+    QFETCH(QByteArray, opened);
+    QFETCH(QByteArray, reading);
+    I2cChip(0x48).setWord(0xdc, 1000);
+    I2cChip(0x22).setWord(0xa0, 1234);
+    Program example(READSENSOR_PROGRAM, arguments.split(QLatin1Char(' ')));
+    QCOMPARE(example.readLine(), QByteArray("Adc Adc Creating Object "));
+    QCOMPARE(example.readLine(), opened);
+    QCOMPARE(example.readLine(), reading);
+    QCOMPARE(example.readLine(), QByteArray());
+    QCOMPARE(example.wait(), 0);
+}
+
+QTEST_MAIN(tst_KernelExamples)
+#include "tst_kernelexamples.moc"
