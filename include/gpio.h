@@ -104,7 +104,7 @@ public:
 
     /**
      * Changes the direction. A line that becomes an output is low from its first moment on. Edge
-     * and descriptor stay as they are. The kernel refuses to drive a line that has an edge set.
+     * and descriptor stay as they are. Some kernels refuse to drive a line that has an edge set.
      */
     void setGpioDirection(GpioDirections direction);
 

@@ -242,6 +242,14 @@ int I2cChip::byte(int reg) const
     return exchange(bus, I2C_SMBUS_BYTE_DATA, reg, 0, true);
 }
 
+QList<int> I2cChip::bytes(int first, int count) const
+{
+    QList<int> result;
+    for (int reg = first; reg < first + count; ++reg)
+        result << byte(reg);
+    return result;
+}
+
 void I2cChip::setByte(int reg, int value)
 {
     exchange(bus, I2C_SMBUS_BYTE_DATA, reg, value, false);

@@ -94,6 +94,7 @@ public:
     ~I2cChip();
 
     int byte(int reg) const;
+    QList<int> bytes(int first, int count) const;
     void setByte(int reg, int value);
     /** Sets a register of two bytes, of which the chip sends the higher one first. */
     void setWord(int reg, int value);

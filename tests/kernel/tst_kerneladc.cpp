@@ -8,6 +8,7 @@
 #include "temporaryfolder.h"
 
 #include <QtCore/QFile>
+#include <QtCore/QScopedPointer>
 #include <QtTest/QTest>
 
 #include <unistd.h>
@@ -46,6 +47,8 @@ class tst_KernelAdc : public QObject
     Q_OBJECT
 private Q_SLOTS:
     void initTestCase();
+    void init();
+    void cleanup();
 
     void readsEveryChipsChannels();
     void readsEveryLradcChannel();
@@ -59,12 +62,25 @@ private Q_SLOTS:
     void readsNothing();
     void channelThatIsNotThere();
     void chipThatGoes();
+
+private:
+    QScopedPointer<MessageLog> messages;
 };
 
 void tst_KernelAdc::initTestCase()
 {
     QVERIFY2(QFile::exists(text("/run/sysfs/kernel/debug/gpio-mockup")),
              "this program is for tests/kernel/run");
+}
+
+void tst_KernelAdc::init()
+{
+    messages.reset(new MessageLog);
+}
+
+void tst_KernelAdc::cleanup()
+{
+    messages.reset();
 }
 
 /** Each channel has a value of its own, so that a mistaken one is seen. */
@@ -215,17 +231,16 @@ void tst_KernelAdc::readsNothing()
 
 void tst_KernelAdc::channelThatIsNotThere()
 {
-    const MessageLog messages;
     Adc input(nullptr, 3, 7, 1); // that chip has two channels
-    QCOMPARE(messages.debugLines(), QStringList() << text("Adc Adc Creating Object ")
-                                                  << text("Adc Failed to open 3 7 0-004b "));
+    QCOMPARE(messages->debugLines(), QStringList() << text("Adc Adc Creating Object ")
+                                                   << text("Adc Failed to open 3 7 0-004b "));
     QCOMPARE(input.getAdcRaw(), 0u);
     QCOMPARE(input.getAdcValue(), 0u);
 }
 
 void tst_KernelAdc::chipThatGoes()
 {
-    const char bus[] = "/sys/bus/i2c/devices/i2c-0/";
+    const char bus[] = "/run/sysfs/bus/i2c/devices/i2c-0/";
     I2cChip chip(0x4a);
     chip.setWord(voltageRegister(6), 1000);
     Adc input(nullptr, 2, 6, 2);

@@ -10,6 +10,21 @@
 
 #include <memory>
 
+namespace
+{
+
+/** The next level that an example prints, without the lines of its trace; empty at its end. */
+QByteArray readLevel(Program &example)
+{
+    QByteArray line;
+    do
+        line = example.readLine();
+    while (line.size() > 1);
+    return line;
+}
+
+} // namespace
+
 class tst_KernelExamples : public QObject
 {
     Q_OBJECT
@@ -41,13 +56,13 @@ void tst_KernelExamples::waitForEdges()
     QFETCH(QByteArray, program);
     std::unique_ptr<ExportedLine> line(new ExportedLine(40));
     Program example(program.constData(), QStringList(QString::fromLatin1("40")));
-    QCOMPARE(example.readLine(), QByteArray("0"));
+    QCOMPARE(readLevel(example), QByteArray("0"));
     line->pull(1);
-    QCOMPARE(example.readLine(), QByteArray("1"));
+    QCOMPARE(readLevel(example), QByteArray("1"));
     line->pull(0);
-    QCOMPARE(example.readLine(), QByteArray("0"));
+    QCOMPARE(readLevel(example), QByteArray("0"));
     line.reset();
-    QCOMPARE(example.readLine(), QByteArray());
+    QCOMPARE(readLevel(example), QByteArray());
     QCOMPARE(example.wait(), 1);
 }
 
