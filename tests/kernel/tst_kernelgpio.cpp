@@ -546,6 +546,10 @@ void tst_KernelGpio::everyChipLine()
     std::vector<std::unique_ptr<ExportedLine>> lines;
     for (int number = firstChipLine; number <= lastLine; ++number)
         lines.emplace_back(new ExportedLine(number));
+    for (const std::unique_ptr<ExportedLine> &line : lines) {
+        writeKernelFile(line->file("direction"), "low");
+        writeKernelFile(line->file("direction"), "in");
+    }
     for (int number = firstChipLine; number <= lastLine; ++number) {
         ExportedLine &line = *lines[size_t(number - firstChipLine)];
         const int bit = 1 << (number - firstChipLine);
