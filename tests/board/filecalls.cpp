@@ -12,7 +12,8 @@
 namespace
 {
 
-FileCalls *record = nullptr;
+// The test's own thread has one; threads of Qt and of QtTest call the functions below too.
+thread_local FileCalls *record = nullptr;
 
 /** The C library's own function of a name. */
 template <typename Function>
@@ -109,6 +110,12 @@ const int *FileCalls::answerFor(int descriptor) const
     return found == answers.constEnd() ? nullptr : &found.value();
 }
 
+/** Who records the calls with a descriptor, if anyone does. */
+static FileCalls *recordOf(int descriptor)
+{
+    return record && record->concerns(descriptor) ? record : nullptr;
+}
+
 // The executable's own definitions come before the C library's.
 
 EXPORTED int open(const char *path, int flags, ...)
@@ -133,10 +140,11 @@ EXPORTED ssize_t read(int descriptor, void *buffer, size_t size)
 {
     typedef ssize_t (*Read)(int, void *, size_t);
     static const Read systemRead = systemCall<Read>("read");
-    if (!record || !record->concerns(descriptor))
+    FileCalls *const calls = recordOf(descriptor);
+    if (!calls)
         return systemRead(descriptor, buffer, size);
-    record->add(descriptor, "read", " " + QByteArray::number(qulonglong(size)));
-    if (const int *const answer = record->answerFor(descriptor)) {
+    calls->add(descriptor, "read", " " + QByteArray::number(qulonglong(size)));
+    if (const int *const answer = calls->answerFor(descriptor)) {
         errno = EIO;
         return *answer;
     }
@@ -147,10 +155,11 @@ EXPORTED ssize_t write(int descriptor, const void *buffer, size_t size)
 {
     typedef ssize_t (*Write)(int, const void *, size_t);
     static const Write systemWrite = systemCall<Write>("write");
-    if (!record || !record->concerns(descriptor))
+    FileCalls *const calls = recordOf(descriptor);
+    if (!calls)
         return systemWrite(descriptor, buffer, size);
-    record->add(descriptor, "write", " " + visible(buffer, size));
-    if (const int *const answer = record->answerFor(descriptor)) {
+    calls->add(descriptor, "write", " " + visible(buffer, size));
+    if (const int *const answer = calls->answerFor(descriptor)) {
         errno = EIO;
         return *answer;
     }
@@ -159,10 +168,10 @@ EXPORTED ssize_t write(int descriptor, const void *buffer, size_t size)
 
 static void addSeek(int descriptor, long long offset, int whence)
 {
-    if (record && record->concerns(descriptor))
-        record->add(descriptor, "lseek",
-                    " " + QByteArray::number(offset) +
-                        (whence == SEEK_SET ? " SEEK_SET" : " elsewhere"));
+    if (FileCalls *const calls = recordOf(descriptor))
+        calls->add(descriptor, "lseek",
+                   " " + QByteArray::number(offset) +
+                       (whence == SEEK_SET ? " SEEK_SET" : " elsewhere"));
 }
 
 EXPORTED off_t lseek(int descriptor, off_t offset, int whence) noexcept
@@ -183,9 +192,9 @@ EXPORTED off64_t lseek64(int descriptor, off64_t offset, int whence) noexcept
 
 EXPORTED int close(int descriptor)
 {
-    if (record && record->concerns(descriptor)) {
-        record->add(descriptor, "close", QByteArray());
-        record->closed(descriptor);
+    if (FileCalls *const calls = recordOf(descriptor)) {
+        calls->add(descriptor, "close", QByteArray());
+        calls->closed(descriptor);
     }
     return systemClose(descriptor);
 }

@@ -17,7 +17,8 @@
 namespace
 {
 
-LibcCalls *recorder = nullptr;
+// The test's own thread has one; threads of Qt and of QtTest call the functions below too.
+thread_local LibcCalls *recorder = nullptr;
 QStringList recorded;
 QString failingCall;
 int failingError = 0;
