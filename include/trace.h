@@ -9,6 +9,11 @@
 #include <QtCore/QObject>
 #include <QtCore/QString>
 
+namespace qvcommon
+{
+class TraceCore;
+}
+
 /**
  * @brief The process-wide log: turns each call into one numbered, time-stamped line.
  *
@@ -136,6 +141,7 @@ Q_SIGNALS:
 
 private:
     Q_DISABLE_COPY(Trace)
+    friend class qvcommon::TraceCore;
 
     QString appName;
     bool consolePrint;

@@ -21,6 +21,16 @@ void store(T &variable, Value value)
     __atomic_store_n(&variable, T(value), __ATOMIC_RELEASE);
 }
 
+/**
+ * Reads a variable for its value alone: whoever sees a pointer this way may peek at atomic fields
+ * behind it, and no more. A plain load everywhere; load() calls the kernel on the board.
+ */
+template <typename T>
+T peek(const T &variable)
+{
+    return __atomic_load_n(&variable, __ATOMIC_RELAXED);
+}
+
 } // namespace qvcommon
 
 #endif

@@ -133,7 +133,7 @@ void LogHandler::logMessage(const QString &msg)
 {
     if (printToConsole)
         DebugLine() << msg;
-    if (!load(logFile))
+    if (!peek(logFile))
         return;
 
     const Size length = msg.length();
@@ -148,13 +148,13 @@ void LogHandler::logMessage(const QString &msg)
     }
     QByteArray line = msg.toLatin1();
     line += '\n';
-    writeToLogFile(logFile, line, load(flushAfterEachLogMsg));
+    writeToLogFile(logFile, line, peek(flushAfterEachLogMsg));
     bytesWritten += int(length);
 }
 
 void LogHandler::close(const QString &lastWords)
 {
-    if (!load(logFile))
+    if (!peek(logFile))
         return;
     flush();
     msleep(500);

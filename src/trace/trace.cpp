@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "trace.h"
 
-#include "atomics.h"
 #include "debugline.h"
 #include "syslogsink.h"
+#include "tracecore.h"
 #include "tracelevels.h"
 #include "traceline.h"
 
@@ -41,13 +41,14 @@ int threadOrdinal()
 Trace::Trace(QObject *parent)
     : QObject(parent)
     , appName(QLatin1String("setAppName_before_using"))
-    , consolePrint(false)
-    , groupMask(0xffff)
-    , logLevel(1)
-    , sysLogOpen(false)
 {
     if (load(instance))
         std::exit(-1);
+    // Not in the list above: other threads peek at these as soon as there is an instance.
+    store(consolePrint, false);
+    store(groupMask, 0xffff);
+    store(logLevel, 1);
+    store(sysLogOpen, false);
     store(instance, this);
 }
 
@@ -63,49 +64,58 @@ void Trace::unlock()
 
 void Trace::toggleConsolePrint()
 {
-    store(consolePrint, !load(consolePrint));
+    store(consolePrint, !peek(consolePrint));
 }
+
+// Each of these looks at the filter itself: a line that it drops costs one call.
 
 void Trace::log(int group, int level, const QString &className, const QString &functionName,
                 const QString &message)
 {
-    logId(group, level, className, functionName, QString(), message);
+    if (TraceCore::accepts(group, level))
+        TraceCore::write(level, className, functionName, message);
 }
 
 void Trace::logs(const QString &className, const QString &functionName, const QString &message)
 {
-    logId(TracingGroup, DebugLevel, className, functionName, QString(), message);
+    if (TraceCore::accepts(TracingGroup, DebugLevel))
+        TraceCore::write(DebugLevel, className, functionName, message);
 }
 
 void Trace::log(const QString &className, const QString &functionName, const QString &message)
 {
-    logs(className, functionName, message);
+    if (TraceCore::accepts(TracingGroup, DebugLevel))
+        TraceCore::write(DebugLevel, className, functionName, message);
 }
 
 void Trace::logId(int group, int level, const QString &className, const QString &functionName,
                   const QString &extra, const QString &message)
 {
     Q_UNUSED(extra)
-    const Trace *const filter = load(instance);
-    if (!filter || level < load(filter->logLevel) || !(group & load(filter->groupMask)))
-        return;
+    if (TraceCore::accepts(group, level))
+        TraceCore::write(level, className, functionName, message);
+}
 
-    lock();
+void TraceCore::write(int level, const QString &className, const QString &functionName,
+                      const QString &message)
+{
+    Trace::lock();
     const char *const timestamp = updateTimestamp();
-    const TraceFields fields = {linenumber, className,       functionName,
-                                message,    threadOrdinal(), timestamp};
+    const TraceFields fields = {Trace::linenumber, className,       functionName,
+                                message,           threadOrdinal(), timestamp};
     const QString line = traceLine(fields);
 
     // The instance may have gone while this thread was waiting for the lock.
-    Trace *const trace = load(instance);
-    if (!trace || load(trace->consolePrint))
+    Trace *const trace = load(Trace::instance);
+    if (!trace || peek(trace->consolePrint))
         DebugLine() << line;
     if (trace) {
         Q_EMIT trace->LogMessage(line);
         // A slot may have destroyed the object.
-        if (load(instance) == trace && load(trace->sysLogOpen))
+        if (peek(Trace::instance) == trace && peek(trace->sysLogOpen))
             writeToSyslog(level, message);
     }
-    linenumber = int(unsigned(linenumber) + 1); // starts again from below after the largest
-    unlock();
+    // Starts again from below after the largest.
+    Trace::linenumber = int(unsigned(Trace::linenumber) + 1);
+    Trace::unlock();
 }

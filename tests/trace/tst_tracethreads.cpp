@@ -109,6 +109,7 @@ private Q_SLOTS:
     void keepsEveryLineOfManyThreads();
     void keepsTheOrderOverAQueue();
     void mayBeFilteredWhileOthersLog();
+    void mayBeConstructedWhileOthersLog();
     void waitsForTheLock();
     void printsTheLineOfAThreadThatOutlivesTheInstance();
 
@@ -310,6 +311,36 @@ private:
     std::atomic<int> go;
     std::thread thread;
 };
+
+static int nextLine()
+{
+    Trace::lock();
+    const int number = Trace::linenumber;
+    Trace::unlock();
+    return number;
+}
+
+void TestTraceThreads::mayBeConstructedWhileOthersLog()
+{
+    std::atomic<int> dropped(0);
+    std::atomic<bool> ended(false);
+    std::thread other([&] {
+        while (!ended.load()) {
+            log("on");
+            ++dropped;
+        }
+    });
+    while (dropped.load() < 100)
+        std::this_thread::yield();
+    QCOMPARE(nextLine(), 1);
+
+    Trace trace(nullptr);
+    while (nextLine() < 100)
+        std::this_thread::yield();
+    ended.store(true);
+    other.join();
+    QCOMPARE(int(Trace::threadIds.size()), 1);
+}
 
 void TestTraceThreads::waitsForTheLock()
 {

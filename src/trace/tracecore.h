@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#ifndef QVCOMMON_TRACECORE_H
+#define QVCOMMON_TRACECORE_H
+
+#include "atomics.h"
+#include "trace.h"
+
+namespace qvcommon
+{
+
+/** What all log calls are made of: a filter that costs next to nothing, and the work behind it. */
+class TraceCore
+{
+public:
+    static bool accepts(int group, int level)
+    {
+        const Trace *const filter = peek(Trace::instance);
+        return filter && level >= peek(filter->logLevel) && (group & peek(filter->groupMask));
+    }
+
+    /** Numbers and delivers a line that the filter has accepted. */
+    static void write(int level, const QString &className, const QString &functionName,
+                      const QString &message);
+};
+
+} // namespace qvcommon
+
+#endif
