@@ -26,8 +26,8 @@ const Size longMessage = 80;
 const Size splitMessage = 180;
 const Size hugeMessage = 360;
 
-// As wide as the message column is without "[Long message(99)]".
-const char longMessageGap[] = "                                                             ";
+// Blanks behind "[Long message(99)]", which fill the message column.
+const Size longMessageGap = 61;
 
 const QLatin1Char blank(' ');
 
@@ -40,20 +40,45 @@ bool isSpace(QChar character)
            c == 0x2029 || c == 0x202f || c == 0x205f || c == 0x3000;
 }
 
-/** Writes a simplified text to @a out, which has room for all of it, and returns its end. */
-QChar *writeSimplified(QChar *out, const QChar *text, Size length)
+/** Whether a character is one of the many of which neither white space nor "%" is one. */
+bool isOrdinary(QChar character)
 {
-    QChar *const begin = out;
-    bool gap = false;
-    for (const QChar *const end = text + length; text != end; ++text) {
-        if (isSpace(*text)) {
-            gap = out != begin;
-            continue;
+    const unsigned first = '&';
+    const unsigned last = '~';
+    return character.unicode() - first <= last - first;
+}
+
+/** Whether QString::arg() would fill the place that this percent sign begins. */
+bool isPlaceholder(const QChar *percent, const QChar *end)
+{
+    const QChar *digit = percent + 1;
+    if (digit != end && *digit == QLatin1Char('L'))
+        ++digit;
+    return digit != end && digit->digitValue() >= 0;
+}
+
+/**
+ * Writes a simplified text to @a out, which has room for all of it, and returns its end.
+ * @param placeholder set if there is one in the text
+ */
+QChar *writeSimplified(QChar *out, const QChar *text, Size length, bool &placeholder)
+{
+    const QChar *const begin = out;
+    const QChar *const end = text + length;
+    while (text != end) {
+        if (isOrdinary(*text)) {
+            *out++ = *text++;
+        } else if (isSpace(*text)) {
+            do
+                ++text;
+            while (text != end && isSpace(*text));
+            if (out != begin && text != end)
+                *out++ = blank;
+        } else {
+            if (*text == QLatin1Char('%') && isPlaceholder(text, end))
+                placeholder = true;
+            *out++ = *text++;
         }
-        if (gap)
-            *out++ = blank;
-        gap = false;
-        *out++ = *text;
     }
     return out;
 }
@@ -127,56 +152,106 @@ QString filled(const QString &text, qlonglong number)
     return filled(text, plain, localized ? QLocale().toString(number) : plain);
 }
 
+/** A number in decimal digits. */
+class Decimal
+{
+public:
+    explicit Decimal(int number)
+        : first(digits + capacity)
+    {
+        unsigned rest = number < 0 ? 0 - unsigned(number) : unsigned(number);
+        do {
+            *--first = QLatin1Char(char('0' + rest % 10));
+            rest /= 10;
+        } while (rest > 0);
+        if (number < 0)
+            *--first = QLatin1Char('-');
+    }
+
+    const QChar *begin() const { return first; }
+    Size size() const { return Size(digits + capacity - first); }
+
+private:
+    Q_DISABLE_COPY(Decimal)
+
+    static const int capacity = 11; // "-2147483648"
+    QChar digits[capacity];
+    QChar *first;
+};
+
 /** Fills a text that is being built in memory of the right size with characters. */
 class LineWriter
 {
 public:
     explicit LineWriter(QChar *begin)
         : out(begin)
+        , placeholder(false)
     {
     }
 
     const QChar *end() const { return out; }
 
-    LineWriter &operator<<(const char *text)
+    /** Whether a name or the message has brought a placeholder along. */
+    bool hasPlaceholder() const { return placeholder; }
+
+    LineWriter &operator<<(const Decimal &number)
     {
-        while (*text)
-            *out++ = QLatin1Char(*text++);
+        out = std::copy(number.begin(), number.begin() + number.size(), out);
         return *this;
     }
 
-    /** A name, filled up with blanks to @a columns. */
-    LineWriter &padded(const QString &text, Size columns)
+    LineWriter &operator<<(char character)
     {
-        std::copy(text.constData(), text.constData() + text.size(), out);
-        out += text.size();
-        return fill(columns - text.size());
+        *out++ = QLatin1Char(character);
+        return *this;
+    }
+
+    template <int size>
+    LineWriter &operator<<(const char (&text)[size])
+    {
+        return latin1(text, size - 1);
+    }
+
+    LineWriter &latin1(const char *text, Size length)
+    {
+        for (Size i = 0; i < length; ++i)
+            out[i] = QLatin1Char(text[i]);
+        out += length;
+        return *this;
+    }
+
+    /** A name, filled up with blanks to its columns. */
+    LineWriter &name(const QString &text)
+    {
+        const QChar *const end = text.constData() + text.size();
+        for (const QChar *next = text.constData(); next != end; ++next) {
+            if (*next == QLatin1Char('%') && isPlaceholder(next, end))
+                placeholder = true;
+            *out++ = *next;
+        }
+        return blanks(nameColumns - text.size());
     }
 
     /** A part of the message, simplified and filled up with blanks to @a columns. */
     LineWriter &simplified(const QChar *text, Size length, Size columns = 0)
     {
-        QChar *const begin = out;
-        out = writeSimplified(out, text, length);
-        return fill(columns - Size(out - begin));
+        const QChar *const begin = out;
+        out = writeSimplified(out, text, length, placeholder);
+        return blanks(columns - Size(out - begin));
     }
 
-    LineWriter &decimal(int number, int columns = 0)
+    LineWriter &blanks(Size count)
     {
-        char digits[16];
-        std::snprintf(digits, sizeof digits, "%*d", columns, number);
-        return *this << digits;
-    }
-
-private:
-    LineWriter &fill(Size count)
-    {
-        for (; count > 0; --count)
-            *out++ = blank;
+        if (count > 0)
+            out = std::fill_n(out, count, QChar(blank));
         return *this;
     }
 
+private:
+    Q_DISABLE_COPY(LineWriter)
+
     QChar *out;
+    bool placeholder;
 };
 
 } // namespace
@@ -185,7 +260,8 @@ QString simplified(const QString &text)
 {
     QString result;
     result.resize(text.size());
-    const QChar *const end = writeSimplified(result.data(), text.constData(), text.size());
+    bool ignored = false;
+    const QChar *const end = writeSimplified(result.data(), text.constData(), text.size(), ignored);
     result.resize(Size(end - result.constData()));
     return result;
 }
@@ -200,7 +276,7 @@ QString traceLineByArg(const TraceFields &fields)
     if (length < longMessage)
         format += QLatin1String("%4, tid=%5, %6");
     else
-        format += QLatin1String("[Long message(%4)]") + QLatin1String(longMessageGap) +
+        format += QLatin1String("[Long message(%4)]") + QString(longMessageGap, blank) +
                   QLatin1String(", tid=%5, %6\n%7");
     if (length >= splitMessage)
         format += QLatin1String("\n%8");
@@ -225,33 +301,36 @@ QString traceLine(const TraceFields &fields)
     const Size length = fields.message.length();
     if (length >= hugeMessage)
         return QString();
-    const QChar placeholder = QLatin1Char('%');
-    if (fields.className.contains(placeholder) || fields.functionName.contains(placeholder) ||
-        fields.message.contains(placeholder))
-        return traceLineByArg(fields);
+    const bool isLong = length >= longMessage;
+    const bool isSplit = length >= splitMessage;
+    const Decimal number(fields.number);
+    const Decimal ordinal(fields.threadOrdinal);
+    const Size timeLength = Size(std::strlen(fields.timestamp));
 
-    const Size fixedParts = 160; // numbers, header of long messages, separators
-    QString line;
-    line.resize(fixedParts + std::max(nameColumns, fields.className.size()) +
-                std::max(nameColumns, fields.functionName.size()) +
-                std::max(messageColumns, length) + Size(std::strlen(fields.timestamp)));
+    // All that is needed, and no more unless the message is long.
+    const Size separators = 1 + 1 + 1 + 6 + 2;
+    const Size room = separators + std::max(numberColumns, number.size()) +
+                      std::max(nameColumns, fields.className.size()) +
+                      std::max(nameColumns, fields.functionName.size()) + messageColumns +
+                      ordinal.size() + timeLength + (isLong ? 1 + length + 1 : 0);
+    QString line(room, Qt::Uninitialized);
     LineWriter out(line.data());
-    out.decimal(fields.number, numberColumns) << " ";
-    out.padded(fields.className, nameColumns) << " ";
-    out.padded(fields.functionName, nameColumns) << " ";
-
+    (out.blanks(numberColumns - number.size()) << number << ' ').name(fields.className) << ' ';
+    out.name(fields.functionName) << ' ';
     const QChar *const message = fields.message.constData();
-    if (length < longMessage)
-        out.simplified(message, length, messageColumns);
+    if (isLong)
+        (out << "[Long message(" << Decimal(int(length)) << ")]").blanks(longMessageGap);
     else
-        (out << "[Long message(").decimal(int(length)) << ")]" << longMessageGap;
-    (out << ", tid=").decimal(fields.threadOrdinal) << ", " << fields.timestamp;
-    if (length >= longMessage)
-        (out << "\n").simplified(message, std::min(length, splitMessage));
-    if (length >= splitMessage)
-        (out << "\n").simplified(message + splitMessage, length - splitMessage);
+        out.simplified(message, length, messageColumns);
+    (out << ", tid=" << ordinal << ", ").latin1(fields.timestamp, timeLength);
+    if (isLong)
+        (out << '\n').simplified(message, std::min(length, splitMessage));
+    if (isSplit)
+        (out << '\n').simplified(message + splitMessage, length - splitMessage);
 
-    line.resize(Size(out.end() - line.constData()));
+    if (out.hasPlaceholder())
+        return traceLineByArg(fields);
+    line.truncate(Size(out.end() - line.constData()));
     return line;
 }
 

@@ -241,6 +241,8 @@ private Q_SLOTS:
     void fillsPlaceholdersInMessages();
     void fillsPlaceholdersWithOtherDigitsSilently_data();
     void fillsPlaceholdersWithOtherDigitsSilently();
+    void buildsALineInOneAllocation_data();
+    void buildsALineInOneAllocation();
     void neverShowsTheExtraText();
     void hasShorthandsForTracingAtDebugLevel_data();
     void hasShorthandsForTracingAtDebugLevel();
@@ -830,6 +832,31 @@ void TestTrace::fillsPlaceholdersWithOtherDigitsSilently()
 {
     simplifiesMessages();
     QCOMPARE(messages->lines(), QStringList(utf8("debug: Delting Trace object ")));
+}
+
+void TestTrace::buildsALineInOneAllocation_data()
+{
+    QTest::addColumn<QString>("message");
+
+    QTest::newRow("short") << letters(79);
+    QTest::newRow("white space") << blanks(79);
+    QTest::newRow("long") << letters(80);
+    QTest::newRow("split") << letters(359);
+    QTest::newRow("percent signs") << utf8("100 %, or %d of %s") + letters(50) + utf8("%");
+}
+
+void TestTrace::buildsALineInOneAllocation()
+{
+    QFETCH(QString, message);
+    const QString pump = utf8("Pump");
+    const QString start = utf8("start");
+    Trace trace(nullptr);
+    log("first");
+    const long before = allocations();
+    if (before < 0)
+        QSKIP("a sanitizer owns the allocator; build with -DQVCOMMON_SANITIZE=", SkipAll);
+    Trace::log(8, 2, pump, start, message);
+    QCOMPARE(allocations() - before, 1L);
 }
 
 void TestTrace::neverShowsTheExtraText()
