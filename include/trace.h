@@ -152,7 +152,8 @@ private:
 
 /**
  * Writes the current local time into the buffer that trace lines take it from.
- * Call it with Trace::lock() held.
+ * Call it with Trace::lock() held. A changed TZ is seen at once, a changed system time zone with the
+ * next second.
  * @return the buffer, for example "2024-03-01 13:04:05.042"; it lives as long as the process
  */
 QVCOMMON_EXPORT char *updateTimestamp();

@@ -1,29 +1,87 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "trace.h"
 
-#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <sys/time.h>
 
+namespace
+{
+
 // Shared by all lines, under the lock of Trace.
-static char timestampBuffer[256];
+char timestampBuffer[256];
+
+/** The time zone that the environment asks for. */
+class ZoneSetting
+{
+public:
+    /** @return whether the setting is still @a zone, the value of TZ or null */
+    bool is(const char *zone) const
+    {
+        return known && isSet == (zone != nullptr) && (!zone || std::strcmp(text, zone) == 0);
+    }
+
+    /** Remembers a setting, unless its text is very long: then it is never the same again. */
+    void set(const char *zone)
+    {
+        const size_t length = zone ? std::strlen(zone) : 0;
+        isSet = zone != nullptr;
+        known = length < sizeof text;
+        if (known && zone)
+            std::memcpy(text, zone, length + 1);
+    }
+
+private:
+    bool known;
+    bool isSet;
+    char text[64];
+};
+
+/** A second in local time, in digits. */
+struct Calendar {
+    time_t second;
+    ZoneSetting zone;
+    size_t length;
+    char digits[64];
+};
+
+// Worked out when the second or the setting of the zone changes: without a setting, the C library
+// looks at the file of the system's zone each time.
+Calendar calendar;
+
+void updateCalendar(time_t second)
+{
+    const char *const zone = std::getenv("TZ");
+    if (calendar.second == second && calendar.zone.is(zone))
+        return;
+    calendar.second = second;
+    calendar.zone.set(zone);
+    // localtime() itself would share its result with the rest of the process.
+    tm local;
+    tzset();
+    calendar.length =
+        localtime_r(&second, &local)
+            ? strftime(calendar.digits, sizeof calendar.digits, "%Y-%m-%d %H:%M:%S", &local)
+            : 0;
+}
+
+} // namespace
 
 char *updateTimestamp()
 {
     timeval now = {0, 0};
-    timestampBuffer[0] = '\0';
+    char *end = timestampBuffer;
     if (gettimeofday(&now, nullptr) == 0) {
-        // localtime() itself would share its result with the rest of the process.
-        tm local;
-        tzset();
-        if (localtime_r(&now.tv_sec, &local) &&
-            strftime(timestampBuffer, sizeof timestampBuffer, "%Y-%m-%d %H:%M:%S", &local) == 0)
-            timestampBuffer[0] = '\0';
+        updateCalendar(now.tv_sec);
+        std::memcpy(end, calendar.digits, calendar.length);
+        end += calendar.length;
     }
-    char milliseconds[32];
-    std::snprintf(milliseconds, sizeof milliseconds, ".%3.3ld", long(now.tv_usec / 1000));
-    std::strncat(timestampBuffer, milliseconds,
-                 sizeof timestampBuffer - 1 - std::strlen(timestampBuffer));
+    const int milliseconds = int(now.tv_usec / 1000);
+    *end++ = '.';
+    *end++ = char('0' + milliseconds / 100);
+    *end++ = char('0' + milliseconds / 10 % 10);
+    *end++ = char('0' + milliseconds % 10);
+    *end = '\0';
     return timestampBuffer;
 }

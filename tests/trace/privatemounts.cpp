@@ -72,3 +72,15 @@ MemoryFolder::~MemoryFolder()
     if (mounted)
         umount2(folder.constData(), MNT_DETACH);
 }
+
+MountedFile::MountedFile(const char *file, const char *place)
+    : place(place)
+    , mounted(mount(file, place, nullptr, MS_BIND, nullptr) == 0)
+{
+}
+
+MountedFile::~MountedFile()
+{
+    if (mounted)
+        umount2(place, MNT_DETACH);
+}

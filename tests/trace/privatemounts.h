@@ -29,4 +29,20 @@ private:
     bool mounted;
 };
 
+/** A file that stands in the place of another one while the object lives. */
+class MountedFile
+{
+public:
+    MountedFile(const char *file, const char *place);
+    ~MountedFile();
+
+    bool isMounted() const { return mounted; }
+
+private:
+    Q_DISABLE_COPY(MountedFile)
+
+    const char *place;
+    bool mounted;
+};
+
 #endif

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
+#include "privatemounts.h"
+#include "random.h"
 #include "skip.h"
 #include "systemcalls.h"
 #include "trace.h"
@@ -8,6 +10,8 @@
 #include <QtCore/QTime>
 #include <QtTest/QTest>
 
+#include <cstdio>
+#include <cstring>
 #include <limits>
 #include <stdlib.h>
 #include <thread>
@@ -29,6 +33,9 @@ private Q_SLOTS:
     void followsTheZonesOfTheSystem_data();
     void followsTheZonesOfTheSystem();
     void followsAChangedZone();
+    void followsTheZoneOfTheSystem();
+    void equalsThePlainForm();
+    void restoresAChangedBuffer();
     void cutsMicroseconds_data();
     void cutsMicroseconds();
     void knowsYearsOfAnyLength();
@@ -121,6 +128,100 @@ void TestTimestamp::followsAChangedZone()
     QCOMPARE(QByteArray(updateTimestamp()), QByteArray("2024-03-01 13:04:05.042"));
 }
 
+/** The timestamp as it is laid down, with everything done each time. */
+static QByteArray plainTimestamp(time_t seconds, long microseconds)
+{
+    char text[256];
+    char milliseconds[32];
+    const tm *const local = localtime(&seconds);
+    if (!local || strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", local) == 0)
+        text[0] = '\0';
+    std::snprintf(milliseconds, sizeof milliseconds, ".%3.3ld", microseconds / 1000);
+    std::strncat(text, milliseconds, sizeof text - 1 - std::strlen(text));
+    return text;
+}
+
+/** What is read when TZ is not set is another file's content from the next second on. */
+void TestTimestamp::followsTheZoneOfTheSystem()
+{
+    const char tokyo[] = "/usr/share/zoneinfo/Asia/Tokyo";
+    const char systemZone[] = "/etc/localtime";
+    const time_t now = 1709298245;
+    const QString problem = privateMountsProblem();
+    if (!problem.isEmpty())
+        SKIP_TEST(qPrintable(problem));
+    if (!QFile::exists(QLatin1String(tokyo)) || !QFile::exists(QLatin1String(systemZone)))
+        SKIP_TEST("no time zones are installed; apt-get install tzdata provides them");
+
+    unsetenv("TZ");
+    setTimeOfDay(now, 42000);
+    const QByteArray before = plainTimestamp(now, 42000);
+    QCOMPARE(QByteArray(updateTimestamp()), before);
+    {
+        const MountedFile file(tokyo, systemZone);
+        QVERIFY(file.isMounted());
+        setTimeOfDay(now + 1, 42000);
+        QCOMPARE(QByteArray(updateTimestamp()), QByteArray("2024-03-01 22:04:06.042"));
+    }
+    setTimeOfDay(now, 42000);
+    QCOMPARE(QByteArray(updateTimestamp()), before);
+}
+
+void TestTimestamp::equalsThePlainForm()
+{
+    const QByteArray longText = QByteArray(70, 'L') + "-3";
+    const char *const zones[] = {nullptr,
+                                 nullptr,
+                                 "",
+                                 ":",
+                                 "UTC0",
+                                 "UTC1",
+                                 "UTC",
+                                 "XXX-9",
+                                 "CET-1CEST,M3.5.0,M10.5.0/3",
+                                 "CET-1CEST,M3.5.0,M10.5.0/2",
+                                 ":Europe/Copenhagen",
+                                 "America/St_Johns",
+                                 "nowhere",
+                                 "<+0530>-5:30",
+                                 longText.constData()};
+    const time_t starts[] = {0, -1, 1709298245, 1711846799, 1729990799, 2147483646};
+    Random random(20240301);
+    const int cases = randomCases(100000);
+    QVERIFY(cases > 0);
+    time_t seconds = 0;
+    for (int i = 0; i < cases; ++i) {
+        const int step = random.below(16);
+        if (step == 0)
+            seconds = random.oneOf(starts);
+        else if (step == 1)
+            ++seconds;
+        if (step == 2 || step == 3) {
+            const char *const zone = random.oneOf(zones);
+            if (zone)
+                setTimeZone(zone);
+            else
+                unsetenv("TZ");
+        }
+        const long microseconds = random.below(1000000);
+        setTimeOfDay(seconds, microseconds);
+        const QByteArray timestamp = updateTimestamp();
+        QCOMPARE(timestamp, plainTimestamp(seconds, microseconds));
+    }
+}
+
+/** The buffer is at the disposal of whoever has asked for it. */
+void TestTimestamp::restoresAChangedBuffer()
+{
+    const QByteArray expected = "2024-03-01 13:04:05.042";
+    setTimeZone("UTC0");
+    setTimeOfDay(1709298245, 42000);
+    char *const buffer = updateTimestamp();
+    QCOMPARE(QByteArray(buffer), expected);
+    std::memset(buffer, 'x', 200);
+    QCOMPARE(QByteArray(updateTimestamp()), expected);
+}
+
 void TestTimestamp::cutsMicroseconds_data()
 {
     QTest::addColumn<long>("microseconds");
@@ -192,5 +293,10 @@ void TestTimestamp::asksTheClockOncePerCall()
     QCOMPARE(timeOfDayCalls() - before, 1);
 }
 
-QTEST_APPLESS_MAIN(TestTimestamp)
+int main(int argc, char *argv[])
+{
+    enterPrivateMounts();
+    TestTimestamp test;
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_timestamp.moc"

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "traceline.h"
 
+#include "random.h"
+
 #include <QtCore/QStringList>
 #include <QtTest/QTest>
 
 #include <climits>
-#include <cstdlib>
 #include <vector>
 
 using qvcommon::simplified;
@@ -69,33 +70,6 @@ QString chainedLine(const TraceFields &fields)
             .arg(simplifiedAsEver(fields.message.mid(180)));
     return QString();
 }
-
-/** The same numbers in every run and on every machine (xorshift32). */
-class Random
-{
-public:
-    explicit Random(quint32 seed)
-        : state(seed)
-    {
-    }
-
-    int below(int limit)
-    {
-        state ^= state << 13;
-        state ^= state >> 17;
-        state ^= state << 5;
-        return int(state % quint32(limit));
-    }
-
-    template <typename T, int size>
-    T oneOf(const T (&values)[size])
-    {
-        return values[below(size)];
-    }
-
-private:
-    quint32 state;
-};
 
 const ushort ordinary[] = {'a', 'b', 'c', 'd',  'Z',    '1',    '9',    'L',    ' ',    ' ',
                            ' ', ',', '=', '\t', '\n',   '\r',   0x1b,   0x85,   0xa0,   0xe6,
@@ -168,16 +142,6 @@ int ordinal(Random &random)
     return random.below(4) ? 1 + random.below(9) : random.oneOf(limits);
 }
 
-/**
- * How many lines are compared; fewer will do where each takes long, as in an emulator, and millions
- * are for those who change how lines are built.
- */
-int lineCount()
-{
-    const QByteArray wanted = qgetenv("QVCOMMON_TEST_LINES");
-    return wanted.isEmpty() ? 300000 : wanted.toInt();
-}
-
 } // namespace
 
 class TestTraceLine : public QObject
@@ -209,7 +173,7 @@ static bool isSame(const TraceFields &fields)
 void TestTraceLine::equalsTheChainOfArguments()
 {
     const char *const times[] = {"2024-03-01 13:04:05.042", ".000", "10000-01-01 00:00:00.000", ""};
-    const int lines = lineCount();
+    const int lines = randomCases(300000);
     QVERIFY(lines > 0);
     Random random(20240301);
     Source source(random);
