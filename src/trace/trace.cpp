@@ -24,16 +24,39 @@ bool flushAfterEachLogMsg = true;
 namespace
 {
 
+/** Where a thread was found among those that have logged, and how many these were. */
+struct KnownPlace {
+    int index;
+    int threads;
+};
+
+// The last places of a few threads, under the lock. The list is everybody's to change, so a place
+// counts only if the list agrees with it.
+KnownPlace knownPlaces[16];
+
+/** The entry for a thread, rarely shared: the stacks of threads are 8 MB and 4 kB apart. */
+KnownPlace &knownPlace(int tid)
+{
+    return knownPlaces[(unsigned(tid) >> 12) % (sizeof knownPlaces / sizeof *knownPlaces)];
+}
+
 /** The place of the calling thread among those that have logged, from 1. */
 int threadOrdinal()
 {
     const int tid = int(uintptr_t(pthread_self()));
-    int index = int(Trace::threadIds.indexOf(tid));
-    if (index < 0) {
-        Trace::threadIds.append(tid);
-        index = int(Trace::threadIds.indexOf(tid));
+    const QList<int> &threads = Trace::threadIds;
+    KnownPlace &place = knownPlace(tid);
+    if (place.threads != threads.size() || place.index >= place.threads ||
+        threads.at(place.index) != tid) {
+        int index = int(threads.indexOf(tid));
+        if (index < 0) {
+            index = int(threads.size());
+            Trace::threadIds.append(tid);
+        }
+        place.index = index;
+        place.threads = int(threads.size());
     }
-    return index + 1;
+    return place.index + 1;
 }
 
 } // namespace

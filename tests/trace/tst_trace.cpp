@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "messagelog.h"
+#include "random.h"
 #include "systemcalls.h"
 #include "trace.h"
 
@@ -262,6 +263,7 @@ private Q_SLOTS:
     void numbersEveryAcceptedLine();
     void remembersThreadsInOrder();
     void findsAThreadThatHasLogged();
+    void findsAThreadInWhateverListThereIs();
 
     void isNotPrintedUnlessToggled();
     void printsLinesInPlainQuotes_data();
@@ -1217,6 +1219,49 @@ void TestTrace::findsAThreadThatHasLogged()
     log("on");
     QCOMPARE(lines.lines.at(1), names(2) + pad(utf8("on"), 80) + tail(1234));
     QCOMPARE(Trace::threadIds, ids << thisThread());
+}
+
+/** The list is public: each line looks at it as it is then. */
+void TestTrace::findsAThreadInWhateverListThereIs()
+{
+    Random random(20240301);
+    const int cases = randomCases(20000);
+    QVERIFY(cases > 0);
+    Trace trace(nullptr);
+    TraceLog lines(&trace);
+    QList<int> expected;
+    for (int i = 0; i < cases; ++i) {
+        QList<int> &ids = Trace::threadIds;
+        const int place = random.below(int(ids.size()) + 1);
+        switch (random.below(10)) {
+        case 0:
+            ids.clear();
+            break;
+        case 1:
+            ids.insert(place, thisThread());
+            break;
+        case 2:
+            ids.insert(place, random.below(100));
+            break;
+        case 3:
+            ids.removeAll(thisThread());
+            break;
+        case 4:
+            if (place < ids.size())
+                ids.removeAt(place);
+            break;
+        default:
+            break;
+        }
+        expected = ids;
+        if (!expected.contains(thisThread()))
+            expected << thisThread();
+        log("on");
+        const QString ordinal = utf8(", tid=%1, ").arg(expected.indexOf(thisThread()) + 1);
+        if (!lines.lines.last().contains(ordinal) || Trace::threadIds != expected)
+            QFAIL(qPrintable(QString::number(i) + lines.lines.last()));
+        lines.lines.clear();
+    }
 }
 
 void TestTrace::isNotPrintedUnlessToggled()
