@@ -3,7 +3,7 @@
 
 #include "boardfile.h"
 #include "debugline.h"
-#include "trace.h"
+#include "ownlog.h"
 
 #include <cstdlib>
 #include <unistd.h>
@@ -66,7 +66,7 @@ Adc::Adc(QObject *parent, unsigned device, unsigned channel, unsigned scale)
     , lradcFile(nullptr)
     , scale(scale)
 {
-    Trace::logs(QLatin1String("Adc"), QLatin1String("Adc"), QLatin1String("Creating Object"));
+    logOwn(TracingGroup, DebugLevel, "Adc", "Adc", "Creating Object");
     DebugLine() << "Adc"
                 << "Adc"
                 << "Creating Object";

@@ -2,9 +2,8 @@
 #include "gpio.h"
 
 #include "boardfile.h"
+#include "ownlog.h"
 #include "qtcompat.h"
-#include "trace.h"
-#include "tracelevels.h"
 
 #include <cstdio>
 #include <cstring>
@@ -32,18 +31,18 @@ const int openFailed = -2;
 
 void logGpio(TraceLevel level, const char *function, const QString &message)
 {
-    Trace::log(DeviceGroup, level, QLatin1String("Gpio"), QLatin1String(function), message);
+    logOwn(DeviceGroup, level, "Gpio", function, message);
 }
 
 void logGpio(TraceLevel level, const char *function, const char *message)
 {
-    logGpio(level, function, QString::fromLatin1(message));
+    logOwn(DeviceGroup, level, "Gpio", function, message);
 }
 
 /** For messages of the lowest rank, which stand apart from the device group. */
 void logGpioDebug(const char *function, const char *message)
 {
-    Trace::logs(QLatin1String("Gpio"), QLatin1String(function), QString::fromLatin1(message));
+    logOwn(TracingGroup, DebugLevel, "Gpio", function, message);
 }
 
 /** Writes a word with the NUL byte at its end, which is where the kernel stops reading. */
@@ -258,8 +257,8 @@ int Gpio::getGpioValue()
     else if (level == '1')
         cachedValue = ValueHigh;
     else
-        Trace::logs(QLatin1String("Gpio"), QLatin1String("getGpioValue"),
-                    QString::fromLatin1("Invalid GPIO value: %1").arg(unknownValue));
+        logOwn(TracingGroup, DebugLevel, "Gpio", "getGpioValue",
+               QString::fromLatin1("Invalid GPIO value: %1").arg(unknownValue));
     return cachedValue;
 }
 

@@ -2,8 +2,8 @@
 #ifndef QVCOMMON_KIVLOG_H
 #define QVCOMMON_KIVLOG_H
 
-#include "trace.h"
-#include "tracelevels.h"
+#include "ownlog.h"
+#include "tracecore.h"
 
 namespace qvcommon
 {
@@ -11,18 +11,19 @@ namespace qvcommon
 /** Logs a message of the daemon client. */
 inline void logKiv(TraceLevel level, const char *function, const QString &message)
 {
-    Trace::log(DeviceGroup, level, QLatin1String("KivInterface"), QLatin1String(function), message);
+    logOwn(DeviceGroup, level, "KivInterface", function, message);
 }
 
 inline void logKiv(TraceLevel level, const char *function, const char *message)
 {
-    logKiv(level, function, QString::fromLatin1(message));
+    logOwn(DeviceGroup, level, "KivInterface", function, message);
 }
 
 /** Logs one token of a body. */
 inline void logXmlNode(const char *format, const QString &text)
 {
-    logKiv(DebugLevel, "debugXmlNode", QString::fromLatin1(format).arg(text));
+    if (TraceCore::accepts(DeviceGroup, DebugLevel))
+        logKiv(DebugLevel, "debugXmlNode", QString::fromLatin1(format).arg(text));
 }
 
 /** Logs that a body has ended where more of it was expected. */

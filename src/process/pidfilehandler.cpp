@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "pidfilehandler.h"
 
+#include "ownlog.h"
 #include "qtcompat.h"
-#include "trace.h"
-#include "tracelevels.h"
 
 #include <cerrno>
 #include <csignal>
@@ -25,8 +24,7 @@ void logFailure(const char *format, const QStringList &arguments)
     QString message = QString::fromLatin1(format);
     for (const QString &argument : arguments)
         message = message.arg(argument);
-    Trace::log(DeviceGroup, InfoLevel, QLatin1String("PidFileHandler"), QLatin1String("writePid"),
-               message);
+    logOwn(DeviceGroup, InfoLevel, "PidFileHandler", "writePid", message);
 }
 
 QString errorText(int error)

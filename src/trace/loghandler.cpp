@@ -4,6 +4,7 @@
 #include "atomics.h"
 #include "debugline.h"
 #include "logfile.h"
+#include "ownlog.h"
 #include "qtcompat.h"
 #include "trace.h"
 
@@ -23,9 +24,10 @@ QString LogHandler::CLASSNAME = QLatin1String("LogHandler");
 
 static const char closingRule[] = "=============================================\n";
 
-static void logOwn(const char *function, const QString &message)
+template <typename Text>
+static void logOwn(const char *function, const Text &message)
 {
-    Trace::logs(LogHandler::CLASSNAME, QLatin1String(function), message);
+    qvcommon::logOwn(TracingGroup, DebugLevel, LogHandler::CLASSNAME, function, message);
 }
 
 static void deleteTimer(QTimer *timer)
@@ -61,7 +63,7 @@ LogHandler::~LogHandler()
     if (load(instance) == this)
         store(instance, nullptr);
 
-    logOwn("dtor", QLatin1String("Stopping flushTimer"));
+    logOwn("dtor", "Stopping flushTimer");
     QTimer *const timer = load(flushTimer);
     // A timer of the handler's own thread is stopped there, by run().
     const bool ownTimer = timer && timer->thread() == this;
@@ -69,12 +71,12 @@ LogHandler::~LogHandler()
         deleteTimer(timer);
 
     if (isRunning()) {
-        logOwn("dtor", QLatin1String("Stopping logger thread"));
+        logOwn("dtor", "Stopping logger thread");
         stopFlag = false;
         const bool ended = wait(1000);
         if (!ended)
             DebugLine() << "Giving up waiting for logger thread to stop.";
-        logOwn("start", QLatin1String("Giving up waiting for logger thread to stop."));
+        logOwn("start", "Giving up waiting for logger thread to stop.");
         // Without its object the thread would run in freed memory; Qt 5 and 6 abort.
         if (!ended) {
             quit();
@@ -174,7 +176,7 @@ QString LogHandler::getCurrentLogFile()
 void LogHandler::startFlushTimer()
 {
     if (load(flushTimer)) {
-        logOwn("startFlushTimer", QLatin1String("ERROR: flushTimer is already running"));
+        logOwn("startFlushTimer", "ERROR: flushTimer is already running");
         return;
     }
     // A timer of another thread cannot be a child.

@@ -5,7 +5,6 @@
 #include "syslogsink.h"
 #include "tracecore.h"
 #include "tracelevels.h"
-#include "traceline.h"
 
 #include <cstdlib>
 #include <pthread.h>
@@ -119,7 +118,7 @@ void Trace::logId(int group, int level, const QString &className, const QString 
         TraceCore::write(level, className, functionName, message);
 }
 
-void TraceCore::write(int level, const QString &className, const QString &functionName,
+void TraceCore::write(int level, const TraceName &className, const TraceName &functionName,
                       const QString &message)
 {
     Trace::lock();

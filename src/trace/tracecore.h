@@ -4,6 +4,7 @@
 
 #include "atomics.h"
 #include "trace.h"
+#include "traceline.h"
 
 namespace qvcommon
 {
@@ -19,7 +20,7 @@ public:
     }
 
     /** Numbers and delivers a line that the filter has accepted. */
-    static void write(int level, const QString &className, const QString &functionName,
+    static void write(int level, const TraceName &className, const TraceName &functionName,
                       const QString &message);
 };
 

@@ -221,14 +221,14 @@ public:
     }
 
     /** A name, filled up with blanks to its columns. */
-    LineWriter &name(const QString &text)
+    LineWriter &name(const TraceName &text)
     {
-        const QChar *const end = text.constData() + text.size();
-        for (const QChar *next = text.constData(); next != end; ++next) {
-            if (*next == QLatin1Char('%') && isPlaceholder(next, end))
-                placeholder = true;
-            *out++ = *next;
-        }
+        Placeholder found;
+        const QChar *const begin = out;
+        const bool percent = text.write(out);
+        out += text.size();
+        if (percent && findPlaceholder(begin, out, found))
+            placeholder = true;
         return blanks(nameColumns - text.size());
     }
 
@@ -254,7 +254,31 @@ private:
     bool placeholder;
 };
 
+/** Copies characters. @return whether there is a percent sign among them */
+template <typename From, typename Character>
+bool writeCharacters(QChar *out, const Character *text, Size length)
+{
+    bool percent = false;
+    for (const Character *const end = text + length; text != end; ++text) {
+        const QChar character = From(*text);
+        percent |= character == QLatin1Char('%');
+        *out++ = character;
+    }
+    return percent;
+}
+
 } // namespace
+
+QString TraceName::toString() const
+{
+    return utf16 ? QString(utf16, length) : QString::fromLatin1(latin1, length);
+}
+
+bool TraceName::write(QChar *out) const
+{
+    return utf16 ? writeCharacters<QChar>(out, utf16, length)
+                 : writeCharacters<QLatin1Char>(out, latin1, length);
+}
 
 QString simplified(const QString &text)
 {
@@ -282,8 +306,8 @@ QString traceLineByArg(const TraceFields &fields)
         format += QLatin1String("\n%8");
 
     QString line = filled(format, QString::number(fields.number).rightJustified(numberColumns));
-    line = filled(line, fields.className.leftJustified(nameColumns));
-    line = filled(line, fields.functionName.leftJustified(nameColumns));
+    line = filled(line, fields.className.toString().leftJustified(nameColumns));
+    line = filled(line, fields.functionName.toString().leftJustified(nameColumns));
     line = length < longMessage
                ? filled(line, simplified(fields.message).leftJustified(messageColumns))
                : filled(line, length);

@@ -2,16 +2,47 @@
 #ifndef QVCOMMON_TRACELINE_H
 #define QVCOMMON_TRACELINE_H
 
-#include <QtCore/QString>
+#include "qtcompat.h"
+
+#include <cstring>
 
 namespace qvcommon
 {
 
+/** The name of a class or function: a QString, or in Latin-1. It must outlive this object. */
+class TraceName
+{
+public:
+    TraceName(const QString &text)
+        : utf16(text.constData())
+        , latin1(nullptr)
+        , length(text.size())
+    {
+    }
+
+    TraceName(const char *text)
+        : utf16(nullptr)
+        , latin1(text)
+        , length(Size(std::strlen(text)))
+    {
+    }
+
+    Size size() const { return length; }
+    QString toString() const;
+    /** Copies the name to @a out. @return whether there is a percent sign in it */
+    bool write(QChar *out) const;
+
+private:
+    const QChar *utf16;
+    const char *latin1;
+    Size length;
+};
+
 /** What a trace line is made of. */
 struct TraceFields {
     int number;
-    const QString &className;
-    const QString &functionName;
+    TraceName className;
+    TraceName functionName;
     const QString &message;
     int threadOrdinal;
     const char *timestamp;

@@ -3,8 +3,8 @@
 
 #include "atomics.h"
 #include "debugline.h"
+#include "ownlog.h"
 #include "syslogsink.h"
-#include "tracelevels.h"
 
 #include <cerrno>
 #include <cstring>
@@ -13,8 +13,7 @@ using namespace qvcommon;
 
 static void logOwn(const char *function, const QString &message)
 {
-    Trace::logId(TracingGroup, InfoLevel, QLatin1String("Trace"), QLatin1String(function),
-                 QString(), message);
+    qvcommon::logOwn(TracingGroup, InfoLevel, "Trace", function, message);
 }
 
 Trace::~Trace()

@@ -42,8 +42,8 @@ QString chainedLine(const TraceFields &fields)
     if (length <= 79)
         return QString::fromLatin1("%1 %2 %3 %4, tid=%5, %6")
             .arg(fields.number, 5, 10, blank)
-            .arg(fields.className, -30, blank)
-            .arg(fields.functionName, -30, blank)
+            .arg(fields.className.toString(), -30, blank)
+            .arg(fields.functionName.toString(), -30, blank)
             .arg(simplifiedAsEver(fields.message), -80, blank)
             .arg(fields.threadOrdinal, 0, 10, blank)
             .arg(time);
@@ -51,8 +51,8 @@ QString chainedLine(const TraceFields &fields)
         return QString::fromLatin1("%1 %2 %3 [Long message(%4)]                                    "
                                    "                         , tid=%5, %6\n%7")
             .arg(fields.number, 5, 10, blank)
-            .arg(fields.className, -30, blank)
-            .arg(fields.functionName, -30, blank)
+            .arg(fields.className.toString(), -30, blank)
+            .arg(fields.functionName.toString(), -30, blank)
             .arg(length, 0, 10, blank)
             .arg(fields.threadOrdinal, 0, 10, blank)
             .arg(time)
@@ -61,8 +61,8 @@ QString chainedLine(const TraceFields &fields)
         return QString::fromLatin1("%1 %2 %3 [Long message(%4)]                                    "
                                    "                         , tid=%5, %6\n%7\n%8")
             .arg(fields.number, 5, 10, blank)
-            .arg(fields.className, -30, blank)
-            .arg(fields.functionName, -30, blank)
+            .arg(fields.className.toString(), -30, blank)
+            .arg(fields.functionName.toString(), -30, blank)
             .arg(length, 0, 10, blank)
             .arg(fields.threadOrdinal, 0, 10, blank)
             .arg(time)
@@ -155,11 +155,25 @@ private Q_SLOTS:
     void simplifiesTheSameOnEveryQt();
 };
 
-/** Whether both ways to build a line give what the chain gives. */
+/** The line for names that are C strings, as far as they can be; nothing of them is lost. */
+static QString lineInLatin1(const TraceFields &fields)
+{
+    const QString names[] = {fields.className.toString(), fields.functionName.toString()};
+    const QByteArray latin1[] = {names[0].toLatin1(), names[1].toLatin1()};
+    TraceFields same = fields;
+    if (QString::fromLatin1(latin1[0].constData()) == names[0])
+        same.className = latin1[0].constData();
+    if (QString::fromLatin1(latin1[1].constData()) == names[1])
+        same.functionName = latin1[1].constData();
+    return traceLine(same);
+}
+
+/** Whether all ways to build a line give what the chain gives. */
 static bool isSame(const TraceFields &fields)
 {
     const QString expected = chainedLine(fields);
-    return traceLine(fields) == expected && traceLineByArg(fields) == expected;
+    return traceLine(fields) == expected && traceLineByArg(fields) == expected &&
+           lineInLatin1(fields) == expected;
 }
 
 #define COMPARE_LINES(fields)                                                                      \
@@ -167,6 +181,7 @@ static bool isSame(const TraceFields &fields)
         if (!isSame(fields)) {                                                                     \
             QCOMPARE(traceLine(fields), chainedLine(fields));                                      \
             QCOMPARE(traceLineByArg(fields), chainedLine(fields));                                 \
+            QCOMPARE(lineInLatin1(fields), chainedLine(fields));                                   \
         }                                                                                          \
     } while (false)
 
