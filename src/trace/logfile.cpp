@@ -4,8 +4,11 @@
 #include "atomics.h"
 
 #include <QtCore/QFile>
+#include <QtCore/QVarLengthArray>
 
+#include <algorithm>
 #include <mutex>
+#include <unistd.h>
 
 namespace qvcommon
 {
@@ -18,10 +21,33 @@ namespace
 std::mutex mutex;
 typedef std::lock_guard<std::mutex> Guard;
 
+// A file, if it is known that nothing waits in its object's buffer: a line may go past it then.
+const QFile *flushedFile = nullptr;
+
+/** Flushes a file that is open. */
+bool flush(QFile *file)
+{
+    const bool flushed = file->flush();
+    if (flushed)
+        flushedFile = file;
+    return flushed;
+}
+
 // Qt 5 and 6 complain about each use of a file that is not open.
 bool isOpen(const QFile *file)
 {
     return file && file->isOpen();
+}
+
+/** Writes a text in Latin-1, "?" for what is not in it. @return the end of what is written */
+char *writeLatin1(char *out, const QString &text)
+{
+    const QChar *const end = text.constData() + text.size();
+    for (const QChar *next = text.constData(); next != end; ++next) {
+        const ushort code = next->unicode();
+        *out++ = code <= 0xff ? char(code) : '?';
+    }
+    return out;
 }
 
 } // namespace
@@ -29,24 +55,36 @@ bool isOpen(const QFile *file)
 void replaceLogFile(QFile *&file, QFile *next)
 {
     const Guard guard(mutex);
+    if (flushedFile == file)
+        flushedFile = nullptr;
     delete file;
     store(file, next);
 }
 
-void writeToLogFile(QFile *const &file, const QByteArray &bytes, bool flush)
+void writeToLogFile(QFile *const &file, const QString &line, bool atOnce)
 {
+    QVarLengthArray<char, 1024> bytes(int(line.size()) + 1);
+    *writeLatin1(bytes.data(), line) = '\n';
+
     const Guard guard(mutex);
     if (!isOpen(file))
         return;
-    file->write(bytes);
-    if (flush)
-        file->flush();
+    const qint64 size = bytes.size();
+    qint64 written = 0;
+    if (atOnce && flushedFile == file)
+        written = std::max<qint64>(0, write(file->handle(), bytes.constData(), size_t(size)));
+    if (written == size)
+        return;
+    flushedFile = nullptr;
+    file->write(bytes.constData() + written, size - written);
+    if (atOnce)
+        flush(file);
 }
 
 bool flushLogFile(QFile *const &file)
 {
     const Guard guard(mutex);
-    return isOpen(file) && file->flush();
+    return isOpen(file) && flush(file);
 }
 
 void closeLogFile(QFile *const &file, const QByteArray &lastBytes)

@@ -19,8 +19,11 @@ namespace qvcommon
 /** Puts @a next, or nothing, in the place of the current file, which is closed and deleted. */
 void replaceLogFile(QFile *&file, QFile *next);
 
-/** Writes to the file if there is one and it is open; with @a flush it leaves the process. */
-void writeToLogFile(QFile *const &file, const QByteArray &bytes, bool flush);
+/**
+ * Writes to the file if there is one and it is open, in Latin-1, and a newline.
+ * @param atOnce whether it leaves the process: then a line is one write
+ */
+void writeToLogFile(QFile *const &file, const QString &line, bool atOnce);
 
 /** @return false if there is no open file, or if it fails */
 bool flushLogFile(QFile *const &file);

@@ -148,9 +148,7 @@ void LogHandler::logMessage(const QString &msg)
         }
         bytesWritten = 0;
     }
-    QByteArray line = msg.toLatin1();
-    line += '\n';
-    writeToLogFile(logFile, line, peek(flushAfterEachLogMsg));
+    writeToLogFile(logFile, msg, peek(flushAfterEachLogMsg));
     bytesWritten += int(length);
 }
 

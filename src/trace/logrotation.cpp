@@ -14,6 +14,10 @@ using namespace qvcommon;
 
 static const int oldestFile = 9;
 
+static const char continuation[] =
+    "...continued\n"
+    "=====================================================================";
+
 static QString numberedName(const char *pattern, const QString &baseName, int number)
 {
     return QString::fromLatin1(pattern).arg(baseName).arg(number);
@@ -70,9 +74,6 @@ bool LogHandler::spawnNewLogFile()
     const bool opened = file->open(QIODevice::ReadWrite);
     replaceLogFile(logFile, file);
     if (opened)
-        writeToLogFile(logFile,
-                       "...continued\n"
-                       "=====================================================================\n",
-                       true);
+        writeToLogFile(logFile, QLatin1String(continuation), true);
     return opened;
 }

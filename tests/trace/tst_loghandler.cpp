@@ -7,6 +7,7 @@
 #include "logfolder.h"
 #include "loghandler.h"
 #include "messagelog.h"
+#include "random.h"
 #include "trace.h"
 #include "waiting.h"
 
@@ -45,6 +46,7 @@ private Q_SLOTS:
     void writesOncePerLine();
     void buffersWhenToldTo();
     void continuesACutWrite();
+    void writesWhatThePlainFormWrites();
     void closesItsFilesOnExec();
 
     void fillsAFileToTheLastCharacter_data();
@@ -336,6 +338,59 @@ void TestLogHandler::continuesACutWrite()
     handler.logMessage(QLatin1String("one line"));
     handler.logMessage(QLatin1String("another"));
     QCOMPARE(folder.read(0), QByteArray("one line\nanother\n"));
+}
+
+/** Any text of any length: characters of all kinds, also halves of those beyond 16 bits. */
+static QString randomLine(Random &random)
+{
+    const ushort special[] = {0,      '\n',   0x7f,   0x80,   0xff,   0x100,  0x3f,   0x2603,
+                              0xd7ff, 0xd800, 0xdbff, 0xdc00, 0xdfff, 0xe000, 0xfeff, 0xffff};
+    const int lengths[] = {0, 1, 2, 1022, 1023, 1024, 1025, 2047, 4096, 16382, 16383, 16384, 16385};
+    const int length =
+        random.below(300) == 0 ? random.oneOf(lengths) : random.below(random.below(4) ? 64 : 400);
+    const bool plain = random.below(2) == 0;
+    QString line(length, QLatin1Char('x'));
+    for (int i = 0; i < length; ++i) {
+        if (plain || random.below(4) > 0)
+            line[i] = QChar(ushort(' ' + random.below(95)));
+        else
+            line[i] = random.below(2) ? QChar(random.oneOf(special))
+                                      : QChar(ushort(random.below(0x10000)));
+    }
+    return line;
+}
+
+/** Flushed or not, whole or cut: what is in the file is what Qt makes of the lines. */
+void TestLogHandler::writesWhatThePlainFormWrites()
+{
+    Random random(20240301);
+    const int cases = randomCases(30000);
+    QVERIFY(cases > 0);
+    for (int i = 0; i < cases;) {
+        const LogFolder folder;
+        LogHandler handler(nullptr, false);
+        QVERIFY(handler.open(folder.directory(), app));
+        QByteArray expected;
+        for (int room = limit; i < cases; ++i) {
+            const QString line = randomLine(random);
+            room -= int(line.size());
+            if (room < 0)
+                break;
+            if (random.below(10) == 0)
+                flushAfterEachLogMsg = !flushAfterEachLogMsg;
+            if (random.below(20) == 0)
+                cutNextWrite(random.below(100));
+            if (random.below(50) == 0)
+                handler.flush();
+            handler.logMessage(line);
+            expected += line.toLatin1() + '\n';
+            if (flushAfterEachLogMsg && random.below(100) == 0)
+                QCOMPARE(folder.read(0), expected);
+        }
+        clearFaults();
+        handler.flush();
+        QVERIFY(folder.read(0) == expected);
+    }
 }
 
 void TestLogHandler::closesItsFilesOnExec()
