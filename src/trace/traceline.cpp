@@ -29,6 +29,10 @@ const Size hugeMessage = 360;
 // Blanks behind "[Long message(99)]", which fill the message column.
 const Size longMessageGap = 61;
 
+// As many as the widest column has.
+const char16_t manyBlanks[messageColumns + 1] =
+    u"                                                                                ";
+
 const QLatin1Char blank(' ');
 
 bool isSpace(QChar character)
@@ -57,6 +61,27 @@ bool isPlaceholder(const QChar *percent, const QChar *end)
     return digit != end && digit->digitValue() >= 0;
 }
 
+// Without branches, so that compilers look at several characters at once.
+
+bool hasPercentSign(const QChar *text, Size length)
+{
+    ushort found = 0;
+    for (Size i = 0; i < length; ++i)
+        found = ushort(found | ushort(text[i] == QLatin1Char('%')));
+    return found != 0;
+}
+
+/** Whether a text is simple already, as most are: ordinary words with a blank between them. */
+bool isSimple(const QChar *text, Size length)
+{
+    ushort odd = 0;
+    for (Size i = 1; i < length; ++i) {
+        const bool isGap = (text[i] == blank) & (text[i - 1] != blank);
+        odd = ushort(odd | ushort(!isOrdinary(text[i]) & !isGap));
+    }
+    return odd == 0 && (length == 0 || (isOrdinary(text[0]) && text[length - 1] != blank));
+}
+
 /**
  * Writes a simplified text to @a out, which has room for all of it, and returns its end.
  * @param placeholder set if there is one in the text
@@ -65,10 +90,10 @@ QChar *writeSimplified(QChar *out, const QChar *text, Size length, bool &placeho
 {
     const QChar *const begin = out;
     const QChar *const end = text + length;
+    if (isSimple(text, length))
+        return std::copy(text, end, out);
     while (text != end) {
-        if (isOrdinary(*text)) {
-            *out++ = *text++;
-        } else if (isSpace(*text)) {
+        if (isSpace(*text)) {
             do
                 ++text;
             while (text != end && isSpace(*text));
@@ -225,9 +250,8 @@ public:
     {
         Placeholder found;
         const QChar *const begin = out;
-        const bool percent = text.write(out);
-        out += text.size();
-        if (percent && findPlaceholder(begin, out, found))
+        out = text.write(out);
+        if (hasPercentSign(begin, text.size()) && findPlaceholder(begin, out, found))
             placeholder = true;
         return blanks(nameColumns - text.size());
     }
@@ -242,8 +266,10 @@ public:
 
     LineWriter &blanks(Size count)
     {
-        if (count > 0)
-            out = std::fill_n(out, count, QChar(blank));
+        if (count > 0) {
+            std::memcpy(out, manyBlanks, size_t(count) * sizeof *manyBlanks);
+            out += count;
+        }
         return *this;
     }
 
@@ -254,19 +280,6 @@ private:
     bool placeholder;
 };
 
-/** Copies characters. @return whether there is a percent sign among them */
-template <typename From, typename Character>
-bool writeCharacters(QChar *out, const Character *text, Size length)
-{
-    bool percent = false;
-    for (const Character *const end = text + length; text != end; ++text) {
-        const QChar character = From(*text);
-        percent |= character == QLatin1Char('%');
-        *out++ = character;
-    }
-    return percent;
-}
-
 } // namespace
 
 QString TraceName::toString() const
@@ -274,10 +287,13 @@ QString TraceName::toString() const
     return utf16 ? QString(utf16, length) : QString::fromLatin1(latin1, length);
 }
 
-bool TraceName::write(QChar *out) const
+QChar *TraceName::write(QChar *out) const
 {
-    return utf16 ? writeCharacters<QChar>(out, utf16, length)
-                 : writeCharacters<QLatin1Char>(out, latin1, length);
+    if (utf16)
+        return std::copy(utf16, utf16 + length, out);
+    for (Size i = 0; i < length; ++i)
+        out[i] = QLatin1Char(latin1[i]);
+    return out + length;
 }
 
 QString simplified(const QString &text)

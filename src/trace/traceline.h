@@ -29,8 +29,8 @@ public:
 
     Size size() const { return length; }
     QString toString() const;
-    /** Copies the name to @a out. @return whether there is a percent sign in it */
-    bool write(QChar *out) const;
+    /** Copies the name to @a out. @return the end of the copy */
+    QChar *write(QChar *out) const;
 
 private:
     const QChar *utf16;
