@@ -194,7 +194,8 @@ public:
     }
 
     const QChar *begin() const { return first; }
-    Size size() const { return Size(digits + capacity - first); }
+    const QChar *end() const { return digits + capacity; }
+    Size size() const { return Size(end() - begin()); }
 
 private:
     Q_DISABLE_COPY(Decimal)
@@ -221,7 +222,8 @@ public:
 
     LineWriter &operator<<(const Decimal &number)
     {
-        out = std::copy(number.begin(), number.begin() + number.size(), out);
+        for (const QChar *digit = number.begin(); digit != number.end(); ++digit)
+            *out++ = *digit;
         return *this;
     }
 
@@ -245,36 +247,61 @@ public:
         return *this;
     }
 
-    /** A name, filled up with blanks to its columns. */
+    /** A number at the right of its columns. */
+    LineWriter &number(const Decimal &value)
+    {
+        clear<numberColumns>();
+        out += std::max(numberColumns - value.size(), Size(0));
+        return *this << value;
+    }
+
+    /** A name at the left of its columns. */
     LineWriter &name(const TraceName &text)
     {
         Placeholder found;
-        const QChar *const begin = out;
-        out = text.write(out);
-        if (hasPercentSign(begin, text.size()) && findPlaceholder(begin, out, found))
+        QChar *const begin = out;
+        clear<nameColumns>();
+        QChar *const end = text.write(begin);
+        if (hasPercentSign(begin, text.size()) && findPlaceholder(begin, end, found))
             placeholder = true;
-        return blanks(nameColumns - text.size());
+        out = std::max(end, begin + nameColumns);
+        return *this;
     }
 
-    /** A part of the message, simplified and filled up with blanks to @a columns. */
-    LineWriter &simplified(const QChar *text, Size length, Size columns = 0)
+    /** A short message at the left of its columns. */
+    LineWriter &message(const QString &text)
     {
-        const QChar *const begin = out;
+        QChar *const begin = out;
+        clear<messageColumns>();
+        simplified(text.constData(), text.size());
+        out = begin + messageColumns;
+        return *this;
+    }
+
+    /** A part of a long message. */
+    LineWriter &simplified(const QChar *text, Size length)
+    {
         out = writeSimplified(out, text, length, placeholder);
-        return blanks(columns - Size(out - begin));
+        return *this;
     }
 
-    LineWriter &blanks(Size count)
+    LineWriter &longGap()
     {
-        if (count > 0) {
-            std::memcpy(out, manyBlanks, size_t(count) * sizeof *manyBlanks);
-            out += count;
-        }
+        clear<longMessageGap>();
+        out += longMessageGap;
         return *this;
     }
 
 private:
     Q_DISABLE_COPY(LineWriter)
+
+    /** Writes blanks where something follows: as many as the compiler knows, without a loop. */
+    template <Size columns>
+    void clear()
+    {
+        static_assert(columns <= messageColumns, "there are not as many blanks");
+        std::memcpy(out, manyBlanks, size_t(columns) * sizeof *manyBlanks);
+    }
 
     QChar *out;
     bool placeholder;
@@ -355,14 +382,15 @@ QString traceLine(const TraceFields &fields)
                       ordinal.size() + timeLength + (isLong ? 1 + length + 1 : 0);
     QString line(room, Qt::Uninitialized);
     LineWriter out(line.data());
-    (out.blanks(numberColumns - number.size()) << number << ' ').name(fields.className) << ' ';
+    out.number(number) << ' ';
+    out.name(fields.className) << ' ';
     out.name(fields.functionName) << ' ';
-    const QChar *const message = fields.message.constData();
     if (isLong)
-        (out << "[Long message(" << Decimal(int(length)) << ")]").blanks(longMessageGap);
+        (out << "[Long message(" << Decimal(int(length)) << ")]").longGap();
     else
-        out.simplified(message, length, messageColumns);
+        out.message(fields.message);
     (out << ", tid=" << ordinal << ", ").latin1(fields.timestamp, timeLength);
+    const QChar *const message = fields.message.constData();
     if (isLong)
         (out << '\n').simplified(message, std::min(length, splitMessage));
     if (isSplit)
