@@ -1,0 +1,202 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What a line of the trace costs.
+
+#include "loghandler.h"
+#include "registry.h"
+#include "sampleline.h"
+#include "spdlogpeer.h"
+#include "team.h"
+#include "temporaryfolder.h"
+#include "trace.h"
+
+#include <QtCore/QFile>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace
+{
+
+const int group = 8;
+const int level = 2;
+const int linesPerRun = 1000;
+const int rejectedPerRun = 10000;
+
+void report(benchmark::State &state, int linesPerIteration)
+{
+    state.counters["units"] = linesPerIteration;
+}
+
+void logLines(int count, const SampleTexts &texts)
+{
+    for (int i = 0; i < count; ++i)
+        Trace::log(group, level, texts.className, texts.functionName, texts.message);
+}
+
+/** Lets the next line be line 1, so that all logs have the same bytes. */
+void startNumbering()
+{
+    Trace::linenumber = 1;
+}
+
+/** Lets the main thread be the first one that logs, whatever is run first. */
+void becomeFirstThread()
+{
+    const Trace trace(nullptr);
+    Trace::logs(QString(), QString(), QString());
+}
+
+/**
+ * Times the writing of linesPerFile lines to a fresh file.
+ * @param open starts the file
+ * @param write writes the lines
+ */
+void timeFile(benchmark::State &state, const QString &fileName, const std::function<void()> &open,
+              const std::function<void()> &write)
+{
+    while (state.KeepRunning()) {
+        state.PauseTiming();
+        open();
+        state.ResumeTiming();
+        write();
+        state.PauseTiming();
+        if (!require(state, holdsSampleLines(fileName), "the lines are not in the file"))
+            return;
+        state.ResumeTiming();
+    }
+    report(state, linesPerFile);
+}
+
+void fileByTrace(benchmark::State &state)
+{
+    const TemporaryFolder folder;
+    const SampleTexts texts;
+    Trace trace(nullptr);
+    LogHandler handler(nullptr, false);
+    QObject::connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
+                     Qt::DirectConnection);
+    timeFile(
+        state, folder.filePath(QLatin1String("bench0.log")),
+        [&] {
+            handler.open(folder.path() + QLatin1Char('/'), QLatin1String("bench"));
+            startNumbering();
+        },
+        [&] { logLines(linesPerFile, texts); });
+}
+
+void fileBySpdlog(benchmark::State &state)
+{
+    const TemporaryFolder folder;
+    const QString fileName = folder.filePath(QLatin1String("bench.log"));
+    SpdlogPeer peer;
+    timeFile(
+        state, fileName, [&] { peer.open(fileName.toStdString()); },
+        [&] { peer.log(linesPerFile); });
+}
+
+void fileByWrite(benchmark::State &state)
+{
+    const TemporaryFolder folder;
+    const QString fileName = folder.filePath(QLatin1String("bench.log"));
+    std::vector<QByteArray> lines;
+    for (int number = 1; number <= linesPerFile; ++number)
+        lines.push_back(plainLine(number, SampleTexts(), 1).toLatin1() + '\n');
+    int file = -1;
+    timeFile(
+        state, fileName,
+        [&] {
+            ::close(file);
+            file = ::open(fileName.toLocal8Bit().constData(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        },
+        [&] {
+            for (const QByteArray &line : lines)
+                benchmark::DoNotOptimize(::write(file, line.constData(), size_t(line.size())));
+        });
+    ::close(file);
+}
+
+void lineByTrace(benchmark::State &state, const QString &message)
+{
+    SampleTexts texts;
+    texts.message = message;
+    Trace trace(nullptr);
+    startNumbering();
+    while (state.KeepRunning())
+        logLines(linesPerRun, texts);
+    require(state, Trace::linenumber - 1 == int(state.iterations()) * linesPerRun,
+            "lines are missing");
+    report(state, linesPerRun);
+}
+
+void lineByArg(benchmark::State &state, const QString &message)
+{
+    SampleTexts texts;
+    texts.message = message;
+    const qint64 lineLength = plainLine(1, texts, 1).length();
+    qint64 length = 0;
+    while (state.KeepRunning()) {
+        for (int number = 1; number <= linesPerRun; ++number)
+            length += plainLine(number, texts, 1).length();
+    }
+    require(state, length == qint64(state.iterations()) * linesPerRun * lineLength,
+            "the lines have the wrong length");
+    report(state, linesPerRun);
+}
+
+void rejectByTrace(benchmark::State &state)
+{
+    const SampleTexts texts;
+    Trace trace(nullptr);
+    trace.applyLogFilters(level + 1, -1);
+    startNumbering();
+    Trace::lock(); // a rejected line that took the lock would never come back
+    while (state.KeepRunning())
+        logLines(rejectedPerRun, texts);
+    Trace::unlock();
+    require(state, Trace::linenumber == 1, "a line was not rejected");
+    report(state, rejectedPerRun);
+}
+
+void rejectBySpdlog(benchmark::State &state)
+{
+    SpdlogPeer peer;
+    while (state.KeepRunning())
+        peer.reject(rejectedPerRun);
+    report(state, rejectedPerRun);
+}
+
+void lineByThreads(benchmark::State &state, int threads)
+{
+    const int linesPerIteration = 20000;
+    const SampleTexts texts;
+    Trace trace(nullptr);
+    Team team(threads);
+    startNumbering();
+    while (state.KeepRunning())
+        team.run([&] { logLines(linesPerIteration / threads, texts); });
+    require(state, Trace::linenumber - 1 == int(state.iterations()) * linesPerIteration,
+            "lines are missing");
+    report(state, linesPerIteration);
+}
+
+} // namespace
+
+void addTracing(TimedList &list)
+{
+    using std::placeholders::_1;
+    becomeFirstThread();
+    const QString plain = SampleTexts().message;
+    const QString percent = QLatin1String("Pressure is 4.2 bar, valve 3 is 50 % open");
+    list.push_back({"file/spdlog", fileBySpdlog});
+    list.push_back({"file/trace", fileByTrace});
+    list.push_back({"file/write", fileByWrite});
+    list.push_back({"line/trace", std::bind(lineByTrace, _1, plain)});
+    list.push_back({"line/arg", std::bind(lineByArg, _1, plain)});
+    list.push_back({"percent/trace", std::bind(lineByTrace, _1, percent)});
+    list.push_back({"percent/arg", std::bind(lineByArg, _1, percent)});
+    list.push_back({"rejected/trace", rejectByTrace});
+    list.push_back({"rejected/spdlog", rejectBySpdlog});
+    list.push_back({"threads/four", std::bind(lineByThreads, _1, 4)});
+    list.push_back({"threads/one", std::bind(lineByThreads, _1, 1)});
+}
