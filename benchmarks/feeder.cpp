@@ -25,7 +25,7 @@ Feeder::Feeder()
 
 Feeder::~Feeder()
 {
-    close(connection);
+    hangUp();
     close(listening);
 }
 
@@ -41,9 +41,22 @@ void Feeder::accept()
         qFatal("nobody connects");
 }
 
-int Feeder::write(const QByteArray &bytes, int from, int most)
+void Feeder::hangUp()
 {
-    const size_t count = size_t(std::min(most, int(bytes.size()) - from));
+    close(connection);
+    connection = -1;
+}
+
+void Feeder::discard()
+{
+    char buffer[4096];
+    while (recv(connection, buffer, sizeof buffer, MSG_DONTWAIT) > 0) {
+    }
+}
+
+int Feeder::write(const QByteArray &bytes, int from)
+{
+    const size_t count = size_t(bytes.size() - from);
     if (count == 0)
         return 0;
     const ssize_t written = send(connection, bytes.constData() + from, count, MSG_DONTWAIT);

@@ -21,20 +21,23 @@ public:
     QString path() const;
     /** Takes the connection. */
     void accept();
+    /** Ends the connection. */
+    void hangUp();
+    /** Throws away what has come in. */
+    void discard();
 
     /**
      * Sends bytes, running the event loop so that the other end takes them.
-     * @param pieceSize how many to write at most before the other end has its turn
      * @param received says when the other end has got everything
      * @return false if it has not, and nothing moves any more
      */
     template <typename Condition>
-    bool feed(const QByteArray &bytes, int pieceSize, Condition received)
+    bool feed(const QByteArray &bytes, Condition received)
     {
         const int patience = 10000; // turns of the event loop
         int sent = 0;
         for (int idle = 0; !received(); ++idle) {
-            const int count = write(bytes, sent, pieceSize);
+            const int count = write(bytes, sent);
             sent += count;
             if (count > 0)
                 idle = 0;
@@ -49,7 +52,7 @@ private:
     Feeder(const Feeder &) = delete;
     Feeder &operator=(const Feeder &) = delete;
 
-    int write(const QByteArray &bytes, int from, int most);
+    int write(const QByteArray &bytes, int from);
     static void runEventLoop();
 
     TemporaryFolder folder;

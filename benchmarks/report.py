@@ -145,8 +145,13 @@ def limit_text(target):
     return f"{'at most' if target.sense == 'most' else 'at least'} {target.limit:g}"
 
 
-RATIO_HEAD = ["row", "against", "ours", "rate", "peer", "ratio", "quartiles", "target", ""]
-VALUE_HEAD = ["row", "what", "measured", "target", ""]
+def name_of(result):
+    peer = result.target.peer
+    return result.label if peer == "-" else f"{result.label} / {peer}"
+
+
+RATIO_HEAD = ["row", "against", "ours", "rate", "peer", "ratio", "quartiles", "target", "verdict"]
+VALUE_HEAD = ["row", "what", "measured", "target", "verdict"]
 
 
 def ratio_cells(result):
@@ -156,7 +161,7 @@ def ratio_cells(result):
 
 
 def value_cells(result):
-    return [result.label, result.target.what, f"{result.middle:g} {result.target.against}",
+    return [result.label, result.target.what, f"{result.middle:g} {result.target.against}".strip(),
             limit_text(result.target), verdict(result)]
 
 
@@ -224,7 +229,7 @@ def main():
     if arguments.record:
         text = f"{arguments.machine}\n\n{markdown_tables(results)}"
         replace_between(arguments.record, MARK_BEGIN, MARK_END, text)
-    missed = [result.label for result in results if verdict(result) == "MISSED"]
+    missed = [name_of(result) for result in results if verdict(result) == "MISSED"]
     if missed:
         print(f"bench: targets are missed: {', '.join(missed)}", file=sys.stderr)
     return 1 if missed else 0

@@ -4,17 +4,13 @@
 // ends live in one thread and are timed together.
 
 #include "barepeers.h"
+#include "connectedclient.h"
 #include "documenttexts.h"
 #include "feeder.h"
-#include "kivdredirect.h"
-#include "kivinterface.h"
 #include "registry.h"
-#include "signalcounter.h"
 #include "waiting.h"
 
 #include <QtCore/QCoreApplication>
-
-#include <climits>
 
 namespace
 {
@@ -25,24 +21,6 @@ void report(benchmark::State &state, const QByteArray &bytes)
 {
     state.counters["bytes"] = double(bytes.size());
 }
-
-/** A client that is connected to a socket. */
-class ConnectedClient
-{
-public:
-    explicit ConnectedClient(const QString &path)
-        : kiv(nullptr)
-        , counter(&kiv)
-    {
-        redirectKivd(path);
-        kiv.connectToLocalKivSocketSlot();
-    }
-
-    QLocalSocket *socket() { return kiv.findChild<QLocalSocket *>(); }
-
-    KivInterface kiv;
-    SignalCounter counter;
-};
 
 /** How a message arrives. */
 enum Arrival {
@@ -69,11 +47,10 @@ void socketToClient(benchmark::State &state, const Document &document, Arrival a
         const int before = counter.count;
         bool arrived;
         if (arrival == InOneRead) {
-            arrived = feeder.feed(frame, INT_MAX,
-                                  [&] { return socket->bytesAvailable() == frame.size(); });
+            arrived = feeder.feed(frame, [&] { return socket->bytesAvailable() == frame.size(); });
             client.kiv.dataFromKivLocalUnixSlot();
         } else {
-            arrived = feeder.feed(frame, INT_MAX, [&] { return counter.count != before; });
+            arrived = feeder.feed(frame, [&] { return counter.count != before; });
         }
         if (!require(state, arrived && counter.count == before + 1, "the signal is missing"))
             break;
@@ -89,7 +66,7 @@ void socketToReader(benchmark::State &state, const Document &document)
     BareSocket socket(feeder.path());
     feeder.accept();
     while (state.KeepRunning()) {
-        const bool arrived = feeder.feed(frame, INT_MAX, [&] { return socket.isComplete(); });
+        const bool arrived = feeder.feed(frame, [&] { return socket.isComplete(); });
         QByteArray message = socket.takeMessage();
         message.chop(int(sizeof frameEnd) - 1);
         if (!require(state, arrived && countTokens(message) == expected, "the message is broken"))

@@ -5,34 +5,23 @@
 #include <memory>
 #include <string>
 
-namespace spdlog
-{
-class logger;
-}
-
-/** The same lines by another logger, spdlog. Its texts are ready in the form that it takes. */
+/** The same lines by another logger, spdlog. It takes its texts in the form that it likes best. */
 class SpdlogPeer
 {
 public:
-    SpdlogPeer();
-    ~SpdlogPeer();
+    virtual ~SpdlogPeer() {}
 
     /** Starts a fresh file, through its rotating sink. */
-    void open(const std::string &fileName);
-    void close();
+    virtual void open(const std::string &fileName) = 0;
     /** Logs lines, numbered from 1; each is flushed. */
-    void log(int count);
+    virtual void log(int count) = 0;
     /** Logs lines below the threshold. */
-    void reject(int count);
-
-private:
-    SpdlogPeer(const SpdlogPeer &) = delete;
-    SpdlogPeer &operator=(const SpdlogPeer &) = delete;
-
-    std::shared_ptr<spdlog::logger> logger;
-    const std::string className;
-    const std::string functionName;
-    const std::string message;
+    virtual void reject(int count) = 0;
 };
+
+/** spdlog compiled into its user, from its headers. */
+std::unique_ptr<SpdlogPeer> spdlogFromHeaders();
+/** spdlog as a shared library. */
+std::unique_ptr<SpdlogPeer> spdlogLibrary();
 
 #endif

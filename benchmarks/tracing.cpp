@@ -4,7 +4,7 @@
 
 #include "loghandler.h"
 #include "registry.h"
-#include "sampleline.h"
+#include "samplelines.h"
 #include "spdlogpeer.h"
 #include "team.h"
 #include "temporaryfolder.h"
@@ -89,10 +89,10 @@ void fileBySpdlog(benchmark::State &state)
 {
     const TemporaryFolder folder;
     const QString fileName = folder.filePath(QLatin1String("bench.log"));
-    SpdlogPeer peer;
+    const std::unique_ptr<SpdlogPeer> peer = spdlogFromHeaders();
     timeFile(
-        state, fileName, [&] { peer.open(fileName.toStdString()); },
-        [&] { peer.log(linesPerFile); });
+        state, fileName, [&] { peer->open(fileName.toStdString()); },
+        [&] { peer->log(linesPerFile); });
 }
 
 void fileByWrite(benchmark::State &state)
@@ -158,11 +158,11 @@ void rejectByTrace(benchmark::State &state)
     report(state, rejectedPerRun);
 }
 
-void rejectBySpdlog(benchmark::State &state)
+void rejectBySpdlog(benchmark::State &state, std::unique_ptr<SpdlogPeer> (*make)())
 {
-    SpdlogPeer peer;
+    const std::unique_ptr<SpdlogPeer> peer = make();
     while (state.KeepRunning())
-        peer.reject(rejectedPerRun);
+        peer->reject(rejectedPerRun);
     report(state, rejectedPerRun);
 }
 
@@ -196,7 +196,8 @@ void addTracing(TimedList &list)
     list.push_back({"percent/trace", std::bind(lineByTrace, _1, percent)});
     list.push_back({"percent/arg", std::bind(lineByArg, _1, percent)});
     list.push_back({"rejected/trace", rejectByTrace});
-    list.push_back({"rejected/spdlog", rejectBySpdlog});
+    list.push_back({"rejected/spdlog", std::bind(rejectBySpdlog, _1, spdlogLibrary)});
+    list.push_back({"rejected/inlined", std::bind(rejectBySpdlog, _1, spdlogFromHeaders)});
     list.push_back({"threads/four", std::bind(lineByThreads, _1, 4)});
     list.push_back({"threads/one", std::bind(lineByThreads, _1, 1)});
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#ifndef BENCHMARKS_SAMPLELINE_H
-#define BENCHMARKS_SAMPLELINE_H
+#ifndef BENCHMARKS_SAMPLELINES_H
+#define BENCHMARKS_SAMPLELINES_H
 
 #include <QtCore/QByteArray>
 #include <QtCore/QString>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "sampleline.h"
+#include "samplelines.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QList>

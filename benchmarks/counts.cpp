@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The hot operations, one after the other, for callgrind to count their instructions. It is told
+// to collect only around them, and to write a part of its output after each.
+
+#include "connectedclient.h"
+#include "documenttexts.h"
+#include "feeder.h"
+#include "loghandler.h"
+#include "messagelog.h"
+#include "samplelines.h"
+#include "temporaryfolder.h"
+#include "trace.h"
+
+#include <QtCore/QCoreApplication>
+
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <valgrind/callgrind.h>
+
+namespace
+{
+
+const int warmUps = 3;
+const int times = 100; // what benchmarks/counts.py divides by
+
+void require(bool holds, const char *what)
+{
+    if (holds)
+        return;
+    std::fprintf(stderr, "counts: %s\n", what);
+    std::exit(1);
+}
+
+/** Counts an operation, @a times times after some that are not counted. */
+void count(const char *name, const std::function<void()> &operation)
+{
+    for (int i = 0; i < warmUps; ++i)
+        operation();
+    CALLGRIND_ZERO_STATS;
+    CALLGRIND_TOGGLE_COLLECT;
+    for (int i = 0; i < times; ++i)
+        operation();
+    CALLGRIND_TOGGLE_COLLECT;
+    CALLGRIND_DUMP_STATS_AT(name);
+}
+
+void countLine(const char *name, const QString &message)
+{
+    SampleTexts texts;
+    texts.message = message;
+    Trace::linenumber = 1;
+    count(name, [&] { Trace::log(8, 2, texts.className, texts.functionName, texts.message); });
+    require(Trace::linenumber == 1 + warmUps + times, "lines are missing");
+}
+
+void countLines()
+{
+    Trace trace(nullptr);
+    const QString message = SampleTexts().message;
+    countLine("line", message);
+    countLine("line-100-characters", message.leftJustified(100, QLatin1Char('x')));
+    countLine("line-200-characters", message.leftJustified(200, QLatin1Char('x')));
+    countLine("line-percent", message + QLatin1String(" 50 %"));
+
+    const TemporaryFolder folder;
+    LogHandler handler(nullptr, false);
+    require(handler.open(folder.path() + QLatin1Char('/'), QLatin1String("bench")), "no log file");
+    QObject::connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
+                     Qt::DirectConnection);
+    countLine("line-to-file", message);
+    flushAfterEachLogMsg = false;
+    countLine("line-to-file-unflushed", message);
+    flushAfterEachLogMsg = true;
+}
+
+void countRejected()
+{
+    Trace trace(nullptr);
+    trace.applyLogFilters(3, -1);
+    Trace::linenumber = 1;
+    const SampleTexts texts;
+    count("rejected",
+          [&] { Trace::log(8, 2, texts.className, texts.functionName, texts.message); });
+    require(Trace::linenumber == 1, "a line was not rejected");
+}
+
+void countBody(const char *name, const Document &document)
+{
+    KivInterface kiv(nullptr);
+    SignalCounter counter(&kiv);
+    counter.expected = QString::fromLatin1(document.data);
+    const QString body = QString::fromLatin1(document.body);
+    count(name, [&] {
+        QString own = body;
+        kiv.handleKivMsgBody(own);
+    });
+    require(counter.count == warmUps + times, "signals are missing");
+}
+
+void countSocket(const char *name, const Document &document)
+{
+    Feeder feeder;
+    ConnectedClient client(feeder.path());
+    feeder.accept();
+    SignalCounter &counter = client.counter;
+    counter.expected = QString::fromLatin1(document.data);
+    const QByteArray frame = document.body + frameEnd;
+    count(name, [&] {
+        const int before = counter.count;
+        require(feeder.feed(frame, [&] { return counter.count != before; }), "no signal");
+    });
+}
+
+void countRequest()
+{
+    Feeder feeder;
+    ConnectedClient client(feeder.path());
+    feeder.accept();
+    const QString ref = QLatin1String("r1");
+    const QString path = QLatin1String("/config/system/location");
+    count("request", [&] {
+        require(KivInterface::requestDataGet(ref, path), "the request is not sent");
+        feeder.discard();
+    });
+}
+
+void countLookUp(const char *name, int size)
+{
+    const QString xml = QString::fromLatin1(lookUpText(size));
+    const QString path = QLatin1String("a/b");
+    count(name, [&] {
+        QString value;
+        require(KivInterface::xpathGetTextNode(value, path, QString(), xml), "nothing is found");
+    });
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    const MessageLog messages;
+    countLines();
+    countRejected();
+    countBody("get-1-kB", getReply(1000));
+    countBody("get-16-kB", getReply(16000));
+    countBody("notification-1-kB", notification(1000));
+    countSocket("socket-1-kB", getReply(1000));
+    countSocket("socket-16-kB", getReply(16000));
+    countRequest();
+    countLookUp("lookup-15-bytes", 15);
+    countLookUp("lookup-1-kB", 1000);
+    countLookUp("lookup-20-kB", 20000);
+    return 0;
+}

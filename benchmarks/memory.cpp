@@ -1,0 +1,201 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What the library has on the heap and keeps resident. Each case runs in a process of its own and
+// prints lines of "name, tab, value".
+
+#include "barrier.h"
+#include "connectedclient.h"
+#include "documenttexts.h"
+#include "feeder.h"
+#include "heapmeter.h"
+#include "hour.h"
+#include "loghandler.h"
+#include "messagelog.h"
+#include "samplelines.h"
+#include "trace.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QFile>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <unistd.h>
+
+namespace
+{
+
+const double kB = 1000;
+FILE *results;
+
+void print(const char *name, double value)
+{
+    std::fprintf(results, "%s\t%.6g\n", name, value);
+}
+
+/** Nothing is printed for a measurement that went wrong. */
+void require(bool holds, const char *what)
+{
+    if (holds)
+        return;
+    std::fprintf(stderr, "memory: %s\n", what);
+    std::exit(1);
+}
+
+void logLines(int count)
+{
+    const SampleTexts texts;
+    for (int i = 0; i < count; ++i)
+        Trace::log(8, 2, texts.className, texts.functionName, texts.message);
+}
+
+/** An application with everything that a daemon uses: log files, and the client, connected. */
+class Application
+{
+public:
+    Application()
+        : trace(nullptr)
+        , handler(nullptr, false)
+        , client(feeder.path())
+        , barrier(&handler)
+    {
+        handler.open(folder.path() + QLatin1Char('/'), QLatin1String("bench"));
+        handler.startFlushTimer();
+        handler.moveToThread(&handler);
+        QObject::connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
+                         Qt::QueuedConnection);
+        handler.start();
+        feeder.accept();
+        logLines(1);
+        barrier.wait();
+    }
+
+    ~Application()
+    {
+        handler.quit();
+        handler.wait();
+    }
+
+    const TemporaryFolder folder;
+    Feeder feeder;
+    Trace trace;
+    LogHandler handler;
+    ConnectedClient client;
+    Barrier barrier;
+
+private:
+    Application(const Application &) = delete;
+    Application &operator=(const Application &) = delete;
+};
+
+/** @param bareHeap, bareResident what an application without the library has */
+void measureStart(long bareHeap, long bareResident)
+{
+    const Application application;
+    print("startheap", double(heapInUse() - bareHeap) / kB);
+    print("startresident", double(residentSize() - bareResident) / kB);
+}
+
+void measureRejected()
+{
+    Trace trace(nullptr);
+    trace.applyLogFilters(3, -1);
+    const SampleTexts texts;
+    const int lineNumber = Trace::linenumber;
+    const long before = heapRequests();
+    for (int i = 0; i < 1000; ++i)
+        Trace::log(8, 2, texts.className, texts.functionName, texts.message);
+    require(Trace::linenumber == lineNumber, "a line was not rejected");
+    print("rejectedheap", double(heapRequests() - before));
+}
+
+void measureQueued()
+{
+    const int lines = 10000;
+    const TemporaryFolder folder;
+    Trace trace(nullptr);
+    LogHandler handler(nullptr, false); // not started: nothing is taken out of its queue
+    require(handler.open(folder.path() + QLatin1Char('/'), QLatin1String("bench")), "no log file");
+    handler.moveToThread(&handler);
+    QObject::connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
+                     Qt::QueuedConnection);
+    const long heap = heapInUse();
+    const long resident = residentSize();
+    logLines(lines);
+    print("queuedheap", double(heapInUse() - heap) / lines);
+    print("queuedresident", double(residentSize() - resident) / lines);
+}
+
+void measureReply()
+{
+    Application application;
+    const Document reply = getReply(16000000);
+    const QByteArray frame = reply.body + frameEnd;
+    SignalCounter &counter = application.client.counter;
+    counter.expected = QString::fromLatin1(reply.data);
+    resetPeaks();
+    const long heap = heapInUse();
+    const long resident = residentSize();
+    require(application.feeder.feed(frame, [&] { return counter.count == 1; }), "no signal");
+    print("replyheap", double(heapPeak() - heap) / double(frame.size()));
+    print("replyresident", double(residentPeak() - resident) / double(frame.size()));
+    print("replykept", double(heapInUse() - heap) / kB);
+}
+
+/** The number of the last line in the current log file. */
+int lastLineNumber(const QString &fileName)
+{
+    QFile file(fileName);
+    require(file.open(QIODevice::ReadOnly), "no log file");
+    const QList<QByteArray> lines = file.readAll().split('\n');
+    return lines.size() < 2 ? 0 : lines.at(lines.size() - 2).left(5).trimmed().toInt();
+}
+
+void measureHour()
+{
+    const int warmUp = 10; // minutes, in which buffers and files reach their sizes
+    Application application;
+    Traffic traffic(application.feeder, application.client);
+    long heap = 0;
+    long resident = 0;
+    for (int minute = 0; minute < warmUp + 60; ++minute) {
+        if (minute == warmUp) {
+            heap = heapInUse();
+            resident = residentSize();
+        }
+        require(traffic.runMinute(), "a signal is missing");
+        require(minute % 15 != 0 || traffic.restartDaemon(), "the connection is not lost");
+        application.barrier.wait();
+    }
+    print("hourheap", double(heapInUse() - heap) / kB);
+    print("hourresident", double(residentSize() - resident) / kB);
+    require(lastLineNumber(application.handler.getCurrentLogFile()) == Trace::linenumber - 1,
+            "lines are missing");
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    const QByteArray name = argc > 1 ? argv[1] : "";
+    // The flush timer says a word on standard output now and then.
+    results = fdopen(dup(STDOUT_FILENO), "w");
+    std::freopen("/dev/null", "w", stdout);
+    const MessageLog messages;
+
+    if (name == "start" && argc == 4)
+        measureStart(std::atol(argv[2]), std::atol(argv[3]));
+    else if (name == "rejected")
+        measureRejected();
+    else if (name == "queued")
+        measureQueued();
+    else if (name == "reply")
+        measureReply();
+    else if (name == "hour")
+        measureHour();
+    else
+        std::fprintf(stderr, "usage: %s start HEAP RESIDENT | rejected | queued | reply | hour\n",
+                     argv[0]);
+    return std::fclose(results);
+}
