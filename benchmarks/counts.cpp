@@ -16,7 +16,9 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <functional>
+#include <sys/time.h>
 #include <valgrind/callgrind.h>
 
 namespace
@@ -137,6 +139,34 @@ void countLookUp(const char *name, int size)
 }
 
 } // namespace
+
+// The program's own clocks come before the C library's, for the libraries too: at other times
+// there are other digits in a line, and Qt's timers are due elsewhere.
+
+static timespec nextTime(long step)
+{
+    const long second = 1000000000;
+    static long elapsed = 0; // ns
+    elapsed += step;
+    timespec now;
+    now.tv_sec = 1709298245 + elapsed / second;
+    now.tv_nsec = elapsed % second;
+    return now;
+}
+
+extern "C" __attribute__((visibility("default"))) int gettimeofday(timeval *now, void *)
+{
+    const timespec time = nextTime(1000000);
+    now->tv_sec = time.tv_sec;
+    now->tv_usec = time.tv_nsec / 1000;
+    return 0;
+}
+
+extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t, timespec *now)
+{
+    *now = nextTime(1000);
+    return 0;
+}
 
 int main(int argc, char **argv)
 {
