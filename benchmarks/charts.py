@@ -81,7 +81,7 @@ def size_chart(results):
     results = [result for result in results if result.target.row in SIZE_ROWS]
     left, right, top, bottom = 60, WIDTH - 170, 60, 360
     sizes = [math.log10(result.bytes) for result in results]
-    first, last = math.floor(min(sizes) + 0.1), math.ceil(max(sizes))
+    first, last = math.floor(min(sizes) + 0.1), max(sizes)
     most = max(max(result.cost, result.peer_cost) / result.bytes for result in results) * 1.1
 
     def x(size):
@@ -105,7 +105,7 @@ def size_chart(results):
 
 def draw_axes(drawing, frame, exponents, most, x, y):
     left, right, bottom = frame
-    for exponent in range(exponents[0], exponents[1] + 1):
+    for exponent in range(exponents[0], math.floor(exponents[1]) + 1):
         size = 10 ** exponent
         label = f"{size // 1000000} MB" if exponent >= 6 else f"{size // 1000} kB"
         drawing.line(x(size), bottom, x(size), bottom + 5, "#222222")

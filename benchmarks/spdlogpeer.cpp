@@ -21,7 +21,6 @@ std::unique_ptr<spdlog::logger> makeLogger(const spdlog::sink_ptr &sink)
     std::unique_ptr<spdlog::logger> logger(new spdlog::logger("bench", sink));
     logger->set_pattern("%v, %Y-%m-%d %H:%M:%S.%e");
     logger->set_level(spdlog::level::info);
-    logger->flush_on(spdlog::level::info);
     return logger;
 }
 
@@ -36,12 +35,13 @@ public:
     {
     }
 
-    void open(const std::string &fileName) override
+    void open(const std::string &fileName, bool flushEach) override
     {
         logger.reset();
         std::remove(fileName.c_str());
         logger = makeLogger(
             std::make_shared<spdlog::sinks::rotating_file_sink_mt>(fileName, neverFull, oldFiles));
+        logger->flush_on(flushEach ? spdlog::level::info : spdlog::level::off);
     }
 
     void log(int count) override
@@ -50,6 +50,8 @@ public:
             logger->info("{:>5} {:<30} {:<30} {:<80}, tid={}", number, className, functionName,
                          message, 1);
     }
+
+    void flush() override { logger->flush(); }
 
     void reject(int count) override
     {

@@ -11,10 +11,14 @@ class SpdlogPeer
 public:
     virtual ~SpdlogPeer() {}
 
-    /** Starts a fresh file, through its rotating sink. */
-    virtual void open(const std::string &fileName) = 0;
-    /** Logs lines, numbered from 1; each is flushed. */
+    /**
+     * Starts a fresh file, through its rotating sink.
+     * @param flushEach whether each line is flushed
+     */
+    virtual void open(const std::string &fileName, bool flushEach) = 0;
+    /** Logs lines, numbered from 1. */
     virtual void log(int count) = 0;
+    virtual void flush() = 0;
     /** Logs lines below the threshold. */
     virtual void reject(int count) = 0;
 };

@@ -68,7 +68,7 @@ void timeFile(benchmark::State &state, const QString &fileName, const std::funct
     report(state, linesPerFile);
 }
 
-void fileByTrace(benchmark::State &state)
+void fileByTrace(benchmark::State &state, bool flushEach)
 {
     const TemporaryFolder folder;
     const SampleTexts texts;
@@ -76,23 +76,31 @@ void fileByTrace(benchmark::State &state)
     LogHandler handler(nullptr, false);
     QObject::connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
                      Qt::DirectConnection);
+    flushAfterEachLogMsg = flushEach;
     timeFile(
         state, folder.filePath(QLatin1String("bench0.log")),
         [&] {
             handler.open(folder.path() + QLatin1Char('/'), QLatin1String("bench"));
             startNumbering();
         },
-        [&] { logLines(linesPerFile, texts); });
+        [&] {
+            logLines(linesPerFile, texts);
+            handler.flush();
+        });
+    flushAfterEachLogMsg = true;
 }
 
-void fileBySpdlog(benchmark::State &state)
+void fileBySpdlog(benchmark::State &state, bool flushEach)
 {
     const TemporaryFolder folder;
     const QString fileName = folder.filePath(QLatin1String("bench.log"));
     const std::unique_ptr<SpdlogPeer> peer = spdlogFromHeaders();
     timeFile(
-        state, fileName, [&] { peer->open(fileName.toStdString()); },
-        [&] { peer->log(linesPerFile); });
+        state, fileName, [&] { peer->open(fileName.toStdString(), flushEach); },
+        [&] {
+            peer->log(linesPerFile);
+            peer->flush();
+        });
 }
 
 void fileByWrite(benchmark::State &state)
@@ -188,9 +196,11 @@ void addTracing(TimedList &list)
     becomeFirstThread();
     const QString plain = SampleTexts().message;
     const QString percent = QLatin1String("Pressure is 4.2 bar, valve 3 is 50 % open");
-    list.push_back({"file/spdlog", fileBySpdlog});
-    list.push_back({"file/trace", fileByTrace});
+    list.push_back({"file/spdlog", std::bind(fileBySpdlog, _1, true)});
+    list.push_back({"file/trace", std::bind(fileByTrace, _1, true)});
     list.push_back({"file/write", fileByWrite});
+    list.push_back({"unflushed/trace", std::bind(fileByTrace, _1, false)});
+    list.push_back({"unflushed/spdlog", std::bind(fileBySpdlog, _1, false)});
     list.push_back({"line/trace", std::bind(lineByTrace, _1, plain)});
     list.push_back({"line/arg", std::bind(lineByArg, _1, plain)});
     list.push_back({"percent/trace", std::bind(lineByTrace, _1, percent)});
