@@ -20,6 +20,7 @@
 
 typedef QList<QByteArray> Texts;
 Q_DECLARE_METATYPE(Texts)
+Q_DECLARE_METATYPE(QList<int>)
 
 namespace
 {
