@@ -21,16 +21,26 @@ namespace
 std::mutex mutex;
 typedef std::lock_guard<std::mutex> Guard;
 
-// A file, if it is known that nothing waits in its object's buffer: a line may go past it then.
+// A file that is open and has nothing in its object's buffer, if there is one that is known to be
+// so. A line may go past the object then, to the descriptor.
 const QFile *flushedFile = nullptr;
+int flushedDescriptor = -1;
 
 /** Flushes a file that is open. */
 bool flush(QFile *file)
 {
-    const bool flushed = file->flush();
-    if (flushed)
-        flushedFile = file;
-    return flushed;
+    if (!file->flush())
+        return false;
+    flushedFile = file;
+    flushedDescriptor = file->handle();
+    return true;
+}
+
+/** Makes known that a file may no longer be what flush() has left. */
+void forgetFlushed(const QFile *file)
+{
+    if (flushedFile == file)
+        flushedFile = nullptr;
 }
 
 // Qt 5 and 6 complain about each use of a file that is not open.
@@ -55,8 +65,7 @@ char *writeLatin1(char *out, const QString &text)
 void replaceLogFile(QFile *&file, QFile *next)
 {
     const Guard guard(mutex);
-    if (flushedFile == file)
-        flushedFile = nullptr;
+    forgetFlushed(file);
     delete file;
     store(file, next);
 }
@@ -67,15 +76,13 @@ void writeToLogFile(QFile *const &file, const QString &line, bool atOnce)
     *writeLatin1(bytes.data(), line) = '\n';
 
     const Guard guard(mutex);
-    if (!isOpen(file))
-        return;
     const qint64 size = bytes.size();
     qint64 written = 0;
-    if (atOnce && flushedFile == file)
-        written = std::max<qint64>(0, write(file->handle(), bytes.constData(), size_t(size)));
-    if (written == size)
+    if (atOnce && file && file == flushedFile)
+        written = std::max<qint64>(0, write(flushedDescriptor, bytes.constData(), size_t(size)));
+    if (written == size || !isOpen(file))
         return;
-    flushedFile = nullptr;
+    forgetFlushed(file);
     file->write(bytes.constData() + written, size - written);
     if (atOnce)
         flush(file);
@@ -92,6 +99,7 @@ void closeLogFile(QFile *const &file, const QByteArray &lastBytes)
     const Guard guard(mutex);
     if (!isOpen(file))
         return;
+    forgetFlushed(file);
     file->write(lastBytes);
     file->flush();
     file->close();

@@ -63,7 +63,7 @@ bool isPlaceholder(const QChar *percent, const QChar *end)
 
 // Without branches, so that compilers look at several characters at once.
 
-bool hasPercentSign(const QChar *text, Size length)
+bool hasPercent(const QChar *text, Size length)
 {
     ushort found = 0;
     for (Size i = 0; i < length; ++i)
@@ -262,7 +262,7 @@ public:
         QChar *const begin = out;
         clear<nameColumns>();
         QChar *const end = text.write(begin);
-        if (hasPercentSign(begin, text.size()) && findPlaceholder(begin, end, found))
+        if (text.hasPercentSign() && findPlaceholder(begin, end, found))
             placeholder = true;
         out = std::max(end, begin + nameColumns);
         return *this;
@@ -312,6 +312,11 @@ private:
 QString TraceName::toString() const
 {
     return utf16 ? QString(utf16, length) : QString::fromLatin1(latin1, length);
+}
+
+bool TraceName::hasPercentSign() const
+{
+    return utf16 ? hasPercent(utf16, length) : std::memchr(latin1, '%', size_t(length)) != nullptr;
 }
 
 QChar *TraceName::write(QChar *out) const

@@ -29,6 +29,7 @@ public:
 
     Size size() const { return length; }
     QString toString() const;
+    bool hasPercentSign() const;
     /** Copies the name to @a out. @return the end of the copy */
     QChar *write(QChar *out) const;
 
