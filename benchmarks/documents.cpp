@@ -49,18 +49,29 @@ struct LookUp {
     QString value;
 };
 
-/** Where the element that a look-up finds begins, counted in tokens. */
-int tokensTo(const LookUp &lookUp)
+/** How far a reader has to go to what a look-up finds. */
+struct Reach {
+    int tokens;
+    double bytes;
+};
+
+Reach reachOf(const LookUp &lookUp)
 {
     QXmlStreamReader reader(lookUp.xml);
     const QString name = lookUp.path.section(QLatin1Char('/'), -1);
-    int count = 0;
-    while (!reader.atEnd()) {
-        ++count;
-        if (reader.readNext() == QXmlStreamReader::StartElement && reader.name() == name)
-            return count;
+    for (int tokens = 1; !reader.atEnd(); ++tokens) {
+        if (reader.readNext() != QXmlStreamReader::StartElement || reader.name() != name)
+            continue;
+        reader.readNext(); // the text in the element
+        return {tokens + 1, double(reader.characterOffset())};
     }
-    return -1;
+    return {0, 0};
+}
+
+void report(benchmark::State &state, const LookUp &lookUp, int found)
+{
+    require(state, found == int(state.iterations()), "the value was not found");
+    state.counters["bytes"] = reachOf(lookUp).bytes;
 }
 
 void lookUpByClient(benchmark::State &state, const LookUp &lookUp)
@@ -72,13 +83,12 @@ void lookUpByClient(benchmark::State &state, const LookUp &lookUp)
         KivInterface::xpathGetTextNode(value, lookUp.path, QString(), xml);
         found += value == lookUp.value;
     }
-    require(state, found == int(state.iterations()), "the value was not found");
-    report(state, lookUp.xml);
+    report(state, lookUp, found);
 }
 
 void lookUpByReader(benchmark::State &state, const LookUp &lookUp)
 {
-    const int tokens = tokensTo(lookUp) + 1; // and the text in it
+    const int tokens = reachOf(lookUp).tokens;
     int found = 0;
     while (state.KeepRunning()) {
         QXmlStreamReader reader(lookUp.xml);
@@ -86,8 +96,7 @@ void lookUpByReader(benchmark::State &state, const LookUp &lookUp)
             reader.readNext();
         found += reader.text() == lookUp.value;
     }
-    require(state, found == int(state.iterations()), "the value was not found");
-    report(state, lookUp.xml);
+    report(state, lookUp, found);
 }
 
 void addBodies(TimedList &list, const std::string &row, Document (*make)(int))

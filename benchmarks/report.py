@@ -46,13 +46,11 @@ def read_round(path):
 
 
 def read_values(paths):
-    """Lines of "name, tab, value" by their names."""
+    """Lines of "name, tab, value" by their names; a value is a number, or why there is none."""
     values = {}
     for path in paths:
         with open(path, encoding="utf-8") as file:
-            for line in file:
-                name, value = line.rstrip("\n").split("\t")
-                values[name] = float(value)
+            values.update(line.rstrip("\n").split("\t") for line in file)
     return values
 
 
@@ -100,6 +98,14 @@ def sorted_by_size(entries, prefix):
     return sorted(names, key=lambda name: int(name[len(prefix) + 1:] or 0))
 
 
+def single_value(target, text):
+    try:
+        value = float(text)
+    except ValueError:
+        value = text
+    return Result(target, target.row, None, None, None, value, value, value)
+
+
 def evaluate(targets, rounds, values):
     results = []
     for target in targets:
@@ -107,9 +113,10 @@ def evaluate(targets, rounds, values):
             if rounds:
                 results += [compare(target, suffix, rounds)
                             for suffix in sizes_of(target, rounds[0])]
-        elif target.row in values:
-            value = values[target.row]
-            results.append(Result(target, target.row, None, None, None, value, value, value))
+        elif target.row not in values:
+            raise Broken(f"not measured: {target.row}")
+        else:
+            results.append(single_value(target, values[target.row]))
     return results
 
 
@@ -118,6 +125,8 @@ def verdict(result):
     limit = result.target.limit
     if limit is None:
         return ""
+    if isinstance(result.middle, str):
+        return "unknown"
     sign = -1 if result.target.sense == "least" else 1
     if sign * result.middle <= sign * limit:
         return "met"
@@ -151,6 +160,7 @@ def name_of(result):
 
 
 RATIO_HEAD = ["row", "against", "ours", "rate", "peer", "ratio", "quartiles", "target", "verdict"]
+LEGEND_HEAD = ["row", "what is timed", "against", "which is"]
 VALUE_HEAD = ["row", "what", "measured", "target", "verdict"]
 
 
@@ -161,8 +171,10 @@ def ratio_cells(result):
 
 
 def value_cells(result):
-    return [result.label, result.target.what, f"{result.middle:g} {result.target.against}".strip(),
-            limit_text(result.target), verdict(result)]
+    measured = result.middle
+    if not isinstance(measured, str):
+        measured = f"{measured:.4g} {result.target.against}".strip()
+    return [result.label, result.target.what, measured, limit_text(result.target), verdict(result)]
 
 
 def tables(results):
@@ -180,9 +192,15 @@ def print_tables(results):
         print()
 
 
-def markdown_tables(results):
+def legend(targets):
+    """What the rows of the ratios mean."""
+    return LEGEND_HEAD, [[target.row, target.what, target.peer, target.against]
+                         for target in targets if target.side != "-"]
+
+
+def markdown_tables(results, targets):
     lines = []
-    for head, rows in tables(results):
+    for head, rows in [legend(targets)] + tables(results):
         lines += ["| " + " | ".join(head) + " |", "|" + " --- |" * len(head)]
         lines += ["| " + " | ".join(row) + " |" for row in rows]
         lines.append("")
@@ -222,12 +240,13 @@ def main():
 
     paths = sorted(glob.glob(os.path.join(arguments.rounds, "*.json"))) if arguments.rounds else []
     rounds = [read_round(path) for path in paths]
-    results = evaluate(read_targets(), rounds, read_values(arguments.values))
+    targets = read_targets()
+    results = evaluate(targets, rounds, read_values(arguments.values))
     print_tables(results)
     if arguments.charts:
         write_charts(results, arguments.charts)
     if arguments.record:
-        text = f"{arguments.machine}\n\n{markdown_tables(results)}"
+        text = f"{arguments.machine}\n\n{markdown_tables(results, targets)}"
         replace_between(arguments.record, MARK_BEGIN, MARK_END, text)
     missed = [name_of(result) for result in results if verdict(result) == "MISSED"]
     if missed:
