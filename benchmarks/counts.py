@@ -44,7 +44,8 @@ def read_recorded(path):
 
 def write_recorded(path, machine, counts):
     with open(path, "w", encoding="utf-8") as file:
-        file.write(f"# Instructions for one operation, from ./bench --count --record.\n# {machine}\n")
+        file.write("# Instructions for one operation, from ./bench --count --record.\n")
+        file.write(f"# {machine}\n")
         file.writelines(f"{name}\t{count}\n" for name, count in counts.items())
 
 
