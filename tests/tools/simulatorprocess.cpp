@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "simulatorprocess.h"
 
+#include "emulator.h"
 #include "waiting.h"
 
 #include <QtCore/QFile>
@@ -98,8 +99,7 @@ void SimulatorProcess::run(const QStringList &arguments)
 {
     kill();
     ending.clear();
-    QList<QByteArray> texts;
-    texts << KIVSIM_PROGRAM;
+    QList<QByteArray> texts = commandFor(KIVSIM_PROGRAM);
     for (const QString &argument : arguments)
         texts << QFile::encodeName(argument);
     QVector<char *> pointers;

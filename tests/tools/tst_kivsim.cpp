@@ -8,6 +8,7 @@
 #include <QtTest/QtTest>
 
 #include <memory>
+#include <vector>
 
 Q_DECLARE_METATYPE(BareClient::Transport)
 
@@ -258,10 +259,10 @@ void tst_KivSim::readsFramesInAnyPieces()
 void tst_KivSim::answersWhatWasSentBeforeTheEndOfAClient()
 {
     BareClient client(tcp, *kivsim);
-    client.send(get("/state/blank") + "<request><ref>r</ref>");
+    client.send(misbehaveRequest("m", "delay:100") + get("/state/blank") + "<request><ref>r</ref>");
     client.finish();
     QCOMPARE(readable(client.untilClosed()),
-             readable(getAnswer("r", "/state/blank", "<blank> </blank>")));
+             readable(sessionInfoAnswer("m") + getAnswer("r", "/state/blank", "<blank> </blank>")));
 }
 
 void tst_KivSim::refusesWhatItCannotUnderstand_data()
@@ -454,6 +455,16 @@ void tst_KivSim::edits_data()
     add("patch adds more namesakes", "patch", "/config/system",
         "<system><dns>1</dns><dns>2</dns><dns>3</dns></system>", "/config/system/dns",
         "<dns>1</dns><dns>2</dns><dns>3</dns>");
+    add("new namesakes stand with the others", "patch", "/config/system/clock",
+        "<clock/><clock>sun</clock>", "/config/system",
+        "<system><hostname>gateway</hostname><note>Pump &amp; valve</note><clock>"
+        "<source>ntp</source><drift>50</drift></clock><clock>sun</clock><dns>192.0.2.53</dns>"
+        "<dns>198.51.100.53</dns></system>");
+    add("new namesakes inside stand with the others", "patch", "/config/system",
+        "<system><note>1</note><note>2</note></system>", "/config/system",
+        "<system><hostname>gateway</hostname><note>1</note><note>2</note><clock>"
+        "<source>ntp</source><drift>50</drift></clock><dns>192.0.2.53</dns>"
+        "<dns>198.51.100.53</dns></system>");
     add("patch the entry of the path", "patch", entries + "[name='eth1']",
         "<interface><mtu>9</mtu></interface>", interfaces,
         "<interfaces>" + eth0 +
@@ -870,11 +881,17 @@ void tst_KivSim::forgetsSubscriptionsOfLostClients()
         QCOMPARE(readable(gone.exchange(subscribeRequest("s", "<path>/</path>"))),
                  readable(sessionInfoAnswer("s")));
     }
-    for (const char *name : {"a", "b"})
-        QCOMPARE(
-            readable(editor.exchange(editRequest("e", "patch", "/config/system/hostname",
-                                                 QByteArray("<hostname>") + name + "</hostname>"))),
-            readable(editAnswer("e")));
+    // Whoever takes the place of a lost client must not get its notifications.
+    std::vector<std::unique_ptr<BareClient>> others;
+    for (int i = 0; i < 20; ++i) {
+        others.emplace_back(new BareClient(i % 2 ? tcp : local, *kivsim));
+        QCOMPARE(readable(others.back()->exchange(QByteArray())), QString());
+    }
+    QCOMPARE(readable(editor.exchange(
+                 editRequest("e", "patch", "/config/system/hostname", "<hostname>new</hostname>"))),
+             readable(editAnswer("e")));
+    for (const std::unique_ptr<BareClient> &other : others)
+        QCOMPARE(readable(other->exchange(QByteArray())), QString());
 }
 
 void tst_KivSim::limitsSubscriptions()

@@ -202,6 +202,9 @@ private Q_SLOTS:
     void hearsOfChangesByOthers_data() { transports(); }
     void hearsOfChangesByOthers();
     void talksToBothDaemonsAtOnce();
+    void postsSystemMessages();
+    void looksUpValuesInAnswers_data() { transports(); }
+    void looksUpValuesInAnswers();
     void knowsTheChecksum_data() { transports(); }
     void knowsTheChecksum();
     void receivesBytesAsLatin1_data() { transports(); }
@@ -310,6 +313,52 @@ void tst_RoundTrip::talksToBothDaemonsAtOnce()
     QCOMPARE(int(answers.filter(latin1("get(l, ") + gateway + latin1(")")).size()), rounds);
     QCOMPARE(int(answers.filter(latin1("get(d, <hostname>other</hostname>)")).size()), rounds);
     QCOMPARE(other.stop(), QByteArray("exit 0"));
+}
+
+void tst_RoundTrip::postsSystemMessages()
+{
+    const QString reporter = latin1("app");
+    const QString reference = latin1("7");
+    const QString path = latin1("/state/sys_messages/sys_message[reporter='app'][rep_ref='7']");
+    const auto post = [&](const char *ref, const char *text) {
+        return KivInterface::putSysMessage(latin1(ref), reporter, reference, latin1("error"),
+                                           latin1("3"), latin1(text), latin1("<x>1</x>"));
+    };
+    Application application(*kivsim, local);
+    QVERIFY(application.reconnect());
+    application.take(1);
+    QVERIFY(post("p1", "Disk full"));
+    QVERIFY(application.get("g1", path + latin1("/text")));
+    QVERIFY(post("p2", "Disk nearly full"));
+    QVERIFY(application.get("g2", path + latin1("/text")));
+    QVERIFY(application.get("g3", path + latin1("/msgdata")));
+    QVERIFY(KivInterface::deleteSysMessage(latin1("d1"), reporter, reference));
+    QVERIFY(KivInterface::deleteSysMessage(latin1("d2"), reporter, reference));
+    QVERIFY(application.get("g4", latin1("/state/sys_messages/sys_message/reporter")));
+    const QStringList expected =
+        QStringList() << latin1("ok(p1)") << latin1("get(g1, <text>Disk full</text>)")
+                      << latin1("ok(p2)") << latin1("get(g2, <text>Disk nearly full</text>)")
+                      << latin1("get(g3, <msgdata><x>1</x></msgdata>)") << latin1("ok(d1)")
+                      << latin1("error(d2, application, no such path: ") + path + latin1(")")
+                      << latin1("get(g4, <reporter>fan</reporter>)");
+    QCOMPARE(application.take(int(expected.size())), expected);
+}
+
+void tst_RoundTrip::looksUpValuesInAnswers()
+{
+    QFETCH(Target, target);
+    Application application(*kivsim, target);
+    QVERIFY(application.reconnect());
+    application.take(1);
+    QVERIFY(application.get("g", latin1("/config/interfaces")));
+    const QString answer = application.take(1).value(0);
+    const QString begin = latin1("get(g, ");
+    QVERIFY(answer.startsWith(begin));
+    const QString data = answer.mid(begin.length(), answer.length() - begin.length() - 1);
+    QString mtu;
+    QVERIFY(KivInterface::xpathGetTextNode(mtu, latin1("interfaces/interface[name='eth1']/mtu"),
+                                           QString(), data));
+    QCOMPARE(mtu, latin1("1400"));
 }
 
 void tst_RoundTrip::knowsTheChecksum()

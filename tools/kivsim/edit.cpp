@@ -44,6 +44,37 @@ private:
     std::unordered_map<std::string, std::size_t> m_counts;
 };
 
+/** Adds elements behind the last one of the same name, one behind the other. */
+class Inserter
+{
+public:
+    explicit Inserter(pugi::xml_node parent)
+        : m_parent(parent)
+    {
+    }
+    pugi::xml_node insert(const pugi::xml_node &element)
+    {
+        const auto place = m_lasts.insert(std::make_pair(element.name(), pugi::xml_node()));
+        pugi::xml_node &last = place.first->second;
+        if (place.second)
+            last = lastOf(element.name());
+        last = last ? m_parent.insert_copy_after(element, last) : m_parent.append_copy(element);
+        return last;
+    }
+
+private:
+    pugi::xml_node lastOf(const std::string &name) const
+    {
+        pugi::xml_node node = m_parent.last_child();
+        while (node && name != node.name())
+            node = node.previous_sibling();
+        return node;
+    }
+
+    pugi::xml_node m_parent;
+    std::unordered_map<std::string, pugi::xml_node> m_lasts;
+};
+
 /** Gives an element a text in place of all it holds. */
 void setText(pugi::xml_node element, const std::string &text)
 {
@@ -78,13 +109,14 @@ bool merge(const Tree &tree, pugi::xml_node target, const pugi::xml_node &source
     for (pugi::xml_node child = firstElement(target); child; child = nextElement(child))
         present.insert(std::make_pair(targetIdentities.next(child), child));
 
+    Inserter inserter(target);
     Identities sourceIdentities(tree);
     for (pugi::xml_node child = firstElement(source); child; child = nextElement(child)) {
         pugi::xml_node &counterpart = present[sourceIdentities.next(child)];
         if (counterpart) {
             changed = merge(tree, counterpart, child) || changed;
         } else {
-            counterpart = target.append_copy(child);
+            counterpart = inserter.insert(child);
             changed = true;
         }
     }
@@ -189,29 +221,6 @@ pugi::xml_node createPath(const Tree &tree, const Path &path)
     return node;
 }
 
-/** Adds elements behind the last one of the same name, one behind the other. */
-class Inserter
-{
-public:
-    Inserter(pugi::xml_node parent, const std::string &name)
-        : m_parent(parent)
-        , m_last(parent.last_child())
-    {
-        while (m_last && name != m_last.name())
-            m_last = m_last.previous_sibling();
-    }
-    pugi::xml_node insert(const pugi::xml_node &element)
-    {
-        m_last =
-            m_last ? m_parent.insert_copy_after(element, m_last) : m_parent.append_copy(element);
-        return m_last;
-    }
-
-private:
-    pugi::xml_node m_parent;
-    pugi::xml_node m_last;
-};
-
 bool patch(const Tree &tree, pugi::xml_node parent, const std::vector<pugi::xml_node> &designated,
            const pugi::xml_document &incoming, const Step &step)
 {
@@ -223,7 +232,7 @@ bool patch(const Tree &tree, pugi::xml_node parent, const std::vector<pugi::xml_
         present.insert(std::make_pair(targetIdentities.next(node), node));
 
     bool changed = false;
-    Inserter inserter(parent, step.name);
+    Inserter inserter(parent);
     Identities sourceIdentities(tree);
     for (const pugi::xml_node &node : incoming.children()) {
         pugi::xml_node &counterpart = present[sourceIdentities.next(node)];
@@ -238,14 +247,14 @@ bool patch(const Tree &tree, pugi::xml_node parent, const std::vector<pugi::xml_
 }
 
 bool replace(pugi::xml_node parent, const std::vector<pugi::xml_node> &designated,
-             const pugi::xml_document &incoming, const Step &step, const std::string &content)
+             const pugi::xml_document &incoming, const std::string &content)
 {
     std::string oldContent;
     for (const pugi::xml_node &node : designated)
         oldContent += markup(node);
     if (oldContent == content)
         return false;
-    Inserter inserter(parent, step.name);
+    Inserter inserter(parent);
     for (const pugi::xml_node &node : incoming.children()) {
         if (designated.empty())
             inserter.insert(node);
@@ -323,9 +332,8 @@ EditResult applyEdit(Tree &tree, const Edit &edit)
     if (!parent)
         parent = createPath(tree, edit.path.parent());
     const std::string content = contentOf(incoming);
-    const bool changed = edit.op == Edit::Patch
-                             ? patch(tree, parent, designated, incoming, last)
-                             : replace(parent, designated, incoming, last, content);
+    const bool changed = edit.op == Edit::Patch ? patch(tree, parent, designated, incoming, last)
+                                                : replace(parent, designated, incoming, content);
     return EditResult{changed, content};
 }
 
