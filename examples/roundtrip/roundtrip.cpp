@@ -34,8 +34,7 @@ public:
         : local(local)
         , domain(domain)
     {
-        Conversation *const conversations[] = {local, domain};
-        for (Conversation *conversation : conversations) {
+        for (Conversation *conversation : {local, domain}) {
             connect(conversation, SIGNAL(readyForRestart()), SLOT(checkRestart()));
             connect(conversation, SIGNAL(done()), SLOT(checkEnd()));
             connect(conversation, SIGNAL(failed()), SLOT(giveUp()));

@@ -18,10 +18,10 @@ namespace qvcommon
 {
 
 /** The type of lengths and indexes: int up to Qt 5, 64 bits wide on 64-bit machines with Qt 6. */
-typedef decltype(QString().size()) Size;
+using Size = decltype(QString().size());
 
 /** A piece of text inside an XML reader, without a copy of its own. */
-typedef decltype(QXmlStreamReader().name()) XmlText;
+using XmlText = decltype(QXmlStreamReader().name());
 
 /**
  * The text in received bytes, up to the first NUL byte: in Latin-1, or on Qt 4 in the codec that

@@ -156,13 +156,14 @@ bool KivInterface::handleReplyOutGet(QXmlStreamReader &xml, QString &ref)
         if (isOver(token))
             return false;
         if (token == QXmlStreamReader::StartElement) {
-            QString path; // read so that its text is out of the way
-            if (isNamed(xml, "path"))
+            if (isNamed(xml, "path")) {
+                QString path; // read so that its text is out of the way
                 readFollowingText(xml, path);
-            else if (isNamed(xml, "crc32"))
+            } else if (isNamed(xml, "crc32")) {
                 readFollowingText(xml, crc32);
-            else if (isNamed(xml, "data") && !handleReplyOutGetData(xml, ref))
+            } else if (isNamed(xml, "data") && !handleReplyOutGetData(xml, ref)) {
                 return false;
+            }
         } else if (token == QXmlStreamReader::EndElement && isNamed(xml, "get")) {
             return true;
         }

@@ -88,7 +88,7 @@ void Server::accept(int listeningSocket)
     if (socket < 0) {
         if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
             setAccepting(false);
-            QTimer::singleShot(acceptPause, this, SLOT(resumeAccepting()));
+            QTimer::singleShot(acceptPause, this, SLOT(acceptAgain()));
         }
         return;
     }
@@ -112,7 +112,7 @@ void Server::setAccepting(bool accepting)
         m_tcpNotifier->setEnabled(accepting);
 }
 
-void Server::resumeAccepting()
+void Server::acceptAgain()
 {
     setAccepting(true);
 }

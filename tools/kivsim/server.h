@@ -40,7 +40,7 @@ private Q_SLOTS:
     void sessionClosed();
     void goDown();
     void comeBack();
-    void resumeAccepting();
+    void acceptAgain();
 
 private:
     bool listen(std::string &error);

@@ -28,9 +28,9 @@ public:
     Session(int socket, int number, const Options &options, Requests &requests, QObject *parent);
     virtual ~Session();
 
-    virtual void send(const std::string &frame);
-    virtual void sendPlainly(const std::string &frame);
-    virtual void setMisbehaviour(const Misbehaviour &misbehaviour);
+    void send(const std::string &frame) override;
+    void sendPlainly(const std::string &frame) override;
+    void setMisbehaviour(const Misbehaviour &misbehaviour) override;
 
 Q_SIGNALS:
     /** The connection is over. Comes from the event loop, never from within a call. */
