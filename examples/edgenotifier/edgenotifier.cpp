@@ -6,11 +6,11 @@
 #include "gpio.h"
 #include "trace.h"
 
+#include <QtCore/QByteArray>
 #include <QtCore/QCoreApplication>
 #include <QtCore/QSocketNotifier>
 
 #include <cstdio>
-#include <cstdlib>
 
 // [notify]
 class LevelPrinter : public QObject
@@ -50,13 +50,15 @@ private:
 int main(int argc, char *argv[])
 {
     QCoreApplication application(argc, argv);
-    if (argc != 2) {
+    bool isNumber = false;
+    const int line = argc == 2 ? QByteArray(argv[1]).toInt(&isNumber) : 0;
+    if (!isNumber) {
         std::fprintf(stderr, "usage: edgenotifier LINE\n");
         return 2;
     }
     Trace trace(nullptr);
     trace.toggleConsolePrint();
-    Gpio input(nullptr, Gpio::Gpios(std::atoi(argv[1])), Gpio::DirectionInput, Gpio::EdgeBoth);
+    Gpio input(nullptr, Gpio::Gpios(line), Gpio::DirectionInput, Gpio::EdgeBoth);
     if (input.getGpioFd() < 0)
         return 1;
     // A descriptor that has never been read is ready at once: the first level is printed too.

@@ -6,8 +6,9 @@
 #include "gpio.h"
 #include "trace.h"
 
+#include <QtCore/QByteArray>
+
 #include <cstdio>
-#include <cstdlib>
 #include <poll.h>
 
 namespace
@@ -33,13 +34,15 @@ void printLevels(Gpio &input)
 
 int main(int argc, char *argv[])
 {
-    if (argc != 2) {
+    bool isNumber = false;
+    const int line = argc == 2 ? QByteArray(argv[1]).toInt(&isNumber) : 0;
+    if (!isNumber) {
         std::fprintf(stderr, "usage: waitedge LINE\n");
         return 2;
     }
     Trace trace(nullptr);
     trace.toggleConsolePrint();
-    Gpio input(nullptr, Gpio::Gpios(std::atoi(argv[1])), Gpio::DirectionInput, Gpio::EdgeBoth);
+    Gpio input(nullptr, Gpio::Gpios(line), Gpio::DirectionInput, Gpio::EdgeBoth);
     if (input.getGpioFd() < 0)
         return 1;
     printLevels(input);

@@ -259,7 +259,8 @@ bool KivInterface::xpathFindTextNode(QString &result, QStringList &steps, QXmlSt
 bool KivInterface::xpathValidateListNode(const QString &step, QString &listName, QString &keyName,
                                          QString &keyValue)
 {
-    const QString held = step; // an output may be the step itself
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): an output may be the step itself
+    const QString held = step;
     ListStep list = {noPiece, noPiece, noPiece};
     const bool valid = parse(whole(held), list);
     if (!list.name.isEmpty())

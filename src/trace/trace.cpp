@@ -6,9 +6,9 @@
 #include "tracecore.h"
 #include "tracelevels.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <pthread.h>
-#include <stdint.h>
 
 using namespace qvcommon;
 

@@ -16,7 +16,7 @@ namespace kivsim
 namespace
 {
 
-const std::size_t readSize = 64 * 1024;
+const std::size_t readSize = 1 << 16;
 /** With this much unread, no further requests of the client are looked at. */
 const std::size_t congestion = 1 << 20;
 const std::size_t longestLogText = 300;
