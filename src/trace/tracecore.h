@@ -13,7 +13,7 @@ namespace qvcommon
 class TraceCore
 {
 public:
-    static bool accepts(int group, int level)
+    __attribute__((always_inline)) static bool accepts(int group, int level)
     {
         // Laid out for lines that are dropped for their level: the others have more to do anyway.
         const Trace *const filter = peek(Trace::instance);
