@@ -30,9 +30,10 @@ bool KivInterface::handleNotify(QXmlStreamReader &xml)
         if (isOver(token))
             return false;
         if (token == QXmlStreamReader::StartElement) {
-            if (isNamed(xml, "ref"))
+            const XmlText name = xml.name();
+            if (is(name, "ref"))
                 readFollowingText(xml, ref);
-            else if (isNamed(xml, "event") && isSimpleText(ref) && !handleNotifyEvent(xml, ref))
+            else if (is(name, "event") && isSimpleText(ref) && !handleNotifyEvent(xml, ref))
                 return false;
         } else if (token == QXmlStreamReader::EndElement && isNamed(xml, "notify")) {
             return true;
@@ -81,24 +82,26 @@ bool KivInterface::handleNotifyEventChange(QXmlStreamReader &xml, QString &ref)
         if (isOver(token))
             return false;
         if (token == QXmlStreamReader::StartElement) {
-            if (isNamed(xml, "op"))
+            const XmlText name = xml.name();
+            if (is(name, "op"))
                 readFollowingText(xml, op);
-            else if (isNamed(xml, "spath"))
+            else if (is(name, "spath"))
                 readFollowingText(xml, spath);
-            else if (isNamed(xml, "rpath"))
+            else if (is(name, "rpath"))
                 readFollowingText(xml, rpath);
-            else if (isNamed(xml, "crc32"))
+            else if (is(name, "crc32"))
                 readFollowingText(xml, crc32);
-            else if (isNamed(xml, "data") && !handleNotifyEventChangeData(xml, data))
+            else if (is(name, "data") && !handleNotifyEventChangeData(xml, data))
                 return false;
         } else if (token == QXmlStreamReader::EndElement) {
-            if (isNamed(xml, "change")) {
+            const XmlText name = xml.name();
+            if (is(name, "change")) {
                 if (!isSimpleText(op) || !isSimpleText(rpath) || !isSimpleText(spath))
                     return false;
                 Q_EMIT kivNotifySignal(ref, op, rpath, spath, data);
                 return true;
             }
-            if (isNamed(xml, "event") || isNamed(xml, "notify")) {
+            if (is(name, "event") || is(name, "notify")) {
                 reportOpenChange(xml, "Incomplete notify kiv message : xml.name");
                 return false;
             }
@@ -108,13 +111,5 @@ bool KivInterface::handleNotifyEventChange(QXmlStreamReader &xml, QString &ref)
 
 bool KivInterface::handleNotifyEventChangeData(QXmlStreamReader &xml, QString &data)
 {
-    while (!isFinished(xml)) {
-        const QXmlStreamReader::TokenType token = xml.readNext();
-        if (isOver(token))
-            return false;
-        if (token == QXmlStreamReader::EndElement && isNamed(xml, "data"))
-            return true;
-        appendMarkup(data, xml);
-    }
-    return false;
+    return appendData(data, xml);
 }

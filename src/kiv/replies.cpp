@@ -19,10 +19,11 @@ void KivInterface::handleKivMsgBody(QString &body)
     while (!isFinished(xml)) {
         switch (xml.readNext()) {
         case QXmlStreamReader::StartElement: {
-            const bool failed = isNamed(xml, "notify")    ? !handleNotify(xml)
-                                : isNamed(xml, "reply")   ? !handleReply(xml)
-                                : isNamed(xml, "request") ? handleRequest(xml)
-                                                          : false;
+            const XmlText name = xml.name();
+            const bool failed = is(name, "notify")    ? !handleNotify(xml)
+                                : is(name, "reply")   ? !handleReply(xml)
+                                : is(name, "request") ? handleRequest(xml)
+                                                      : false;
             if (failed)
                 reportKivParsingErr(body);
             break;
@@ -50,9 +51,10 @@ bool KivInterface::handleReply(QXmlStreamReader &xml)
         if (isOver(token))
             return false;
         if (token == QXmlStreamReader::StartElement) {
-            if (isNamed(xml, "ref"))
+            const XmlText name = xml.name();
+            if (is(name, "ref"))
                 readFollowingText(xml, ref);
-            else if (isNamed(xml, "out") && !handleReplyOut(xml, ref))
+            else if (is(name, "out") && !handleReplyOut(xml, ref))
                 return false;
         } else if (token == QXmlStreamReader::EndElement && isNamed(xml, "reply")) {
             return true;
@@ -79,8 +81,9 @@ bool KivInterface::handleReplyOut(QXmlStreamReader &xml, QString &ref)
             return true;
         if (token != QXmlStreamReader::StartElement)
             continue;
+        const XmlText name = xml.name();
         for (const Child &child : children) {
-            if (!isNamed(xml, child.name))
+            if (!is(name, child.name))
                 continue;
             if (isSimpleText(ref) && !(this->*child.handle)(xml, ref))
                 return false;
@@ -135,9 +138,10 @@ bool KivInterface::handleReplyOutError(QXmlStreamReader &xml, QString &ref)
         if (isOver(token))
             return false;
         if (token == QXmlStreamReader::StartElement) {
-            if (isNamed(xml, "type"))
+            const XmlText name = xml.name();
+            if (is(name, "type"))
                 readFollowingText(xml, type);
-            else if (isNamed(xml, "message"))
+            else if (is(name, "message"))
                 readFollowingText(xml, message);
         } else if (token == QXmlStreamReader::EndElement && isNamed(xml, "error")) {
             if (!isSimpleText(type) || !isSimpleText(message) || !isSimpleText(ref))
@@ -156,14 +160,13 @@ bool KivInterface::handleReplyOutGet(QXmlStreamReader &xml, QString &ref)
         if (isOver(token))
             return false;
         if (token == QXmlStreamReader::StartElement) {
-            if (isNamed(xml, "path")) {
-                QString path; // read so that its text is out of the way
-                readFollowingText(xml, path);
-            } else if (isNamed(xml, "crc32")) {
+            const XmlText name = xml.name();
+            if (is(name, "path"))
+                xml.readNext(); // the path is not used
+            else if (is(name, "crc32"))
                 readFollowingText(xml, crc32);
-            } else if (isNamed(xml, "data") && !handleReplyOutGetData(xml, ref)) {
+            else if (is(name, "data") && !handleReplyOutGetData(xml, ref))
                 return false;
-            }
         } else if (token == QXmlStreamReader::EndElement && isNamed(xml, "get")) {
             return true;
         }
@@ -173,27 +176,23 @@ bool KivInterface::handleReplyOutGet(QXmlStreamReader &xml, QString &ref)
 
 bool KivInterface::handleReplyOutGetData(QXmlStreamReader &xml, QString &ref)
 {
+    if (isFinished(xml))
+        return false;
     QString data;
-    while (!isFinished(xml)) {
-        const QXmlStreamReader::TokenType token = xml.readNext();
-        if (token == QXmlStreamReader::EndDocument)
-            debugXmlNode(xml);
-        else if (isCutOff(xml))
-            logEndOfDocument();
-        if (isOver(token))
-            return false;
-        if (token == QXmlStreamReader::EndElement && isNamed(xml, "data")) {
-            Q_EMIT kivGetSignal(ref, data);
-            return true;
-        }
-        appendMarkup(data, xml);
+    if (appendData(data, xml)) {
+        Q_EMIT kivGetSignal(ref, data);
+        return true;
     }
+    if (xml.tokenType() == QXmlStreamReader::EndDocument)
+        debugXmlNode(xml);
+    else if (isCutOff(xml))
+        logEndOfDocument();
     return false;
 }
 
 void KivInterface::removeXmlEscapeCharacters(QString &text)
 {
-    removeSpecialCharacters(text, 0);
+    removeSpecialCharacters(text);
 }
 
 bool KivInterface::handleRequest(QXmlStreamReader &xml)

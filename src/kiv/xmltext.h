@@ -13,10 +13,20 @@ namespace qvcommon
  */
 bool isSimpleText(const QString &text);
 
+/** Whether an element's name is @a expected, which most often is decided by the first letter. */
+inline bool is(const XmlText &name, const char *expected)
+{
+    for (const QChar *c = name.data(), *const end = c + name.size(); c != end; ++c, ++expected) {
+        if (c->unicode() != uchar(*expected))
+            return false;
+    }
+    return *expected == 0;
+}
+
 /** Whether the reader's current element is called @a name. */
 inline bool isNamed(const QXmlStreamReader &xml, const char *name)
 {
-    return xml.name() == QLatin1String(name);
+    return is(xml.name(), name);
 }
 
 /** Reads one more token; if it is text it becomes @a value, otherwise @a value stays. */
@@ -40,15 +50,16 @@ inline bool isOver(QXmlStreamReader::TokenType token)
     return token == QXmlStreamReader::Invalid || token == QXmlStreamReader::EndDocument;
 }
 
-/** Removes the characters that are special in XML, & < > " ', from @a from on. */
-void removeSpecialCharacters(QString &text, Size from);
+/** Removes the characters that are special in XML: & < > " ' */
+void removeSpecialCharacters(QString &text);
 
 /**
- * Appends the reader's current token as markup: start and end tags without attributes, prefixes or
- * the short form of empty elements, text without special characters. Other
- * tokens leave no trace.
+ * Reads on up to the end tag of a data element and appends its content as markup: start and end
+ * tags without attributes, prefixes or the short form of empty elements, text without special
+ * characters. Other tokens leave no trace.
+ * @return false if the body is over before that, or could not be read from the outset
  */
-void appendMarkup(QString &markup, const QXmlStreamReader &xml);
+bool appendData(QString &markup, QXmlStreamReader &xml);
 
 } // namespace qvcommon
 

@@ -522,6 +522,7 @@ void TestReplies::nullAndEmpty_data()
     row("<reply><ref>7</ref><out><get><data></data></get></out></reply>", "text null");
     row("<reply><ref>7</ref><out><get><data><!-- c --></data></get></out></reply>", "text null");
     row("<reply><ref>7</ref><out><get><data>&amp;</data></get></out></reply>", "text empty");
+    row("<reply><ref>7</ref><out><get><data><![CDATA[]]></data></get></out></reply>", "text empty");
     row("<reply><out><get><data>1</data></get></out></reply>", "null text");
     row("<reply><ref>7</ref><out><error/></out></reply>", "text null null");
     row("<reply><ref>7</ref><out><error><type/><message></message></error></out></reply>",
