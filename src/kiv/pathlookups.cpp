@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivinterface.h"
 
+#include "textsource.h"
 #include "xmltext.h"
 
 #include <algorithm>
@@ -225,7 +226,7 @@ bool lookUp(QString &result, const QString &path, const QString &prefix, const Q
     if (steps.isEmpty())
         return false;
     QXmlStreamReader reader;
-    reader.addData(xml);
+    const TextSource source(reader, xml);
     return follow(result, steps, reader, index);
 }
 

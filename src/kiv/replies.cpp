@@ -3,6 +3,7 @@
 
 #include "debugline.h"
 #include "kivlog.h"
+#include "textsource.h"
 #include "xmltext.h"
 
 using namespace qvcommon;
@@ -15,7 +16,7 @@ void KivInterface::handleKivMsgBody(QString &body)
         logKiv(DebugLevel, "handleKivMsgBody", body);
 
     QXmlStreamReader xml;
-    xml.addData(body);
+    const TextSource source(xml, body);
     while (!isFinished(xml)) {
         switch (xml.readNext()) {
         case QXmlStreamReader::StartElement: {

@@ -123,6 +123,20 @@ void damage(QString &body, Random &random)
     }
 }
 
+/** Makes a long text of a body, in one place or spread over it. */
+void lengthen(QString &body, Random &random)
+{
+    const int most = 9000;
+    const QString unit = random.below(3) == 0 ? QLatin1String("\xe9") : randomText(random);
+    const QString text = QString(unit + QLatin1Char('x')).repeated(100 + random.below(most / 3));
+    const QString end = QLatin1String("</data>");
+    if (random.below(2) == 0 || !body.contains(end))
+        body.insert(1 + int(body.indexOf(QLatin1Char('>'), random.below(int(body.length())))),
+                    text);
+    else
+        body.replace(end, text + end);
+}
+
 QString randomNotification(Random &random)
 {
     static const char *const parts[] = {"op", "spath", "rpath", "data", "crc32", "x", "data"};
@@ -204,6 +218,8 @@ QString randomBody(Random &random, bool notification)
         body = randomElement(random, names, int(sizeof names / sizeof *names), 6);
     else
         body = notification ? randomNotification(random) : randomReply(random);
+    if (random.below(8) == 0)
+        lengthen(body, random);
     if (random.below(2) == 0)
         damage(body, random);
     return body;

@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "textsource.h"
+
+#include <QtCore/QIODevice>
+
+#include <algorithm>
+
+namespace qvcommon
+{
+
+namespace
+{
+
+/** Shorter texts are converted sooner than a device is made. */
+const Size shortest = 1024;
+
+/**
+ * Whether a reader of bytes cannot but understand a text in UTF-8 as it was meant: the bytes are
+ * valid whatever the Qt version, look like no other encoding, and do not speak of one themselves.
+ */
+bool isUnmistakable(const QString &text)
+{
+    const QChar *const characters = text.constData();
+    const Size size = text.size();
+    unsigned bits = 0;
+    for (Size i = 0; i < size; ++i) { // all of it, so that compilers can do several at once
+        const ushort code = characters[i].unicode();
+        bits |= code | ushort(code - 1); // a NUL shows in the second
+    }
+    return bits < 0x100 && !text.startsWith(QLatin1String("<?xml"));
+}
+
+/** Narrows ASCII characters to bytes; returns false, leaving rubbish, if there are others. */
+bool narrow(char *out, const QChar *from, Size count)
+{
+    unsigned bits = 0;
+    for (Size i = 0; i < count; ++i) {
+        const ushort code = from[i].unicode();
+        bits |= code;
+        out[i] = char(code);
+    }
+    return bits < 0x80;
+}
+
+/** Converts characters of Latin-1 to UTF-8, which takes up to two bytes each. */
+char *convert(char *out, const QChar *from, Size count)
+{
+    for (const QChar *const end = from + count; from != end; ++from) {
+        const ushort code = from->unicode();
+        if (code < 0x80) {
+            *out++ = char(code);
+        } else {
+            *out++ = char(0xc0 | code >> 6);
+            *out++ = char(0x80 | (code & 0x3f));
+        }
+    }
+    return out;
+}
+
+/** The UTF-8 form of a text in Latin-1. */
+class Utf8Device : public QIODevice
+{
+public:
+    explicit Utf8Device(const QString &text)
+        : next(text.constData())
+        , left(text.size())
+    {
+        open(ReadOnly | Unbuffered);
+    }
+
+    bool isSequential() const { return true; }
+    qint64 bytesAvailable() const { return left; }
+
+protected:
+    qint64 readData(char *data, qint64 maxSize);
+    qint64 writeData(const char *, qint64) { return -1; }
+
+private:
+    const QChar *next;
+    Size left;
+};
+
+qint64 Utf8Device::readData(char *data, qint64 maxSize)
+{
+    Size count = Size(std::min(maxSize, qint64(left)));
+    char *end = data + count;
+    if (!narrow(data, next, count)) {
+        count = Size(std::min(maxSize / 2, qint64(left)));
+        end = convert(data, next, count);
+    }
+    next += count;
+    left -= count;
+    return end - data;
+}
+
+} // namespace
+
+TextSource::TextSource(QXmlStreamReader &xml, const QString &text)
+{
+    if (text.size() < shortest || !isUnmistakable(text)) {
+        xml.addData(text);
+        return;
+    }
+    device.reset(new Utf8Device(text));
+    xml.setDevice(device.data());
+}
+
+TextSource::~TextSource() = default;
+
+} // namespace qvcommon
