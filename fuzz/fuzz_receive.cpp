@@ -35,11 +35,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     QByteArray bytes(reinterpret_cast<const char *>(data + 1), int(size - 1));
     QString buffer;
     while (!bytes.isEmpty()) {
-        const qvcommon::Size kept = buffer.size();
-        qvcommon::appendCleaned(buffer, qvcommon::fromCString(bytes.left(readSize)));
+        qvcommon::Reception reception = qvcommon::receive(buffer, bytes.left(readSize));
         bytes.remove(0, readSize);
-        qvcommon::FrameCut cut = qvcommon::takeFrames(buffer, kept);
-        for (QString &frame : cut.frames)
+        for (QString &frame : reception.frames)
             kiv.handleFrame(frame);
     }
     return 0;

@@ -8,6 +8,9 @@
 #include <QtCore/QStringList>
 #include <QtCore/QtGlobal>
 #include <QtCore/QXmlStreamReader>
+#if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
+#    include <QtCore/QTextCodec>
+#endif
 
 /**
  * @file
@@ -34,6 +37,16 @@ inline QString fromCString(const QByteArray &bytes)
     return QString::fromAscii(bytes.constData(), length);
 #else
     return QString::fromLatin1(bytes.constData(), length);
+#endif
+}
+
+/** Whether the application has installed a codec for C strings, which it can on Qt 4 only. */
+inline bool hasCodecForCStrings()
+{
+#if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
+    return QTextCodec::codecForCStrings() != nullptr;
+#else
+    return false;
 #endif
 }
 

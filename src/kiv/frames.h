@@ -10,26 +10,29 @@ namespace qvcommon
 /** Room for this many characters is kept in a receive buffer between large replies. */
 const int receiveReserve = 200000;
 
-/**
- * Appends received text to a receive buffer, without its tabs and line feeds. The character behind
- * a form feed is taken as it is, and a form feed at the very end of the text is followed by
- * U+0000, so that a separator which is cut between two reads does not separate.
- */
-void appendCleaned(QString &buffer, const QString &text);
-
-/** What takeFrames() has found. */
-struct FrameCut {
+/** What one read has brought. */
+struct Reception {
+    Size received;      ///< length of the text before cleaning
+    Size filtered;      ///< length of the buffer behind cleaning, before cutting
     QStringList frames; ///< the complete frames, without separators
     bool unfinished;    ///< whether the buffer holds the beginning of another one
 };
 
 /**
- * Moves the complete frames out of a receive buffer. Empty frames are dropped; a buffer with
- * nothing but separators in it stays as it is.
- * @param searched length of the part of the buffer that was there at the last call: it is not
- *        searched again
+ * Takes in what one read has brought.
+ *
+ * The text of the bytes, which ends at a NUL byte, is appended to the buffer without its tabs and
+ * line feeds. The character behind a form feed is taken as it is, and a form feed at the very end
+ * of the text is followed by U+0000, so that a separator which is cut between two reads does not
+ * separate. Then the complete frames are moved out of the buffer. Empty frames are dropped; a
+ * buffer with nothing but separators in it stays as it is.
+ *
+ * @param buffer as the last call has left it: only what is new is looked at
  */
-FrameCut takeFrames(QString &buffer, Size searched);
+Reception receive(QString &buffer, const QByteArray &bytes);
+
+/** The same for bytes that have become a text already. */
+Reception receiveText(QString &buffer, const QString &text);
 
 /** Empties a receive buffer, keeping the reserved room but not what a huge frame has taken. */
 void discardReceived(QString &buffer);

@@ -9,6 +9,33 @@
 
 using namespace qvcommon;
 
+namespace
+{
+
+/** Takes a frame apart: what is left of it is the body. */
+void deliver(KivInterface &kiv, QString &frame)
+{
+    if (frame.isEmpty())
+        return;
+    const Size bodyStart = frame.indexOf(QLatin1Char('<'));
+    if (bodyStart < 0) {
+        kiv.handleHeader(frame);
+        return;
+    }
+    QString header = frame.left(bodyStart);
+    frame.remove(0, bodyStart);
+    kiv.handleHeader(header);
+    kiv.handleKivMsgBody(frame);
+}
+
+void deliver(KivInterface &kiv, QStringList &frames)
+{
+    for (Size i = 0; i < frames.size(); ++i)
+        deliver(kiv, frames[i]);
+}
+
+} // namespace
+
 // The slots take all frames out of the buffer before they handle the first one: whatever the
 // application does in its slots, a reconnection included, finds the buffer in order.
 
@@ -16,65 +43,42 @@ void KivInterface::dataFromKivDomainTcpSlot()
 {
     if (!domainKivSocket)
         return;
-    const QString text = fromCString(domainKivSocket->readAll());
     QString &buffer = rcvDomainFrameBuffer;
     const Size kept = buffer.length();
-    if (enableDebugPrint)
-        DebugLine() << "Rcv tcp pkg" << text.length() << "Prev incomplete tcp pkg" << kept;
-    appendCleaned(buffer, text);
-    if (buffer.isEmpty())
-        return;
-
-    const Size received = buffer.length();
-    FrameCut cut = takeFrames(buffer, kept);
+    Reception reception = receive(buffer, domainKivSocket->readAll());
     if (enableDebugPrint) {
-        DebugLine() << "Prev + new pkg filtered" << received << "# frames"
-                    << cut.frames.size() + (cut.unfinished ? 1 : 0);
-        if (cut.unfinished) {
+        DebugLine() << "Rcv tcp pkg" << reception.received << "Prev incomplete tcp pkg" << kept;
+        if (reception.filtered > 0)
+            DebugLine() << "Prev + new pkg filtered" << reception.filtered << "# frames"
+                        << reception.frames.size() + (reception.unfinished ? 1 : 0);
+        if (reception.unfinished) {
             DebugLine() << "Incomplete Rcv Doamin tcp package size : " << buffer.length();
             DebugLine() << "Last 20 bytes" << buffer.right(30);
         }
     }
-    for (Size i = 0; i < cut.frames.size(); ++i)
-        handleFrame(cut.frames[i]);
+    deliver(*this, reception.frames);
 }
 
 void KivInterface::dataFromKivLocalUnixSlot()
 {
     if (!localKivSocket)
         return;
-    const QString text = fromCString(localKivSocket->readAll());
     QString &buffer = rcvLocalFrameBuffer;
-    const Size kept = buffer.length();
-    appendCleaned(buffer, text);
-    if (enableDebugPrint)
-        DebugLine() << "Rcv LocalUnix package size : " << buffer.length();
-    if (buffer.isEmpty())
-        return;
-
-    FrameCut cut = takeFrames(buffer, kept);
-    if (enableDebugPrint && cut.unfinished) {
-        DebugLine() << "Incomplete Rcv LocalUnix package - size : " << buffer.length();
-        DebugLine() << "Last 20 bytes" << buffer.right(30);
+    Reception reception = receive(buffer, localKivSocket->readAll());
+    if (enableDebugPrint) {
+        DebugLine() << "Rcv LocalUnix package size : " << reception.filtered;
+        if (reception.unfinished) {
+            DebugLine() << "Incomplete Rcv LocalUnix package - size : " << buffer.length();
+            DebugLine() << "Last 20 bytes" << buffer.right(30);
+        }
     }
-    for (Size i = 0; i < cut.frames.size(); ++i)
-        handleFrame(cut.frames[i]);
+    deliver(*this, reception.frames);
 }
 
 void KivInterface::handleFrame(QString &frame)
 {
-    if (frame.isEmpty())
-        return;
-    const Size bodyStart = frame.indexOf(QLatin1Char('<'));
-    if (bodyStart < 0) {
-        QString header = frame;
-        handleHeader(header);
-        return;
-    }
-    QString header = frame.left(bodyStart);
-    QString body = frame.mid(bodyStart);
-    handleHeader(header);
-    handleKivMsgBody(body);
+    QString taken = frame;
+    deliver(*this, taken);
 }
 
 void KivInterface::handleHeader(QString &header)
