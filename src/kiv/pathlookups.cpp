@@ -73,22 +73,24 @@ class PathSteps
 public:
     explicit PathSteps(const QString &path)
         : rest(whole(path))
+        , step(takePiece(rest, "/"))
+        , next(takePiece(rest, "/"))
     {
-        removeFirst();
     }
 
     bool isEmpty() const { return step.isEmpty(); }
-    bool isLast() const
-    {
-        Piece behind = rest;
-        return takePiece(behind, "/").isEmpty();
-    }
+    bool isLast() const { return next.isEmpty(); }
     Piece first() const { return step; }
-    void removeFirst() { step = takePiece(rest, "/"); }
+    void removeFirst()
+    {
+        step = next;
+        next = takePiece(rest, "/");
+    }
 
 private:
     Piece rest;
     Piece step;
+    Piece next;
 };
 
 /** The steps in a list, which is emptied as they are done. */

@@ -11,35 +11,47 @@ namespace qvcommon
 namespace
 {
 
-/** Shorter texts are converted sooner than a device is made. */
-const Size shortest = 1024;
+/** With less than this a reader cannot tell the encoding of bytes. */
+const Size fewestBytes = 4;
 
-/**
- * Whether a reader of bytes cannot but understand a text in UTF-8 as it was meant: the bytes are
- * valid whatever the Qt version, look like no other encoding, and do not speak of one themselves.
- */
-bool isUnmistakable(const QString &text)
+/** Shorter texts are converted sooner than a device is made. */
+const Size shortestInPieces = 1024;
+
+// A reader of bytes cannot but understand a text in UTF-8 as it was meant if the bytes are valid on
+// each version of Qt, look like no other encoding, and do not speak of one themselves. So it is
+// with characters of Latin-1 that are no NUL, and without a declaration.
+
+bool isDeclared(const QString &text)
+{
+    return text.startsWith(QLatin1String("<?xml"));
+}
+
+/** A number below 0x80 or 0x100 for a character of ASCII or Latin-1, but not for NUL. */
+unsigned rangeOf(ushort code)
+{
+    return code | ushort(code - 1);
+}
+
+bool isLatin1(const QString &text)
 {
     const QChar *const characters = text.constData();
     const Size size = text.size();
-    unsigned bits = 0;
-    for (Size i = 0; i < size; ++i) { // all of it, so that compilers can do several at once
-        const ushort code = characters[i].unicode();
-        bits |= code | ushort(code - 1); // a NUL shows in the second
-    }
-    return bits < 0x100 && !text.startsWith(QLatin1String("<?xml"));
+    unsigned range = 0;
+    for (Size i = 0; i < size; ++i) // all of it, so that compilers can do several at once
+        range |= rangeOf(characters[i].unicode());
+    return range < 0x100;
 }
 
 /** Narrows ASCII characters to bytes; returns false, leaving rubbish, if there are others. */
 bool narrow(char *out, const QChar *from, Size count)
 {
-    unsigned bits = 0;
+    unsigned range = 0;
     for (Size i = 0; i < count; ++i) {
         const ushort code = from[i].unicode();
-        bits |= code;
+        range |= rangeOf(code);
         out[i] = char(code);
     }
-    return bits < 0x80;
+    return range < 0x80;
 }
 
 /** Converts characters of Latin-1 to UTF-8, which takes up to two bytes each. */
@@ -97,12 +109,21 @@ qint64 Utf8Device::readData(char *data, qint64 maxSize)
 
 TextSource::TextSource(QXmlStreamReader &xml, const QString &text)
 {
-    if (text.size() < shortest || !isUnmistakable(text)) {
-        xml.addData(text);
+    const Size size = text.size();
+    if (size >= shortestInPieces && !isDeclared(text) && isLatin1(text)) {
+        device.reset(new Utf8Device(text));
+        xml.setDevice(device.data());
         return;
     }
-    device.reset(new Utf8Device(text));
-    xml.setDevice(device.data());
+    if (size >= fewestBytes && size < shortestInPieces && !isDeclared(text)) {
+        QByteArray bytes;
+        bytes.resize(size);
+        if (narrow(bytes.data(), text.constData(), size)) {
+            xml.addData(bytes);
+            return;
+        }
+    }
+    xml.addData(text);
 }
 
 TextSource::~TextSource() = default;

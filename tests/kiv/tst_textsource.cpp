@@ -156,6 +156,8 @@ void TestTextSource::likeAddData_data()
     QTest::newRow("nothing") << QString();
     QTest::newRow("one character") << QString(QLatin1Char('<'));
     QTest::newRow("three characters") << a;
+    QTest::newRow("four characters") << QString(QLatin1String("<ab>"));
+    QTest::newRow("four bytes") << QLatin1String("<a>") + QChar(0xe9);
     row("plain", a, end);
     row("cut off", a, QString());
     row("tag cut off", a, QLatin1String("</a"));
