@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivinterface.h"
 
+#include "bodyreader.h"
 #include "debugline.h"
 #include "frames.h"
 #include "kivlog.h"
@@ -117,6 +118,7 @@ KivInterface::~KivInterface()
         domainKivSocket->abort();
         domainKivSocket->close();
     }
+    BodyReader::forget();
     instance = nullptr;
 }
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivinterface.h"
 
+#include "bodyreader.h"
 #include "debugline.h"
 #include "kivlog.h"
-#include "textsource.h"
 #include "xmltext.h"
 
 using namespace qvcommon;
@@ -15,8 +15,8 @@ void KivInterface::handleKivMsgBody(QString &body)
     if (enableDebugPrint)
         logKiv(DebugLevel, "handleKivMsgBody", body);
 
-    QXmlStreamReader xml;
-    const TextSource source(xml, body);
+    BodyReader reader(body);
+    QXmlStreamReader &xml = reader.xml();
     while (!isFinished(xml)) {
         switch (xml.readNext()) {
         case QXmlStreamReader::StartElement: {

@@ -108,11 +108,12 @@ qint64 Utf8Device::readData(char *data, qint64 maxSize)
 } // namespace
 
 TextSource::TextSource(QXmlStreamReader &xml, const QString &text)
+    : text(text)
 {
     const Size size = text.size();
     if (size >= shortestInPieces && !isDeclared(text) && isLatin1(text)) {
         device.reset(new Utf8Device(text));
-        xml.setDevice(device.data());
+        xml.setDevice(device.get());
         return;
     }
     if (size >= fewestBytes && size < shortestInPieces && !isDeclared(text)) {

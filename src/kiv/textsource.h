@@ -4,7 +4,7 @@
 
 #include "qtcompat.h"
 
-#include <QtCore/QScopedPointer>
+#include <memory>
 
 class QIODevice;
 
@@ -20,14 +20,14 @@ namespace qvcommon
 class TextSource
 {
 public:
-    /** @param text must stay as it is while the reader reads */
     TextSource(QXmlStreamReader &xml, const QString &text);
     ~TextSource();
 
 private:
     Q_DISABLE_COPY(TextSource)
 
-    QScopedPointer<QIODevice> device;
+    const QString text; ///< stays as it is whatever the owner does to his while it is read
+    std::unique_ptr<QIODevice> device;
 };
 
 } // namespace qvcommon

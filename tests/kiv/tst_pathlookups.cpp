@@ -698,6 +698,10 @@ void PathLookupsTest::outputsMayBeInputs()
     QString document = xml;
     QVERIFY(KivInterface::xpathGetTextNode(document, text("v"), text(""), text(""), document, 0));
     QCOMPARE(document, text("y"));
+    const QString filling = QString(100000, QLatin1Char('x'));
+    QString longDocument = text("<p>") + filling + text("<v>y</v>") + filling + text("</p>");
+    QVERIFY(KivInterface::xpathGetTextNode(longDocument, text("v"), text(""), longDocument));
+    QCOMPARE(longDocument, text("y"));
 
     QString name = text("v");
     QXmlStreamReader reader(xml);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "plainreceiver.h"
 #include "textsource.h"
+#include "xmltokens.h"
 
 #include <QtCore/QIODevice>
 #include <QtTest/QtTest>
@@ -12,51 +13,12 @@ namespace
 
 const int inOnePiece = 8192; // bytes that readers take from a device at once
 
-/** All that can be seen of the token that the reader stands at. */
-QString tokenOf(const QXmlStreamReader &xml)
-{
-    QStringList fields;
-    fields << xml.tokenString() << xml.name().toString() << xml.namespaceUri().toString()
-           << xml.qualifiedName().toString() << xml.text().toString()
-           << xml.processingInstructionTarget().toString()
-           << xml.processingInstructionData().toString() << xml.documentEncoding().toString()
-           << xml.dtdName().toString() << xml.errorString() << QString::number(xml.error())
-           << QString::number(xml.lineNumber()) << QString::number(xml.columnNumber())
-           << QString::number(xml.characterOffset())
-           << QString::number(xml.atEnd() + 2 * xml.hasError() + 4 * xml.isWhitespace());
-    const QXmlStreamAttributes attributes = xml.attributes();
-    for (int i = 0; i < int(attributes.size()); ++i)
-        fields << attributes.at(i).qualifiedName().toString()
-               << attributes.at(i).value().toString();
-    return fields.join(QLatin1String("|"));
-}
-
-/** Reads on to the end, and a little further: what is not there stays away. */
-QStringList tokensOf(QXmlStreamReader &xml)
-{
-    QStringList tokens;
-    for (int further = 3; further > 0; further -= xml.atEnd() || xml.hasError()) {
-        xml.readNext();
-        tokens << tokenOf(xml);
-    }
-    return tokens;
-}
-
 /** The first token that is not as addData() of the text gives it, or an empty text. */
 QByteArray difference(const QString &text)
 {
-    QXmlStreamReader plain;
-    plain.addData(text);
-    const QStringList expected = tokensOf(plain);
     QXmlStreamReader xml;
     const TextSource source(xml, text);
-    const QStringList tokens = tokensOf(xml);
-    for (int i = 0; i < int(expected.size()); ++i) {
-        if (i == int(tokens.size()) || tokens.at(i) != expected.at(i))
-            return shown(tokens.value(i).left(500)) + " instead of " +
-                   shown(expected.at(i).left(500));
-    }
-    return tokens.size() == expected.size() ? QByteArray() : QByteArray("there are more tokens");
+    return differenceToNewReader(text, tokensOf(xml));
 }
 
 /** Some markup or text; what is opened is noted in @a open. */
@@ -168,8 +130,7 @@ void TestTextSource::likeAddData_data()
     row("declaration", QLatin1String("<?xml version='1.0'?><a>"), end);
     row("declaration of Latin-1",
         QLatin1String("<?xml version='1.0' encoding='ISO-8859-1'?><a>\xe9"), end);
-    row("declaration of UTF-16", QLatin1String("<?xml version='1.0' encoding='UTF-16'?><a>\xe9"),
-        end);
+    row("declaration of UTF-16", QLatin1String("<?xml version='1.0' encoding='UTF-16'?><a>"), end);
     row("declaration of nonsense", QLatin1String("<?xml version='1.0' encoding='nonsense'?><a>"),
         end);
     row("blank before the declaration",
