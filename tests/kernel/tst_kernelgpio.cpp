@@ -19,7 +19,6 @@
 #include <vector>
 
 typedef QList<QByteArray> Texts;
-Q_DECLARE_METATYPE(Texts)
 Q_DECLARE_METATYPE(QList<int>)
 
 namespace
