@@ -74,7 +74,7 @@ private:
     std::string readName(const char *delimiters)
     {
         const std::size_t end = std::min(m_text.find_first_of(delimiters, m_at), m_text.size());
-        const std::string name = m_text.substr(m_at, end - m_at);
+        std::string name = m_text.substr(m_at, end - m_at);
         if (!isPlainName(name))
             fail("bad name");
         m_at = end;
