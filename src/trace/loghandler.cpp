@@ -135,7 +135,7 @@ void LogHandler::logMessage(const QString &msg)
 {
     if (printToConsole)
         DebugLine() << msg;
-    if (!peek(logFile))
+    if (!load(logFile))
         return;
 
     const Size length = msg.length();
@@ -154,7 +154,7 @@ void LogHandler::logMessage(const QString &msg)
 
 void LogHandler::close(const QString &lastWords)
 {
-    if (!peek(logFile))
+    if (!load(logFile))
         return;
     flush();
     msleep(500);
