@@ -52,7 +52,7 @@ QChar *copyWithoutSpecials(QChar *out, const QChar *text, Size size)
 class MarkupAppender
 {
 public:
-    MarkupAppender(QString &text, const QIODevice *source)
+    explicit MarkupAppender(QString &text, const QIODevice *source)
         : text(text)
         , source(source)
         , out(nullptr)
@@ -71,7 +71,7 @@ private:
     void nameAndBracket(const XmlText &name);
     void makeRoom(Size count)
     {
-        if (end - out < count)
+        if (!out || end - out < count)
             grow(count);
     }
     void grow(Size count);
@@ -130,7 +130,7 @@ void MarkupAppender::endTag(const XmlText &name)
 
 void MarkupAppender::characters(const XmlText &content)
 {
-    makeRoom(content.size() + 1); // of no characters as well, so that the text is not null
+    makeRoom(content.size());
     out = copyWithoutSpecials(out, content.data(), content.size());
 }
 
