@@ -13,9 +13,7 @@ namespace
 char timestampBuffer[256];
 
 /** The time zone that the environment asks for. */
-class ZoneSetting
-{
-public:
+struct ZoneSetting {
     /** @return whether the setting is still @a zone, the value of TZ or null */
     bool is(const char *zone) const
     {
@@ -32,7 +30,6 @@ public:
             std::memcpy(text, zone, length + 1);
     }
 
-private:
     bool known;
     bool isSet;
     char text[64];

@@ -76,8 +76,9 @@ bool isSimple(const QChar *text, Size length)
 {
     ushort odd = 0;
     for (Size i = 1; i < length; ++i) {
-        const bool isGap = (text[i] == blank) & (text[i - 1] != blank);
-        odd = ushort(odd | ushort(!isOrdinary(text[i]) & !isGap));
+        const int ordinary = isOrdinary(text[i]);
+        const int gap = int(text[i] == blank) & int(text[i - 1] != blank);
+        odd = ushort(odd | ((ordinary | gap) ^ 1));
     }
     return odd == 0 && (length == 0 || (isOrdinary(text[0]) && text[length - 1] != blank));
 }
@@ -261,10 +262,10 @@ public:
         Placeholder found;
         QChar *const begin = out;
         clear<nameColumns>();
-        QChar *const end = text.write(begin);
-        if (text.hasPercentSign() && findPlaceholder(begin, end, found))
+        QChar *const behind = text.write(begin);
+        if (text.hasPercentSign() && findPlaceholder(begin, behind, found))
             placeholder = true;
-        out = std::max(end, begin + nameColumns);
+        out = std::max(behind, begin + nameColumns);
         return *this;
     }
 
