@@ -50,6 +50,16 @@ UNLOCKING(_ZN6QMutex6unlockEv)
 LOCKING(_ZN11QBasicMutex12lockInternalEv)
 UNLOCKING(_ZN11QBasicMutex14unlockInternalEv)
 
+// QMutex::tryLock(int)
+EXPORTED bool _ZN6QMutex7tryLockEi(void *mutex, int milliseconds)
+{
+    static const auto call = systemCall<bool (*)(void *, int)>("_ZN6QMutex7tryLockEi");
+    const bool locked = call(mutex, milliseconds);
+    if (locked)
+        __tsan_acquire(mutex);
+    return locked;
+}
+
 // QThread::exec()
 EXPORTED int _ZN7QThread4execEv(QThread *thread)
 {
