@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "messagelog.h"
 #include "random.h"
+#include "skip.h"
 #include "systemcalls.h"
 #include "trace.h"
 
@@ -196,6 +197,8 @@ private Q_SLOTS:
             ++locked;
     }
 };
+
+const char allocationsUnknown[] = "a sanitizer owns the allocator; build with -DQVCOMMON_SANITIZE=";
 
 // Whether this is the process of a test that is meant to end with exit().
 bool isChild = false;
@@ -856,7 +859,7 @@ void TestTrace::buildsALineInOneAllocation()
     log("first");
     const long before = allocations();
     if (before < 0)
-        QSKIP("a sanitizer owns the allocator; build with -DQVCOMMON_SANITIZE=", SkipAll);
+        SKIP_TEST(allocationsUnknown);
     Trace::log(8, 2, pump, start, message);
     QCOMPARE(allocations() - before, 1L);
 }
@@ -1078,7 +1081,7 @@ void TestTrace::rejectsWithoutLockOrAllocation()
     const long after = allocations();
     Trace::unlock();
     if (before < 0)
-        QSKIP("a sanitizer owns the allocator; build with -DQVCOMMON_SANITIZE=", SkipAll);
+        SKIP_TEST(allocationsUnknown);
     QCOMPARE(after - before, 0L);
 
     // The count does count.
