@@ -5,12 +5,58 @@
 #include <cstring>
 #include <ctime>
 #include <sys/time.h>
+#include <unistd.h>
 
 namespace
 {
 
 // Shared by all lines, under the lock of Trace.
 char timestampBuffer[256];
+
+/**
+ * The variable TZ. As long as the environment has the same entries, which is seen without looking
+ * into them, it is not searched again.
+ */
+class ZoneVariable
+{
+public:
+    /** The value of TZ, or null. */
+    const char *value()
+    {
+        if (!isSameEnvironment()) {
+            remember(environ);
+            zone = std::getenv("TZ");
+        }
+        return zone;
+    }
+
+private:
+    bool isSameEnvironment() const
+    {
+        char *const *const now = environ;
+        if (!now || !known)
+            return false;
+        size_t i = 0;
+        while (now[i] && now[i] == entries[i])
+            ++i;
+        return now[i] == entries[i];
+    }
+
+    /** Remembers the entries, unless there are very many: then it is never the same environment. */
+    void remember(char *const *entry)
+    {
+        const size_t room = sizeof entries / sizeof *entries;
+        known = false;
+        for (size_t i = 0; entry && i < room && !known; ++i) {
+            entries[i] = entry[i];
+            known = !entry[i];
+        }
+    }
+
+    bool known;
+    const char *zone;
+    char *entries[64]; ///< up to a null
+};
 
 /** The time zone that the environment asks for. */
 struct ZoneSetting {
@@ -46,10 +92,11 @@ struct Calendar {
 // Worked out when the second or the setting of the zone changes: without a setting, the C library
 // looks at the file of the system's zone each time.
 Calendar calendar;
+ZoneVariable zoneVariable;
 
 void updateCalendar(time_t second)
 {
-    const char *const zone = std::getenv("TZ");
+    const char *const zone = zoneVariable.value();
     if (calendar.second == second && calendar.zone.is(zone))
         return;
     calendar.second = second;

@@ -6,6 +6,7 @@
 #include "tracecore.h"
 #include "tracelevels.h"
 
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <pthread.h>
@@ -57,6 +58,30 @@ int threadOrdinal()
         place.threads = int(threads.size());
     }
     return place.index + 1;
+}
+
+// The memory of a line that no slot has kept, for the next line; under the lock. Not an object, which
+// would need a constructor at load.
+QString *spareLine = nullptr;
+
+/** Empty, or memory for a line. */
+QString takeSpareLine()
+{
+    QString line;
+    if (spareLine)
+        line.swap(*spareLine);
+    return line;
+}
+
+void keepSpareLine(QString &line)
+{
+    if (!line.isDetached())
+        return;
+    // Whoever had a share of it in another thread has read it before he gave it up.
+    std::atomic_thread_fence(std::memory_order_acquire);
+    if (!spareLine)
+        spareLine = new QString;
+    spareLine->swap(line);
 }
 
 /** Apart from the log calls, which would make room for it before they look at the filter. */
@@ -141,7 +166,8 @@ void TraceCore::write(int level, const TraceName &className, const TraceName &fu
     const char *const timestamp = updateTimestamp();
     const TraceFields fields = {Trace::linenumber, className,       functionName,
                                 message,           threadOrdinal(), timestamp};
-    const QString line = traceLine(fields);
+    QString line = takeSpareLine();
+    buildTraceLine(line, fields);
 
     // The instance may have gone while this thread was waiting for the lock.
     Trace *const trace = load(Trace::instance);
@@ -153,6 +179,7 @@ void TraceCore::write(int level, const TraceName &className, const TraceName &fu
         if (peek(Trace::instance) == trace && peek(trace->sysLogOpen))
             writeToSyslog(level, message);
     }
+    keepSpareLine(line);
     // Starts again from below after the largest.
     Trace::linenumber = int(unsigned(Trace::linenumber) + 1);
     Trace::unlock();

@@ -369,11 +369,13 @@ QString traceLineByArg(const TraceFields &fields)
                                  : filled(line, simplified(fields.message.mid(splitMessage)));
 }
 
-QString traceLine(const TraceFields &fields)
+void buildTraceLine(QString &line, const TraceFields &fields)
 {
     const Size length = fields.message.length();
-    if (length >= hugeMessage)
-        return QString();
+    if (length >= hugeMessage) {
+        line = QString();
+        return;
+    }
     const bool isLong = length >= longMessage;
     const bool isSplit = length >= splitMessage;
     const Decimal number(fields.number);
@@ -386,7 +388,10 @@ QString traceLine(const TraceFields &fields)
                       std::max(nameColumns, fields.className.size()) +
                       std::max(nameColumns, fields.functionName.size()) + messageColumns +
                       ordinal.size() + timeLength + (isLong ? 1 + length + 1 : 0);
-    QString line(room, Qt::Uninitialized);
+    if (line.isDetached() && line.capacity() >= room)
+        line.resize(room);
+    else
+        line = QString(room, Qt::Uninitialized);
     LineWriter out(line.data());
     out.number(number) << ' ';
     out.name(fields.className) << ' ';
@@ -403,9 +408,9 @@ QString traceLine(const TraceFields &fields)
         (out << '\n').simplified(message + splitMessage, length - splitMessage);
 
     if (out.hasPlaceholder())
-        return traceLineByArg(fields);
-    line.truncate(Size(out.end() - line.constData()));
-    return line;
+        line = traceLineByArg(fields);
+    else
+        line.truncate(Size(out.end() - line.constData()));
 }
 
 } // namespace qvcommon

@@ -49,8 +49,11 @@ struct TraceFields {
     const char *timestamp;
 };
 
-/** Builds the line for @a fields in one pass. */
-QString traceLine(const TraceFields &fields);
+/**
+ * Builds the line for @a fields in one pass.
+ * @param line whose memory is used again if it is large enough and nobody shares it
+ */
+void buildTraceLine(QString &line, const TraceFields &fields);
 
 /**
  * The same line, filled in by one replacement after the other as QString::arg() does it: what is

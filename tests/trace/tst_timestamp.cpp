@@ -15,6 +15,9 @@
 #include <limits>
 #include <stdlib.h>
 #include <thread>
+#include <unistd.h>
+#include <utility>
+#include <vector>
 
 Q_DECLARE_METATYPE(long)
 
@@ -33,6 +36,7 @@ private Q_SLOTS:
     void followsTheZonesOfTheSystem_data();
     void followsTheZonesOfTheSystem();
     void followsAChangedZone();
+    void followsTheZoneInAnyEnvironment();
     void followsTheZoneOfTheSystem();
     void equalsThePlainForm();
     void restoresAChangedBuffer();
@@ -141,6 +145,70 @@ static QByteArray plainTimestamp(time_t seconds, long microseconds)
     return text;
 }
 
+/** Another environment than the one of the process, for as long as the object lives. */
+class Environment
+{
+public:
+    /** @param entries in memory of their own, or none for no environment at all */
+    explicit Environment(std::vector<char *> *entries)
+        : saved(environ)
+    {
+        environ = entries ? entries->data() : nullptr;
+    }
+    ~Environment() { environ = saved; }
+
+private:
+    Q_DISABLE_COPY(Environment)
+
+    char **const saved;
+};
+
+void TestTimestamp::followsTheZoneInAnyEnvironment()
+{
+    const QByteArray inUtc = "2024-03-01 13:04:05.042";
+    const QByteArray inTokyo = "2024-03-01 22:04:05.042";
+    char other[] = "OTHER=TZ=XXX-9";
+    char similar[] = "TZX=XXX-9";
+    char utc[] = "TZ=UTC0";
+    char tokyo[] = "TZ=XXX-9";
+    setTimeOfDay(1709298245, 42000);
+
+    std::vector<char *> entries = {other, similar, utc, nullptr};
+    const Environment environment(&entries);
+    QCOMPARE(QByteArray(updateTimestamp()), inUtc);
+    entries[2] = tokyo;
+    QCOMPARE(QByteArray(updateTimestamp()), inTokyo);
+    std::memcpy(tokyo, utc, sizeof utc); // as putenv() allows
+    QCOMPARE(QByteArray(updateTimestamp()), inUtc);
+    std::strcpy(tokyo, "TZ=XXX-9");
+    QCOMPARE(QByteArray(updateTimestamp()), inTokyo);
+    std::swap(entries[0], entries[2]);
+    QCOMPARE(QByteArray(updateTimestamp()), inTokyo);
+    entries[0] = utc;
+    QCOMPARE(QByteArray(updateTimestamp()), inUtc);
+
+    std::vector<char *> longer(200, other);
+    longer[150] = tokyo;
+    longer.push_back(nullptr);
+    const Environment long_(&longer);
+    QCOMPARE(QByteArray(updateTimestamp()), inTokyo);
+    longer[150] = utc;
+    QCOMPARE(QByteArray(updateTimestamp()), inUtc);
+    longer[63] = tokyo; // comes first
+    QCOMPARE(QByteArray(updateTimestamp()), inTokyo);
+    longer[63] = nullptr;
+    const QByteArray inSystemZone = plainTimestamp(1709298245, 42000);
+    QCOMPARE(QByteArray(updateTimestamp()), inSystemZone);
+    longer[63] = tokyo;
+    QCOMPARE(QByteArray(updateTimestamp()), inTokyo);
+
+    std::vector<char *> empty(1, nullptr);
+    const Environment none(&empty);
+    QCOMPARE(QByteArray(updateTimestamp()), inSystemZone);
+    const Environment nothing(nullptr);
+    QCOMPARE(QByteArray(updateTimestamp()), inSystemZone);
+}
+
 /** What is read when TZ is not set is another file's content from the next second on. */
 void TestTimestamp::followsTheZoneOfTheSystem()
 {
@@ -185,6 +253,7 @@ void TestTimestamp::equalsThePlainForm()
                                  "nowhere",
                                  "<+0530>-5:30",
                                  longText.constData()};
+    const char *const others[] = {"A", "T", "TZX", "XTZ", "Z"};
     const time_t starts[] = {0, -1, 1709298245, 1711846799, 1729990799, 2147483646};
     Random random(20240301);
     const int cases = randomCases(100000);
@@ -203,6 +272,10 @@ void TestTimestamp::equalsThePlainForm()
             else
                 unsetenv("TZ");
         }
+        if (step == 4)
+            setenv(random.oneOf(others), "TZ=UTC1", 1);
+        if (step == 5)
+            unsetenv(random.oneOf(others));
         const long microseconds = random.below(1000000);
         setTimeOfDay(seconds, microseconds);
         const QByteArray timestamp = updateTimestamp();

@@ -154,6 +154,25 @@ private Q_SLOTS:
     void lineLogged(const QString &text) { entries << text; }
 };
 
+/** Keeps the last line, as it came. */
+class LastLine : public QObject
+{
+    Q_OBJECT
+public:
+    explicit LastLine(Trace *trace)
+    {
+        connect(trace, SIGNAL(LogMessage(QString)), SLOT(keep(QString)), Qt::DirectConnection);
+    }
+
+    QString line() const { return last; }
+
+private Q_SLOTS:
+    void keep(const QString &text) { last = text; }
+
+private:
+    QString last;
+};
+
 /** Destroys a Trace when it delivers a line. */
 class Destroyer : public QObject
 {
@@ -247,6 +266,8 @@ private Q_SLOTS:
     void fillsPlaceholdersWithOtherDigitsSilently();
     void buildsALineInOneAllocation_data();
     void buildsALineInOneAllocation();
+    void buildsALineInTheMemoryOfTheLast_data();
+    void buildsALineInTheMemoryOfTheLast();
     void neverShowsTheExtraText();
     void hasShorthandsForTracingAtDebugLevel_data();
     void hasShorthandsForTracingAtDebugLevel();
@@ -856,12 +877,35 @@ void TestTrace::buildsALineInOneAllocation()
     const QString pump = utf8("Pump");
     const QString start = utf8("start");
     Trace trace(nullptr);
+    const LastLine kept(&trace);
     log("first");
+    const QString first = kept.line();
+    const QString copy(first.constData(), first.size());
     const long before = allocations();
     if (before < 0)
         SKIP_TEST(allocationsUnknown);
     Trace::log(8, 2, pump, start, message);
     QCOMPARE(allocations() - before, 1L);
+    QCOMPARE(first, copy);
+}
+
+void TestTrace::buildsALineInTheMemoryOfTheLast_data()
+{
+    buildsALineInOneAllocation_data();
+}
+
+void TestTrace::buildsALineInTheMemoryOfTheLast()
+{
+    QFETCH(QString, message);
+    const QString pump = utf8("Pump");
+    const QString start = utf8("start");
+    Trace trace(nullptr);
+    Trace::log(8, 2, pump, start, message);
+    const long before = allocations();
+    if (before < 0)
+        SKIP_TEST(allocationsUnknown);
+    Trace::log(8, 2, pump, start, message);
+    QCOMPARE(allocations() - before, 0L);
 }
 
 void TestTrace::neverShowsTheExtraText()
