@@ -7,10 +7,22 @@
 
 #include <QtNetwork/QTcpSocket>
 
+#include <algorithm>
+
 using namespace qvcommon;
 
 namespace
 {
+
+/** All that has come in, in memory of that size; readAll() would begin with 16 kB. */
+QByteArray readAvailable(QIODevice &socket)
+{
+    QByteArray bytes;
+    bytes.resize(Size(socket.bytesAvailable()));
+    const qint64 count = socket.read(bytes.data(), bytes.size());
+    bytes.truncate(Size(std::max<qint64>(count, 0)));
+    return bytes;
+}
 
 /** Takes a frame apart: what is left of it is the body. */
 void deliver(KivInterface &kiv, QString &frame)
@@ -45,7 +57,7 @@ void KivInterface::dataFromKivDomainTcpSlot()
         return;
     QString &buffer = rcvDomainFrameBuffer;
     const Size kept = buffer.length();
-    Reception reception = receive(buffer, domainKivSocket->readAll());
+    Reception reception = receive(buffer, readAvailable(*domainKivSocket));
     if (enableDebugPrint) {
         DebugLine() << "Rcv tcp pkg" << reception.received << "Prev incomplete tcp pkg" << kept;
         if (reception.filtered > 0)
@@ -64,7 +76,7 @@ void KivInterface::dataFromKivLocalUnixSlot()
     if (!localKivSocket)
         return;
     QString &buffer = rcvLocalFrameBuffer;
-    Reception reception = receive(buffer, localKivSocket->readAll());
+    Reception reception = receive(buffer, readAvailable(*localKivSocket));
     if (enableDebugPrint) {
         DebugLine() << "Rcv LocalUnix package size : " << reception.filtered;
         if (reception.unfinished) {
