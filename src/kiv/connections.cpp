@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivinterface.h"
 
-#include "bodyreader.h"
 #include "debugline.h"
 #include "frames.h"
 #include "kivlog.h"
+#include "textreader.h"
 
 #include <QtCore/QTimer>
 #include <QtNetwork/QTcpSocket>
@@ -137,7 +137,7 @@ KivInterface::~KivInterface()
         domainKivSocket->abort();
         domainKivSocket->close();
     }
-    BodyReader::forget();
+    TextReader::forget();
     instance = nullptr;
 }
 

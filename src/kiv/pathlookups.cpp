@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivinterface.h"
 
-#include "textsource.h"
+#include "textreader.h"
 #include "xmltext.h"
 
 #include <algorithm>
@@ -227,9 +227,8 @@ bool lookUp(QString &result, const QString &path, const QString &prefix, const Q
         steps.removeFirst();
     if (steps.isEmpty())
         return false;
-    QXmlStreamReader reader;
-    const TextSource source(reader, xml);
-    return follow(result, steps, reader, index);
+    TextReader reader(xml);
+    return follow(result, steps, reader.xml(), index);
 }
 
 } // namespace

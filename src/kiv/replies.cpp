@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivinterface.h"
 
-#include "bodyreader.h"
 #include "debugline.h"
 #include "kivlog.h"
+#include "textreader.h"
 #include "xmltext.h"
 
 using namespace qvcommon;
@@ -15,7 +15,7 @@ void KivInterface::handleKivMsgBody(QString &body)
     if (enableDebugPrint)
         logKiv(DebugLevel, "handleKivMsgBody", body);
 
-    BodyReader reader(body);
+    TextReader reader(body);
     QXmlStreamReader &xml = reader.xml();
     while (!isFinished(xml)) {
         switch (xml.readNext()) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "bodyreader.h"
+#include "textreader.h"
 #include "xmltokens.h"
 
 #include <QtTest/QtTest>
@@ -9,8 +9,8 @@ using namespace qvcommon;
 namespace
 {
 
-/** What one body may leave behind for the next one to find. */
-const char *const bodies[] = {
+/** What one text may leave behind for the next one to find. */
+const char *const texts[] = {
     "<a/>",
     "<a>text</a>\r",
     "<a><b>1</b><b c='d'>2</b></a>",
@@ -40,16 +40,16 @@ const char *const bodies[] = {
     "<a>\xe9</a>",
 };
 
-const int bodyCount = int(sizeof bodies / sizeof *bodies);
+const int textCount = int(sizeof texts / sizeof *texts);
 
-QString body(int index)
+QString textAt(int index)
 {
-    return QLatin1String(bodies[index]);
+    return QLatin1String(texts[index]);
 }
 
-QByteArray readBody(const QString &text)
+QByteArray readText(const QString &text)
 {
-    BodyReader reader(text);
+    TextReader reader(text);
     return differenceToNewReader(text, tokensOf(reader.xml()));
 }
 
@@ -60,54 +60,56 @@ class Mark : public QXmlStreamEntityResolver
 
 } // namespace
 
-class TestBodyReader : public QObject
+class TestTextReader : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
     void cleanup();
-    void nothingIsLeftOfTheBodyBefore();
-    void nothingIsLeftOfHalfABody();
+    void nothingIsLeftOfTheTextBefore();
+    void nothingIsLeftOfHalfAText();
     void kept_data();
     void kept();
+    void keptWithALittleLeft_data();
+    void keptWithALittleLeft();
     void oneInsideTheOther();
-    void theBodyMayChange();
+    void theTextMayChange();
 };
 
-void TestBodyReader::cleanup()
+void TestTextReader::cleanup()
 {
-    BodyReader::forget();
+    TextReader::forget();
 }
 
-void TestBodyReader::nothingIsLeftOfTheBodyBefore()
+void TestTextReader::nothingIsLeftOfTheTextBefore()
 {
-    for (int first = 0; first < bodyCount; ++first) {
-        for (int second = 0; second < bodyCount; ++second) {
-            QCOMPARE(readBody(body(first)), QByteArray());
-            const QByteArray wrong = readBody(body(second));
-            QVERIFY2(wrong.isEmpty(), wrong + " behind " + bodies[first]);
+    for (int first = 0; first < textCount; ++first) {
+        for (int second = 0; second < textCount; ++second) {
+            QCOMPARE(readText(textAt(first)), QByteArray());
+            const QByteArray wrong = readText(textAt(second));
+            QVERIFY2(wrong.isEmpty(), wrong + " behind " + texts[first]);
         }
     }
 }
 
-void TestBodyReader::nothingIsLeftOfHalfABody()
+void TestTextReader::nothingIsLeftOfHalfAText()
 {
-    for (int first = 0; first < bodyCount; ++first) {
+    for (int first = 0; first < textCount; ++first) {
         for (int tokens = 0; tokens < 8; ++tokens) {
             {
-                const QString text = body(first);
-                BodyReader reader(text);
+                const QString text = textAt(first);
+                TextReader reader(text);
                 for (int i = 0; i < tokens; ++i)
                     reader.xml().readNext();
             }
-            for (int second = 0; second < bodyCount; ++second) {
-                const QByteArray wrong = readBody(body(second));
-                QVERIFY2(wrong.isEmpty(), wrong + " behind a part of " + bodies[first]);
+            for (int second = 0; second < textCount; ++second) {
+                const QByteArray wrong = readText(textAt(second));
+                QVERIFY2(wrong.isEmpty(), wrong + " behind a part of " + texts[first]);
             }
         }
     }
 }
 
-void TestBodyReader::kept_data()
+void TestTextReader::kept_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<bool>("kept");
@@ -127,28 +129,60 @@ void TestBodyReader::kept_data()
                           << false;
 }
 
-void TestBodyReader::kept()
+void TestTextReader::kept()
 {
     QFETCH(QString, text);
     QFETCH(bool, kept);
     Mark mark;
     {
-        BodyReader reader(text);
+        TextReader reader(text);
         reader.xml().setEntityResolver(&mark);
         tokensOf(reader.xml());
     }
-    BodyReader next(text);
+    TextReader next(text);
     QCOMPARE(next.xml().entityResolver() == &mark, kept);
 }
 
-void TestBodyReader::oneInsideTheOther()
+void TestTextReader::keptWithALittleLeft_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("kept");
+    const QString begin = QLatin1String("<a><b>7");
+    const QString end = QLatin1String("</b></a>");
+    const auto rest = [&](int length) {
+        return QLatin1String("<c/>") + QString(length, QLatin1Char(' ')) + end;
+    };
+
+    QTest::newRow("nothing else") << begin + end << true;
+    QTest::newRow("a little") << begin + rest(30) << true;
+    QTest::newRow("more") << begin + rest(40) << false;
+    QTest::newRow("never closed") << begin + QLatin1String("</b>") << false;
+    QTest::newRow("wrong at the end") << begin + end + QLatin1String("<d/>") << false;
+}
+
+void TestTextReader::keptWithALittleLeft()
+{
+    QFETCH(QString, text);
+    QFETCH(bool, kept);
+    Mark mark;
+    {
+        TextReader reader(text);
+        reader.xml().setEntityResolver(&mark);
+        while (reader.xml().tokenType() != QXmlStreamReader::Characters)
+            reader.xml().readNext();
+    }
+    TextReader next(text);
+    QCOMPARE(next.xml().entityResolver() == &mark, kept);
+}
+
+void TestTextReader::oneInsideTheOther()
 {
     const QString text = QLatin1String("<a><b>1</b></a>");
-    readBody(text);
-    BodyReader outer(text);
+    readText(text);
+    TextReader outer(text);
     outer.xml().readNext();
     outer.xml().readNext();
-    BodyReader inner(text);
+    TextReader inner(text);
     QVERIFY(&inner.xml() != &outer.xml());
     QCOMPARE(differenceToNewReader(text, tokensOf(inner.xml())), QByteArray());
     QCOMPARE(outer.xml().name().toString(), QString(QLatin1Char('a')));
@@ -156,16 +190,16 @@ void TestBodyReader::oneInsideTheOther()
     QCOMPARE(outer.xml().name().toString(), QString(QLatin1Char('b')));
 }
 
-void TestBodyReader::theBodyMayChange()
+void TestTextReader::theTextMayChange()
 {
     const QString original =
         QLatin1String("<a>") + QString(100000, QLatin1Char('x')) + QLatin1String("</a>");
     QString text = original;
-    BodyReader reader(text);
+    TextReader reader(text);
     text.fill(QLatin1Char('y'));
     text = QString();
     QCOMPARE(differenceToNewReader(original, tokensOf(reader.xml())), QByteArray());
 }
 
-QTEST_MAIN(TestBodyReader)
-#include "tst_bodyreader.moc"
+QTEST_MAIN(TestTextReader)
+#include "tst_textreader.moc"
