@@ -47,9 +47,9 @@ bool isSpace(QChar character)
 /** Whether a character is one of the many of which neither white space nor "%" is one. */
 bool isOrdinary(QChar character)
 {
-    const unsigned first = '&';
-    const unsigned last = '~';
-    return character.unicode() - first <= last - first;
+    const ushort first = '&';
+    const ushort last = '~';
+    return ushort(character.unicode() - first) <= ushort(last - first); // in 16 bits, for vectors
 }
 
 /** Whether QString::arg() would fill the place that this percent sign begins. */
@@ -76,9 +76,9 @@ bool isSimple(const QChar *text, Size length)
 {
     ushort odd = 0;
     for (Size i = 1; i < length; ++i) {
-        const int ordinary = isOrdinary(text[i]);
-        const int gap = int(text[i] == blank) & int(text[i - 1] != blank);
-        odd = ushort(odd | ((ordinary | gap) ^ 1));
+        const ushort ordinary = isOrdinary(text[i]);
+        const ushort gap = ushort(ushort(text[i] == blank) & ushort(text[i - 1] != blank));
+        odd = ushort(odd | ushort(ushort(ordinary | gap) ^ 1));
     }
     return odd == 0 && (length == 0 || (isOrdinary(text[0]) && text[length - 1] != blank));
 }
