@@ -9,9 +9,21 @@
 
 #include <algorithm>
 #include <cstring>
+#include <malloc.h>
+
+// A block above this size comes from the system each time, as it does on a 32-bit machine. By
+// itself the C library of a 64-bit one may keep blocks of up to 32 MB instead, depending on what was
+// freed before, and what a large message costs on either side depended on that.
+static void allocateAsOnTheBoard()
+{
+    const int largestKept = 512 * 1024;
+    mallopt(M_MMAP_THRESHOLD, largestKept);
+    mallopt(M_TRIM_THRESHOLD, 2 * largestKept);
+}
 
 int main(int argc, char **argv)
 {
+    allocateAsOnTheBoard();
     QCoreApplication application(argc, argv);
     const MessageLog messages; // what Qt's debug output costs is no part of this
 

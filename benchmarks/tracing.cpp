@@ -10,6 +10,7 @@
 #include "temporaryfolder.h"
 #include "trace.h"
 
+#include <QtCore/QCoreApplication>
 #include <QtCore/QFile>
 
 #include <fcntl.h>
@@ -68,9 +69,9 @@ void timeFile(benchmark::State &state, const QString &fileName, const std::funct
     report(state, linesPerFile);
 }
 
-void fileByTrace(benchmark::State &state, bool flushEach)
+void fileByTrace(benchmark::State &state, const QString &place, bool flushEach)
 {
-    const TemporaryFolder folder;
+    const TemporaryFolder folder(place);
     const SampleTexts texts;
     Trace trace(nullptr);
     LogHandler handler(nullptr, false);
@@ -90,9 +91,9 @@ void fileByTrace(benchmark::State &state, bool flushEach)
     flushAfterEachLogMsg = true;
 }
 
-void fileBySpdlog(benchmark::State &state, bool flushEach)
+void fileBySpdlog(benchmark::State &state, const QString &place, bool flushEach)
 {
-    const TemporaryFolder folder;
+    const TemporaryFolder folder(place);
     const QString fileName = folder.filePath(QLatin1String("bench.log"));
     const std::unique_ptr<SpdlogPeer> peer = spdlogFromHeaders();
     timeFile(
@@ -103,9 +104,9 @@ void fileBySpdlog(benchmark::State &state, bool flushEach)
         });
 }
 
-void fileByWrite(benchmark::State &state)
+void fileByWrite(benchmark::State &state, const QString &place)
 {
-    const TemporaryFolder folder;
+    const TemporaryFolder folder(place);
     const QString fileName = folder.filePath(QLatin1String("bench.log"));
     std::vector<QByteArray> lines;
     for (int number = 1; number <= linesPerFile; ++number)
@@ -122,6 +123,13 @@ void fileByWrite(benchmark::State &state)
                 benchmark::DoNotOptimize(::write(file, line.constData(), size_t(line.size())));
         });
     ::close(file);
+}
+
+/** A folder of a file system in memory, if there is one. */
+QString placeInMemory()
+{
+    const char folder[] = "/dev/shm";
+    return access(folder, W_OK) == 0 ? QLatin1String(folder) : QString();
 }
 
 void lineByTrace(benchmark::State &state, const QString &message)
@@ -196,11 +204,16 @@ void addTracing(TimedList &list)
     becomeFirstThread();
     const QString plain = SampleTexts().message;
     const QString percent = QLatin1String("Pressure is 4.2 bar, valve 3 is 50 % open");
-    list.push_back({"file/spdlog", std::bind(fileBySpdlog, _1, true)});
-    list.push_back({"file/trace", std::bind(fileByTrace, _1, true)});
-    list.push_back({"file/write", fileByWrite});
-    list.push_back({"unflushed/trace", std::bind(fileByTrace, _1, false)});
-    list.push_back({"unflushed/spdlog", std::bind(fileBySpdlog, _1, false)});
+    const QString memory = placeInMemory();
+    const QString disk = QCoreApplication::applicationDirPath();
+    list.push_back({"file/spdlog", std::bind(fileBySpdlog, _1, memory, true)});
+    list.push_back({"file/trace", std::bind(fileByTrace, _1, memory, true)});
+    list.push_back({"file/write", std::bind(fileByWrite, _1, memory)});
+    list.push_back({"disk/spdlog", std::bind(fileBySpdlog, _1, disk, true)});
+    list.push_back({"disk/trace", std::bind(fileByTrace, _1, disk, true)});
+    list.push_back({"disk/write", std::bind(fileByWrite, _1, disk)});
+    list.push_back({"unflushed/trace", std::bind(fileByTrace, _1, memory, false)});
+    list.push_back({"unflushed/spdlog", std::bind(fileBySpdlog, _1, memory, false)});
     list.push_back({"line/trace", std::bind(lineByTrace, _1, plain)});
     list.push_back({"line/arg", std::bind(lineByArg, _1, plain)});
     list.push_back({"percent/trace", std::bind(lineByTrace, _1, percent)});

@@ -13,9 +13,10 @@ static int removeEntry(const char *path, const struct stat *, int, FTW *)
     return std::remove(path);
 }
 
-TemporaryFolder::TemporaryFolder()
+TemporaryFolder::TemporaryFolder(const QString &parent)
 {
-    QByteArray name = QFile::encodeName(QDir::tempPath() + QLatin1String("/qvcommon-test-XXXXXX"));
+    const QString place = parent.isEmpty() ? QDir::tempPath() : parent;
+    QByteArray name = QFile::encodeName(place + QLatin1String("/qvcommon-test-XXXXXX"));
     if (!mkdtemp(name.data()))
         qFatal("cannot create a temporary folder like %s", name.constData());
     folder = QFile::decodeName(name);

@@ -8,7 +8,8 @@
 class TemporaryFolder
 {
 public:
-    TemporaryFolder();
+    /** @param parent where it is made, or nothing for the system's folder of temporary files */
+    explicit TemporaryFolder(const QString &parent = QString());
     ~TemporaryFolder();
 
     /** The full name of @a name inside the folder. */
