@@ -3,9 +3,12 @@
 // The hot operations, one after the other, for callgrind to count their instructions. It is told
 // to collect only around them, and to write a part of its output after each.
 
+#include "adc.h"
+#include "board.h"
 #include "connectedclient.h"
 #include "documenttexts.h"
 #include "feeder.h"
+#include "gpio.h"
 #include "loghandler.h"
 #include "messagelog.h"
 #include "samplelines.h"
@@ -138,6 +141,26 @@ void countLookUp(const char *name, int size)
     });
 }
 
+void countBoard()
+{
+    const char folder[] = "imx/gpio.1/gpio/gpio40";
+    const Gpios number = Gpios(40);
+    Board board;
+    board.addLine(folder);
+    board.add(QByteArray(folder) + "/value", "1\n");
+    board.add("lradc/in_voltage0_raw", "1234\n");
+
+    Gpio input(nullptr, number, Gpio::DirectionInput, Gpio::EdgeBoth);
+    count("gpio-read", [&] { require(input.getGpioValue() == 1, "the line is not high"); });
+    count("gpio-open-and-close",
+          [&] { const Gpio line(nullptr, number, Gpio::DirectionInput, Gpio::EdgeBoth); });
+    Adc voltage(nullptr, 128, 0, 3);
+    count("adc-read", [&] { require(voltage.getAdcValue() == 3702, "a wrong voltage"); });
+    Gpio output(nullptr, number, Gpio::DirectionOutput, Gpio::EdgeNone);
+    count("gpio-write", [&] { output.setGpioValue(Gpio::ValueHigh); });
+    require(board.content(QByteArray(folder) + "/value").startsWith('1'), "the line is not driven");
+}
+
 } // namespace
 
 // The program's own clocks come before the C library's, for the libraries too: at other times
@@ -183,5 +206,6 @@ int main(int argc, char **argv)
     countLookUp("lookup-15-bytes", 15);
     countLookUp("lookup-1-kB", 1000);
     countLookUp("lookup-20-kB", 20000);
+    countBoard();
     return 0;
 }
