@@ -25,6 +25,7 @@ void bodyByClient(benchmark::State &state, const Document &document)
     SignalCounter counter(&kiv);
     counter.expected = QString::fromLatin1(document.data);
     const QString body = QString::fromLatin1(document.body);
+    fetchMemory(document.body);
     while (state.KeepRunning()) {
         QString own = body;
         kiv.handleKivMsgBody(own);
@@ -37,6 +38,7 @@ void bodyByReader(benchmark::State &state, const Document &document)
 {
     const int expected = countTokens(document.body);
     bool complete = expected > 0;
+    fetchMemory(document.body);
     while (state.KeepRunning())
         complete &= countTokens(document.body) == expected;
     require(state, complete, "the document was not read to its end");

@@ -43,6 +43,7 @@ void socketToClient(benchmark::State &state, const Document &document, Arrival a
         socket->setReadBufferSize(smallRead);
     socket->blockSignals(arrival == InOneRead);
 
+    fetchMemory(document.body);
     while (state.KeepRunning()) {
         const int before = counter.count;
         bool arrived;
@@ -65,6 +66,7 @@ void socketToReader(benchmark::State &state, const Document &document)
     Feeder feeder;
     BareSocket socket(feeder.path());
     feeder.accept();
+    fetchMemory(document.body);
     while (state.KeepRunning()) {
         const bool arrived = feeder.feed(frame, [&] { return socket.isComplete(); });
         QByteArray message = socket.takeMessage();
