@@ -20,6 +20,13 @@ char timestampBuffer[256];
 class ZoneVariable
 {
 public:
+    constexpr ZoneVariable()
+        : known(false)
+        , zone(nullptr)
+        , entries()
+    {
+    }
+
     /** The value of TZ, or null. */
     const char *value()
     {
