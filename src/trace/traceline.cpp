@@ -33,7 +33,11 @@ const Size longMessageGap = 61;
 const char16_t manyBlanks[messageColumns + 1] =
     u"                                                                                ";
 
-const QLatin1Char blank(' ');
+/** Not a constant: on Qt 4 that would need a constructor at load. */
+inline QLatin1Char blank()
+{
+    return QLatin1Char(' ');
+}
 
 bool isSpace(QChar character)
 {
@@ -77,10 +81,10 @@ bool isSimple(const QChar *text, Size length)
     ushort odd = 0;
     for (Size i = 1; i < length; ++i) {
         const ushort ordinary = isOrdinary(text[i]);
-        const ushort gap = ushort(ushort(text[i] == blank) & ushort(text[i - 1] != blank));
+        const ushort gap = ushort(ushort(text[i] == blank()) & ushort(text[i - 1] != blank()));
         odd = ushort(odd | ushort(ushort(ordinary | gap) ^ 1));
     }
-    return odd == 0 && (length == 0 || (isOrdinary(text[0]) && text[length - 1] != blank));
+    return odd == 0 && (length == 0 || (isOrdinary(text[0]) && text[length - 1] != blank()));
 }
 
 /**
@@ -99,7 +103,7 @@ QChar *writeSimplified(QChar *out, const QChar *text, Size length, bool &placeho
                 ++text;
             while (text != end && isSpace(*text));
             if (out != begin && text != end)
-                *out++ = blank;
+                *out++ = blank();
         } else {
             if (*text == QLatin1Char('%') && isPlaceholder(text, end))
                 placeholder = true;
@@ -349,7 +353,7 @@ QString traceLineByArg(const TraceFields &fields)
     if (length < longMessage)
         format += QLatin1String("%4, tid=%5, %6");
     else
-        format += QLatin1String("[Long message(%4)]") + QString(longMessageGap, blank) +
+        format += QLatin1String("[Long message(%4)]") + QString(longMessageGap, blank()) +
                   QLatin1String(", tid=%5, %6\n%7");
     if (length >= splitMessage)
         format += QLatin1String("\n%8");
