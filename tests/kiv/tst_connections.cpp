@@ -236,6 +236,8 @@ private Q_SLOTS:
     void domainConnectionRefused();
     void lostConnection_data();
     void lostConnection();
+    void sendingToADaemonThatHasGone_data();
+    void sendingToADaemonThatHasGone();
     void written_data();
     void written();
     void notConnectedDropsTheMessage();
@@ -982,6 +984,33 @@ void TestConnections::lostConnection()
     tick(fixture);
     QVERIFY(spinUntil(
         [&]() { return daemon.connections() == 2 && daemon.lastReceived() == handshake; }));
+}
+
+void TestConnections::sendingToADaemonThatHasGone_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::newRow("little") << latin1("lost");
+    QTest::newRow("much") << QString(3000000, QLatin1Char('x'));
+}
+
+/** That a daemon has gone shows when the event loop runs, not before. */
+void TestConnections::sendingToADaemonThatHasGone()
+{
+    QFETCH(QString, text);
+    ScriptedDaemon daemon(ScriptedDaemon::Local);
+    KivFixture fixture;
+    QVERIFY(fixture.connectTo(daemon));
+    daemon.cut();
+    QCOMPARE(localSocket(fixture)->state(), QLocalSocket::ConnectedState);
+    QVERIFY(fixture.kiv->sendMsgToLocalKiv(text));
+    QVERIFY(spinUntil(
+        [&]() { return localSocket(fixture)->state() == QLocalSocket::UnconnectedState; }));
+    settle();
+    QVERIFY(sameRecord(fixture.take(),
+                       localError(traced("handleLocalKivSocketErrorSlot", peerClosedText))));
+    QVERIFY(!fixture.kiv->sendMsgToLocalKiv(text));
+    tick(fixture);
+    QVERIFY(spinUntil([&]() { return daemon.lastReceived() == handshake; }));
 }
 
 void TestConnections::written_data()
