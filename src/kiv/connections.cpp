@@ -4,6 +4,7 @@
 #include "debugline.h"
 #include "frames.h"
 #include "kivlog.h"
+#include "localbytes.h"
 #include "textreader.h"
 
 #include <QtCore/QTimer>
@@ -273,7 +274,7 @@ bool KivInterface::sendMsgToLocalKiv(const QString &msg)
     if (!verifyLocalKivSocketOk())
         return false;
     // As much as a C string would hold.
-    sendAtOnce(*localKivSocket, msg.toLocal8Bit().constData());
+    sendAtOnce(*localKivSocket, LocalBytes(msg).constData());
     return true;
 }
 
@@ -281,7 +282,7 @@ bool KivInterface::sendMsgToDomainKiv(const QString &msg)
 {
     if (!verifyDomainKivSocketOk())
         return false;
-    writeAtOnce(*domainKivSocket, msg.toLocal8Bit().constData());
+    writeAtOnce(*domainKivSocket, LocalBytes(msg).constData());
     return true;
 }
 

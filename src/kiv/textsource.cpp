@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "textsource.h"
 
+#include "asciitext.h"
+
 #include <QtCore/QIODevice>
 
 #include <algorithm>
@@ -26,32 +28,14 @@ bool isDeclared(const QString &text)
     return text.startsWith(QLatin1String("<?xml"));
 }
 
-/** A number below 0x80 or 0x100 for a character of ASCII or Latin-1, but not for NUL. */
-unsigned rangeOf(ushort code)
-{
-    return code | ushort(code - 1);
-}
-
 bool isLatin1(const QString &text)
 {
     const QChar *const characters = text.constData();
     const Size size = text.size();
     unsigned range = 0;
     for (Size i = 0; i < size; ++i) // all of it, so that compilers can do several at once
-        range |= rangeOf(characters[i].unicode());
+        range |= rangeOf(characters[i]);
     return range < 0x100;
-}
-
-/** Narrows ASCII characters to bytes; returns false, leaving rubbish, if there are others. */
-bool narrow(char *out, const QChar *from, Size count)
-{
-    unsigned range = 0;
-    for (Size i = 0; i < count; ++i) {
-        const ushort code = from[i].unicode();
-        range |= rangeOf(code);
-        out[i] = char(code);
-    }
-    return range < 0x80;
 }
 
 /** Converts characters of Latin-1 to UTF-8, which takes up to two bytes each. */

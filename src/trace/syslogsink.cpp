@@ -5,9 +5,8 @@
 
 #include "syslogsink.h"
 
+#include "localbytes.h"
 #include "tracelevels.h"
-
-#include <QtCore/QByteArray>
 
 #include <cstdlib>
 #include <cstring>
@@ -98,7 +97,7 @@ void writeToSyslog(int level, const QString &message)
     const int priority = priorityOf(level);
     if (priority < 0)
         return;
-    const QByteArray text = message.toLocal8Bit();
+    const LocalBytes text(message);
 
     // The text is the format, so "%" in it asks for arguments. Each conversion finds a piece of
     // memory that may be read as a string and written to as a number; on 32-bit machines one
