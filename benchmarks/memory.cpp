@@ -20,6 +20,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <unistd.h>
 
 namespace
@@ -96,17 +97,42 @@ void measureStart(long bareHeap, long bareResident)
     print("startresident", double(residentSize() - bareResident) / kB);
 }
 
-void measureRejected()
+/** How many allocations a call makes, behind a first one; lines of all of them fit in one file. */
+void countAllocations(const char *name, const std::function<void()> &call)
 {
-    Trace trace(nullptr);
-    trace.applyLogFilters(3, -1);
-    const SampleTexts texts;
-    const int lineNumber = Trace::linenumber;
+    call();
     const long before = heapRequests();
-    for (int i = 0; i < 1000; ++i)
-        Trace::log(8, 2, texts.className, texts.functionName, texts.message);
+    for (int i = 1; i < linesPerFile; ++i)
+        call();
+    print(name, double(heapRequests() - before) / (linesPerFile - 1));
+}
+
+void measureAllocations()
+{
+    const TemporaryFolder folder;
+    const SampleTexts texts;
+    const auto log = [&] { Trace::log(8, 2, texts.className, texts.functionName, texts.message); };
+    Feeder feeder;
+    ConnectedClient client(feeder.path());
+    feeder.accept();
+    const QString ref = QLatin1String("r1");
+    const QString path = QLatin1String("/config/system/location");
+    countAllocations("requestheap", [&] {
+        require(KivInterface::requestDataGet(ref, path), "the request is not sent");
+        feeder.discard();
+    });
+
+    Trace trace(nullptr);
+    countAllocations("lineheap", log);
+    LogHandler handler(nullptr, false);
+    require(handler.open(folder.path() + QLatin1Char('/'), QLatin1String("bench")), "no log file");
+    QObject::connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
+                     Qt::DirectConnection);
+    countAllocations("fileheap", log);
+    trace.applyLogFilters(3, -1);
+    const int lineNumber = Trace::linenumber;
+    countAllocations("rejectedheap", log);
     require(Trace::linenumber == lineNumber, "a line was not rejected");
-    print("rejectedheap", double(heapRequests() - before));
 }
 
 void measureQueued()
@@ -186,8 +212,8 @@ int main(int argc, char **argv)
 
     if (name == "start" && argc == 4)
         measureStart(std::atol(argv[2]), std::atol(argv[3]));
-    else if (name == "rejected")
-        measureRejected();
+    else if (name == "allocations")
+        measureAllocations();
     else if (name == "queued")
         measureQueued();
     else if (name == "reply")
@@ -195,7 +221,8 @@ int main(int argc, char **argv)
     else if (name == "hour")
         measureHour();
     else
-        std::fprintf(stderr, "usage: %s start HEAP RESIDENT | rejected | queued | reply | hour\n",
+        std::fprintf(stderr,
+                     "usage: %s start HEAP RESIDENT | allocations | queued | reply | hour\n",
                      argv[0]);
     return std::fclose(results);
 }
