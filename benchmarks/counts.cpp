@@ -143,22 +143,26 @@ void countLookUp(const char *name, int size)
 
 void countBoard()
 {
-    const char folder[] = "imx/gpio.1/gpio/gpio40";
+    const QByteArray folder = "imx/gpio.1/gpio/gpio40";
+    const QByteArray value = folder + "/value";
     const Gpios number = Gpios(40);
     Board board;
     board.addLine(folder);
-    board.add(QByteArray(folder) + "/value", "1\n");
+    board.add(value, "1\n");
     board.add("lradc/in_voltage0_raw", "1234\n");
 
     Gpio input(nullptr, number, Gpio::DirectionInput, Gpio::EdgeBoth);
     count("gpio-read", [&] { require(input.getGpioValue() == 1, "the line is not high"); });
-    count("gpio-open-and-close",
-          [&] { const Gpio line(nullptr, number, Gpio::DirectionInput, Gpio::EdgeBoth); });
+    count("gpio-open-and-close", [&] {
+        Gpio line(nullptr, number, Gpio::DirectionInput, Gpio::EdgeBoth);
+        require(line.getGpioFd() >= 0, "the line is not open");
+    });
     Adc voltage(nullptr, 128, 0, 3);
     count("adc-read", [&] { require(voltage.getAdcValue() == 3702, "a wrong voltage"); });
     Gpio output(nullptr, number, Gpio::DirectionOutput, Gpio::EdgeNone);
+    board.add(value);
     count("gpio-write", [&] { output.setGpioValue(Gpio::ValueHigh); });
-    require(board.content(QByteArray(folder) + "/value").startsWith('1'), "the line is not driven");
+    require(board.content(value) == QByteArray(warmUps + times, '1'), "the line is not driven");
 }
 
 } // namespace
