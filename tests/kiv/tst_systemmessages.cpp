@@ -86,7 +86,7 @@ static QByteArray withoutTime(QByteArray bytes)
 bool SystemMessagesTest::received(const QString &expected)
 {
     const QByteArray bytes = expected.toLocal8Bit();
-    if (waitFor([&] { return withoutTime(daemon->lastReceived()) == bytes; }, 5000))
+    if (waitFor([&] { return withoutTime(daemon->lastReceived()) == bytes; }))
         return true;
     qWarning("got      %s\nexpected %s", daemon->lastReceived().constData(), bytes.constData());
     return false;

@@ -12,9 +12,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <mutex>
-#include <pthread.h>
 #include <sys/types.h>
-#include <time.h>
 #include <unistd.h>
 
 namespace
@@ -33,8 +31,6 @@ int writeError = 0;
 int nextWriteSize = -1;
 bool recording = false;
 QList<QByteArray> *writes = nullptr;
-int pauses[4096];
-int pauseCount = 0;
 
 template <typename Function>
 Function systemCall(const char *name, Function)
@@ -68,21 +64,6 @@ bool isLogFile(int descriptor)
         return false;
     path[length] = '\0';
     return std::strcmp(path + length - 4, ".log") == 0 || std::strstr(path, ".log (deleted)");
-}
-
-bool takePause(long milliseconds)
-{
-    if (milliseconds < 400)
-        return false;
-    std::lock_guard<std::mutex> guard(mutex);
-    if (pauseCount < int(sizeof pauses / sizeof *pauses))
-        pauses[pauseCount++] = int(milliseconds);
-    return true;
-}
-
-long millisecondsOf(const timespec &time)
-{
-    return long(time.tv_sec) * 1000 + time.tv_nsec / 1000000;
 }
 
 mode_t modeArgument(int flags, va_list arguments)
@@ -129,16 +110,6 @@ QList<QByteArray> takeWrites()
     recording = true;
     const QList<QByteArray> taken = recorded;
     recorded.clear();
-    return taken;
-}
-
-QList<int> takePauses()
-{
-    std::lock_guard<std::mutex> guard(mutex);
-    QList<int> taken;
-    for (int i = 0; i < pauseCount; ++i)
-        taken << pauses[i];
-    pauseCount = 0;
     return taken;
 }
 
@@ -206,23 +177,4 @@ EXPORTED ssize_t write(int descriptor, const void *bytes, size_t size)
     }
     guard.unlock();
     return call(descriptor, bytes, size);
-}
-
-EXPORTED int nanosleep(const timespec *time, timespec *rest)
-{
-    static const auto call = SYSTEM_CALL(nanosleep);
-    return takePause(millisecondsOf(*time)) ? 0 : call(time, rest);
-}
-
-// Qt 4 sleeps on a condition that nobody wakes, with half a second to go.
-EXPORTED int pthread_cond_timedwait(pthread_cond_t *condition, pthread_mutex_t *lock,
-                                    const timespec *deadline)
-{
-    static const auto call = SYSTEM_CALL(pthread_cond_timedwait);
-    timespec now;
-    clock_gettime(CLOCK_REALTIME, &now);
-    const long rest = millisecondsOf(*deadline) - millisecondsOf(now);
-    if (rest > 450 && rest < 550 && takePause(rest > 480 ? 500 : rest))
-        return ETIMEDOUT;
-    return call(condition, lock, deadline);
 }

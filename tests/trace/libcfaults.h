@@ -8,7 +8,7 @@
 
 /**
  * Some calls of the C library that files are made with, as this process makes them: they can be
- * let fail, are recorded, and the long pause before a file changes is cut short.
+ * let fail and are recorded.
  *
  * The executable's own definitions come before the C library's, for Qt and the library too.
  */
@@ -33,9 +33,6 @@ void clearFaults();
 
 /** The writes to log files since the last call, one entry each. Records from the first call on. */
 QList<QByteArray> takeWrites();
-
-/** The pauses of 400 ms and more since the last call, in ms. They take no time. */
-QList<int> takePauses();
 
 /** The open descriptors of log files. */
 QList<int> logDescriptors();

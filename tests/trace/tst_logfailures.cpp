@@ -9,6 +9,7 @@
 #include "messagelog.h"
 #include "privatemounts.h"
 #include "skip.h"
+#include "threadtimes.h"
 #include "trace.h"
 
 #include <QtCore/QCoreApplication>

@@ -8,6 +8,7 @@
 #include "loghandler.h"
 #include "messagelog.h"
 #include "random.h"
+#include "threadtimes.h"
 #include "trace.h"
 #include "waiting.h"
 
