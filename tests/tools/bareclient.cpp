@@ -6,6 +6,8 @@
 #include "waiting.h"
 #include "wiremessages.h"
 
+#include <QtCore/QCoreApplication>
+
 #include <sys/socket.h>
 
 BareClient::BareClient(Transport transport, const SimulatorProcess &simulator)
@@ -77,6 +79,12 @@ QByteArray BareClient::exchange(const QByteArray &requests)
     spinUntil([&]() { return received.endsWith(answer) || !isConnected(); });
     const QByteArray all = take(int(received.size()));
     return all.endsWith(answer) ? all.left(all.size() - answer.size()) : all + "(no end)";
+}
+
+QByteArray BareClient::arrived()
+{
+    QCoreApplication::processEvents();
+    return take(int(received.size()));
 }
 
 QByteArray BareClient::untilClosed()

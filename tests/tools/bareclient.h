@@ -33,6 +33,8 @@ public:
      * @return all that came before it
      */
     QByteArray exchange(const QByteArray &requests);
+    /** Takes what has arrived by now. */
+    QByteArray arrived();
     /** Waits until the other side hangs up. @return all that came, or "still connected" */
     QByteArray untilClosed();
 

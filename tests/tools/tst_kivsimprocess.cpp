@@ -4,7 +4,6 @@
 #include "waiting.h"
 #include "wiremessages.h"
 
-#include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
 #include <QtCore/QList>
 #include <QtTest/QtTest>
@@ -37,12 +36,6 @@ QStringList list(const char *words)
 QByteArray hostnameAnswer(const QByteArray &name)
 {
     return getAnswer("r", hostnamePath, "<hostname>" + name + "</hostname>");
-}
-
-/** What must have passed of a time: Qt's coarse timers may come 5 percent early. */
-int leastOf(int milliseconds)
-{
-    return milliseconds * 94 / 100;
 }
 
 bool isSocket(const QString &path)
@@ -463,13 +456,10 @@ void tst_KivSimProcess::restartsOnRequest()
     QCOMPARE(readable(one.exchange(edit)), readable(editAnswer("e")));
     QCOMPARE(readable(other.exchange(getRequest("r", hostnamePath))),
              readable(hostnameAnswer("new")));
-    QElapsedTimer clock;
-    clock.start();
     one.send(misbehaveRequest("m", "restart:300"));
     QCOMPARE(readable(one.untilClosed()), readable(sessionInfoAnswer("m")));
     QCOMPARE(readable(other.untilClosed()), QString());
     QVERIFY(kivsim.waitForReady(2));
-    QVERIFY(clock.elapsed() >= leastOf(300));
     QCOMPARE(readable(kivsim.output()), readable(line + line));
     for (BareClient::Transport transport : {local, tcp}) {
         BareClient client(transport, kivsim);
@@ -487,12 +477,9 @@ void tst_KivSimProcess::restartsAtHangup()
     QVERIFY(kivsim.start());
     const QByteArray line = kivsim.output();
     BareClient client(local, kivsim);
-    QElapsedTimer clock;
-    clock.start();
     kivsim.send(SIGHUP);
     QCOMPARE(readable(client.untilClosed()), QString());
     QVERIFY(kivsim.waitForReady(2));
-    QVERIFY(clock.elapsed() >= leastOf(500));
     QCOMPARE(readable(kivsim.output()), readable(line + line));
     BareClient next(tcp, kivsim);
     QCOMPARE(readable(next.exchange(question)), readable(answer));

@@ -36,40 +36,39 @@ OutputQueue::OutputQueue()
     : m_size(0)
     , m_nextPiece(0)
 {
-    m_clock.start();
 }
 
-void OutputQueue::add(const std::string &frame, const Misbehaviour &misbehaviour)
+void OutputQueue::add(const std::string &frame, const Misbehaviour &misbehaviour, qint64 now)
 {
     if (misbehaviour.garbage > 0) {
         Misbehaviour whole = misbehaviour;
         whole.cut = false;
-        push(garbageFrame(misbehaviour.garbage), whole);
+        push(garbageFrame(misbehaviour.garbage), whole, now);
     }
-    push(frame, misbehaviour);
+    push(frame, misbehaviour, now);
 }
 
-void OutputQueue::push(const std::string &bytes, const Misbehaviour &misbehaviour)
+void OutputQueue::push(const std::string &bytes, const Misbehaviour &misbehaviour, qint64 now)
 {
     const std::size_t end =
         misbehaviour.cut ? cutPosition(misbehaviour, bytes.size()) : bytes.size();
-    m_frames.push_back(Frame{bytes, 0, end, m_clock.elapsed() + misbehaviour.delay, misbehaviour});
+    m_frames.push_back(Frame{bytes, 0, end, now + misbehaviour.delay, misbehaviour});
     m_size += end;
 }
 
-int OutputQueue::waitTime() const
+int OutputQueue::waitTime(qint64 now) const
 {
     if (m_frames.empty())
         return 0;
     const Frame &frame = m_frames.front();
     const qint64 due = frame.sent == 0 ? std::max(frame.due, m_nextPiece) : m_nextPiece;
-    return static_cast<int>(std::max<qint64>(due - m_clock.elapsed(), 0));
+    return static_cast<int>(std::max<qint64>(due - now, 0));
 }
 
-OutputQueue::State OutputQueue::write(int socket)
+OutputQueue::State OutputQueue::write(int socket, qint64 now)
 {
     while (!m_frames.empty()) {
-        if (waitTime() > 0)
+        if (waitTime(now) > 0)
             return Waiting;
         Frame &frame = m_frames.front();
         const std::size_t wanted =
@@ -87,7 +86,7 @@ OutputQueue::State OutputQueue::write(int socket)
         }
         const bool inPieces = isInPieces(frame.misbehaviour);
         if (inPieces)
-            m_nextPiece = m_clock.elapsed() + frame.misbehaviour.gap;
+            m_nextPiece = now + frame.misbehaviour.gap;
         if (frame.sent == frame.end) {
             if (frame.end < frame.bytes.size())
                 return CutShort;

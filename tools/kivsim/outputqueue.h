@@ -6,13 +6,17 @@
 
 #include <cstddef>
 #include <deque>
-#include <QtCore/QElapsedTimer>
+#include <QtCore/QtGlobal>
 #include <string>
 
 namespace kivsim
 {
 
-/** The frames that wait to be sent on one connection, each with the manner to send it in. */
+/**
+ * The frames that wait to be sent on one connection, each with the manner to send it in.
+ *
+ * The queue has no clock: @a now is the time in milliseconds by a clock of the caller's.
+ */
 class OutputQueue
 {
 public:
@@ -27,11 +31,11 @@ public:
 
     OutputQueue();
 
-    void add(const std::string &frame, const Misbehaviour &misbehaviour);
+    void add(const std::string &frame, const Misbehaviour &misbehaviour, qint64 now);
     /** Writes as much as goes without blocking. */
-    State write(int socket);
+    State write(int socket, qint64 now);
     /** @return the milliseconds until the next write */
-    int waitTime() const;
+    int waitTime(qint64 now) const;
     /** @return the number of bytes that wait */
     std::size_t size() const { return m_size; }
 
@@ -44,11 +48,10 @@ private:
         Misbehaviour misbehaviour;
     };
 
-    void push(const std::string &bytes, const Misbehaviour &misbehaviour);
+    void push(const std::string &bytes, const Misbehaviour &misbehaviour, qint64 now);
 
     std::deque<Frame> m_frames;
     std::size_t m_size;
-    QElapsedTimer m_clock;
     qint64 m_nextPiece; ///< when the next piece may be sent
 };
 

@@ -38,6 +38,8 @@ Server::Server(const Options &options)
     , m_requests(m_tree, m_subscriptions, [this](int delay) { restart(delay); })
     , m_port(options.port)
     , m_nextNumber(1)
+    , m_downTimer(this)
+    , m_upTimer(this)
 {
     m_downTimer.setSingleShot(true);
     m_upTimer.setSingleShot(true);

@@ -40,6 +40,7 @@ Session::Session(int socket, int number, const Options &options, Requests &reque
 {
     m_writeNotifier.setEnabled(false);
     m_timer.setSingleShot(true);
+    m_clock.start();
     connect(&m_readNotifier, SIGNAL(activated(int)), this, SLOT(read()));
     connect(&m_writeNotifier, SIGNAL(activated(int)), this, SLOT(proceed()));
     connect(&m_timer, SIGNAL(timeout()), this, SLOT(proceed()));
@@ -77,7 +78,7 @@ void Session::enqueue(const std::string &frame, const Misbehaviour &misbehaviour
         return;
     }
     log("<-", frame.data(), frame.size());
-    m_output.add(frame, misbehaviour);
+    m_output.add(frame, misbehaviour, m_clock.elapsed());
     if (m_outputState == OutputQueue::Empty) {
         write();
         awaitEvents();
@@ -86,7 +87,7 @@ void Session::enqueue(const std::string &frame, const Misbehaviour &misbehaviour
 
 void Session::write()
 {
-    m_outputState = m_output.write(m_socket);
+    m_outputState = m_output.write(m_socket, m_clock.elapsed());
     if (m_outputState == OutputQueue::CutShort)
         end("cut as ordered");
     else if (m_outputState == OutputQueue::Broken)
@@ -148,7 +149,7 @@ void Session::awaitEvents()
     m_readNotifier.setEnabled(!m_peerFinished && !isCongested());
     m_writeNotifier.setEnabled(m_outputState == OutputQueue::Blocked);
     if (m_outputState == OutputQueue::Waiting)
-        m_timer.start(m_output.waitTime());
+        m_timer.start(m_output.waitTime(m_clock.elapsed()));
 }
 
 bool Session::isCongested() const

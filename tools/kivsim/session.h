@@ -8,6 +8,7 @@
 #include "outputqueue.h"
 
 #include <cstddef>
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QObject>
 #include <QtCore/QSocketNotifier>
 #include <QtCore/QTimer>
@@ -55,6 +56,7 @@ private:
     int m_number;
     FrameSplitter m_input;
     OutputQueue m_output;
+    QElapsedTimer m_clock; ///< of the output
     OutputQueue::State m_outputState;
     Misbehaviour m_misbehaviour;
     bool m_peerFinished; ///< whether the client has sent all it will
