@@ -2,16 +2,26 @@
 #include "scripteddaemon.h"
 
 #include "kivdredirect.h"
+#include "loopback.h"
 
 #include <QtNetwork/QLocalSocket>
 #include <QtNetwork/QTcpSocket>
+
+#include <unistd.h>
 
 const char handshake[] = "\f\nencode:xml\r\n\r\n\f\n";
 
 ScriptedDaemon::ScriptedDaemon(Transport transport)
     : transport(transport)
+    , portHolder(-1)
     , tcpPort(0)
 {
+    if (transport == Tcp) {
+        portHolder = takePort(0, true); // as Qt's servers share theirs
+        tcpPort = quint16(portOf(portHolder));
+        if (tcpPort == 0)
+            qFatal("no port for a daemon");
+    }
     connect(&localServer, SIGNAL(newConnection()), SLOT(accept()));
     connect(&tcpServer, SIGNAL(newConnection()), SLOT(accept()));
     start();
@@ -22,6 +32,8 @@ ScriptedDaemon::~ScriptedDaemon()
     stop();
     if (transport == Local)
         redirectKivd(QLatin1String("/nonexistent/kivd"));
+    else
+        ::close(portHolder);
 }
 
 void ScriptedDaemon::start()
@@ -35,7 +47,6 @@ void ScriptedDaemon::start()
     } else {
         if (!tcpServer.listen(QHostAddress::LocalHost, tcpPort))
             qFatal("%s", qPrintable(tcpServer.errorString()));
-        tcpPort = tcpServer.serverPort();
     }
 }
 

@@ -61,6 +61,7 @@ private:
     TemporaryFolder folder;
     QLocalServer localServer;
     QTcpServer tcpServer;
+    int portHolder; ///< a socket with the port, lest another process be given it after stop()
     quint16 tcpPort;
     QList<QIODevice *> sockets;
     QList<QByteArray> received;

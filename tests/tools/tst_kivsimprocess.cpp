@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "bareclient.h"
+#include "loopback.h"
 #include "simulatorprocess.h"
 #include "waiting.h"
 #include "wiremessages.h"
@@ -8,6 +9,7 @@
 #include <QtCore/QList>
 #include <QtTest/QtTest>
 
+#include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
@@ -130,6 +132,7 @@ private Q_SLOTS:
     void removesOnlyItsOwnSocket();
 
     void restartsOnRequest();
+    void reservesItsPortWhileAway();
     void restartsAtHangup();
     void restartsOftenUnderLoad();
     void readsTheDocumentAgain();
@@ -469,6 +472,21 @@ void tst_KivSimProcess::restartsOnRequest()
     QCOMPARE(kivsim.stop(), QByteArray("exit 0"));
     QVERIFY(!exists(kivsim.socketPath()));
     QCOMPARE(readable(kivsim.errors()), QString());
+}
+
+void tst_KivSimProcess::reservesItsPortWhileAway()
+{
+    SimulatorProcess kivsim;
+    QVERIFY(kivsim.start());
+    BareClient client(local, kivsim);
+    client.send(misbehaveRequest("m", "restart:600000"));
+    QCOMPARE(readable(client.untilClosed()), readable(sessionInfoAnswer("m")));
+    QVERIFY(waitFor([&]() { return !BareClient(tcp, kivsim).isConnected(); }));
+    const int socket = takePort(kivsim.port(), false);
+    const int error = errno;
+    QCOMPARE(socket, -1);
+    QCOMPARE(error, EADDRINUSE);
+    QCOMPARE(kivsim.stop(), QByteArray("exit 0"));
 }
 
 void tst_KivSimProcess::restartsAtHangup()

@@ -72,6 +72,26 @@ FileState inspect(const std::string &path, std::string &error)
     return Unusable;
 }
 
+/** @return a socket that has the port, or any if that is 0; without it -1 */
+int socketWithPort(int port)
+{
+    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    // Connections of an earlier run that are still winding down must not keep the port.
+    const int on = 1;
+    ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    sockaddr_in address;
+    std::memset(&address, 0, sizeof address);
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<in_port_t>(port));
+    if (::bind(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0)
+        return socket;
+    const int error = errno;
+    ::close(socket);
+    errno = error;
+    return -1;
+}
+
 void closeDescriptor(int &descriptor)
 {
     if (descriptor >= 0)
@@ -84,7 +104,7 @@ void closeDescriptor(int &descriptor)
 ListeningSockets::ListeningSockets()
     : m_unixSocket(-1)
     , m_tcpSocket(-1)
-    , m_port(0)
+    , m_portHolder(-1)
     , m_device(0)
     , m_inode(0)
 {
@@ -93,6 +113,7 @@ ListeningSockets::ListeningSockets()
 ListeningSockets::~ListeningSockets()
 {
     close();
+    closeDescriptor(m_portHolder);
 }
 
 bool ListeningSockets::open(const std::string &path, int port, std::string &error)
@@ -107,24 +128,31 @@ bool ListeningSockets::open(const std::string &path, int port, std::string &erro
 
 bool ListeningSockets::openTcp(int port, std::string &error)
 {
-    m_tcpSocket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    // Connections of an earlier run that are still winding down must not keep the port.
-    const int on = 1;
-    ::setsockopt(m_tcpSocket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    sockaddr_in address;
-    std::memset(&address, 0, sizeof address);
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<in_port_t>(port));
-    socklen_t size = sizeof address;
-    if (::bind(m_tcpSocket, reinterpret_cast<const sockaddr *>(&address), size) != 0 ||
-        ::listen(m_tcpSocket, backlog) != 0 ||
-        ::getsockname(m_tcpSocket, reinterpret_cast<sockaddr *>(&address), &size) != 0) {
-        error = "cannot listen on 127.0.0.1:" + std::to_string(port) + ": " + lastError();
+    if (listenOnTcp(port))
+        return true;
+    const std::string reason = lastError();
+    const int wanted = m_portHolder < 0 ? port : this->port();
+    error = "cannot listen on 127.0.0.1:" + std::to_string(wanted) + ": " + reason;
+    return false;
+}
+
+bool ListeningSockets::listenOnTcp(int port)
+{
+    if (m_portHolder < 0)
+        m_portHolder = socketWithPort(port);
+    if (m_portHolder < 0)
         return false;
-    }
-    m_port = ntohs(address.sin_port);
-    return true;
+    m_tcpSocket = socketWithPort(this->port());
+    return m_tcpSocket >= 0 && ::listen(m_tcpSocket, backlog) == 0;
+}
+
+int ListeningSockets::port() const
+{
+    sockaddr_in address;
+    socklen_t size = sizeof address;
+    const bool known =
+        ::getsockname(m_portHolder, reinterpret_cast<sockaddr *>(&address), &size) == 0;
+    return known ? ntohs(address.sin_port) : 0;
 }
 
 bool ListeningSockets::openUnix(const std::string &path, bool replace, std::string &error)

@@ -19,28 +19,33 @@ public:
      * Opens the sockets. A dead socket file is replaced; a live one, and any other file, is left
      * alone.
      * @param path of the socket file, or empty
-     * @param port TCP port, or 0 for any that is free
+     * @param port TCP port, or 0 for any that is free; after the first time it is the same again
      * @return whether all are open; if not, none is, and error says why in one line
      */
     bool open(const std::string &path, int port, std::string &error);
-    /** Closes both and removes the socket file. */
+    /**
+     * Closes both and removes the socket file. The port stays reserved: clients look for the
+     * daemon where they found it before.
+     */
     void close();
 
     /** @return the descriptor, or -1 */
     int unixSocket() const { return m_unixSocket; }
     int tcpSocket() const { return m_tcpSocket; }
-    int port() const { return m_port; }
+    /** @return the TCP port, or 0 if there has not been one yet */
+    int port() const;
 
 private:
     ListeningSockets(const ListeningSockets &);
     ListeningSockets &operator=(const ListeningSockets &);
 
     bool openTcp(int port, std::string &error);
+    bool listenOnTcp(int port);
     bool openUnix(const std::string &path, bool replace, std::string &error);
 
     int m_unixSocket;
     int m_tcpSocket;
-    int m_port;
+    int m_portHolder;   ///< bound to the port, without listening
     std::string m_path; ///< of the socket file while there is one
     dev_t m_device;     ///< and what tells it from another one under the same name
     ino_t m_inode;

@@ -36,7 +36,6 @@ Server::Server(const Options &options)
     : m_options(options)
     , m_subscriptions(m_tree)
     , m_requests(m_tree, m_subscriptions, [this](int delay) { restart(delay); })
-    , m_port(options.port)
     , m_nextNumber(1)
     , m_downTimer(this)
     , m_upTimer(this)
@@ -61,15 +60,13 @@ bool Server::start(std::string &error)
 
 bool Server::listen(std::string &error)
 {
-    if (!m_sockets.open(m_options.socketPath, m_port, error))
+    if (!m_sockets.open(m_options.socketPath, m_options.port, error))
         return false;
-    // After a restart clients look for the daemon where they found it before.
-    m_port = m_sockets.port();
     connectNotifier(m_unixNotifier, m_sockets.unixSocket(), this, SLOT(acceptUnix()));
     connectNotifier(m_tcpNotifier, m_sockets.tcpSocket(), this, SLOT(acceptTcp()));
     const bool hasPath = !m_options.socketPath.empty();
     std::printf("kivsim: listening on %s%s127.0.0.1:%d\n", m_options.socketPath.c_str(),
-                hasPath ? " and " : "", m_port);
+                hasPath ? " and " : "", m_sockets.port());
     std::fflush(stdout);
     return true;
 }

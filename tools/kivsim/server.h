@@ -56,7 +56,6 @@ private:
     QScopedPointer<QSocketNotifier> m_unixNotifier;
     QScopedPointer<QSocketNotifier> m_tcpNotifier;
     std::set<Session *> m_sessions;
-    int m_port; ///< the one asked for, later the one found
     int m_nextNumber;
     QTimer m_downTimer;
     QTimer m_upTimer;
