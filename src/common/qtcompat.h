@@ -9,6 +9,7 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QtGlobal>
+#include <QtCore/QTimer>
 #include <QtCore/QXmlStreamReader>
 #if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
 #    include <QtCore/QTextCodec>
@@ -105,6 +106,43 @@ inline void messageOutput(QtMsgType type, const QString &line)
     qt_message_output(type, QMessageLogContext(), line);
 #endif
 }
+
+/**
+ * Timers that keep to their times. Qt 5 and 6, unlike Qt 4, by themselves let a timer be a twentieth
+ * of its interval early.
+ */
+#if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
+inline void startTimerEvents(QObject *object, int milliseconds)
+{
+    object->startTimer(milliseconds);
+}
+
+inline void startSingleShot(int milliseconds, QObject *receiver, const char *slot)
+{
+    QTimer::singleShot(milliseconds, receiver, slot);
+}
+
+inline void startPrecisely(QTimer *timer, int milliseconds)
+{
+    timer->start(milliseconds);
+}
+#else
+inline void startTimerEvents(QObject *object, int milliseconds)
+{
+    object->startTimer(milliseconds, Qt::PreciseTimer);
+}
+
+inline void startSingleShot(int milliseconds, QObject *receiver, const char *slot)
+{
+    QTimer::singleShot(milliseconds, Qt::PreciseTimer, receiver, slot);
+}
+
+inline void startPrecisely(QTimer *timer, int milliseconds)
+{
+    timer->setTimerType(Qt::PreciseTimer);
+    timer->start(milliseconds);
+}
+#endif
 
 /** The signal by which a socket of class @a error reports errors, for connect(). */
 #if QT_VERSION < QT_VERSION_CHECK(5, 15, 0)

@@ -5,9 +5,9 @@
 #include "frames.h"
 #include "kivlog.h"
 #include "localbytes.h"
+#include "qtcompat.h"
 #include "textreader.h"
 
-#include <QtCore/QTimer>
 #include <QtNetwork/QTcpSocket>
 
 #include <algorithm>
@@ -122,9 +122,9 @@ KivInterface::KivInterface(QObject *parent)
                 << "Allocate 20000 bytes for rcvDomainFrameBuffer";
     createLocalKivSocket();
     createDomainKivSocket();
-    QTimer::singleShot(firstConnectDelay, this, SLOT(connectToLocalKivSocketSlot()));
-    QTimer::singleShot(firstConnectDelay, this, SLOT(connectToDomainKivSocketSlot()));
-    startTimer(reconnectPeriod);
+    startSingleShot(firstConnectDelay, this, SLOT(connectToLocalKivSocketSlot()));
+    startSingleShot(firstConnectDelay, this, SLOT(connectToDomainKivSocketSlot()));
+    startTimerEvents(this, reconnectPeriod);
 }
 
 KivInterface::~KivInterface()

@@ -180,7 +180,7 @@ void LogHandler::startFlushTimer()
     // A timer of another thread cannot be a child.
     QTimer *const timer = new QTimer(thread() == currentThread() ? this : nullptr);
     connect(timer, SIGNAL(timeout()), SLOT(onFlushTimeout()));
-    timer->start(1000);
+    startPrecisely(timer, 1000);
     store(flushTimer, timer);
 }
 

@@ -118,16 +118,19 @@ private:
     QList<int> descriptors;
 };
 
+// Qt 4 tells a pair; its timers all keep to their intervals.
 template <typename Id, typename Interval>
 int intervalOf(const QPair<Id, Interval> &timer)
 {
     return timer.second;
 }
 
+/** The interval of a timer that keeps to it, or -1. */
 template <typename TimerInfo>
 auto intervalOf(const TimerInfo &timer) -> decltype(int(timer.interval))
 {
-    return int(timer.interval);
+    const int precise = 0; // Qt::PreciseTimer, which Qt 4 has no name for
+    return int(timer.timerType) == precise ? int(timer.interval) : -1;
 }
 
 QList<int> timersOf(QObject *object)
