@@ -4,6 +4,7 @@
 #include "kivfixture.h"
 #include "plainhandlers.h"
 #include "plainreceiver.h"
+#include "random.h"
 
 #include <cstdio>
 

@@ -48,25 +48,6 @@ struct PlainReceiver {
     }
 };
 
-/** The same random numbers on every machine and at every run. */
-class Random
-{
-public:
-    explicit Random(quint32 seed)
-        : state(seed)
-    {
-    }
-
-    int below(int bound)
-    {
-        state = state * Q_UINT64_C(6364136223846793005) + Q_UINT64_C(1442695040888963407);
-        return int((state >> 33) % quint64(bound));
-    }
-
-private:
-    quint64 state;
-};
-
 /** A text in which every character can be read. */
 inline QByteArray shown(const QString &text)
 {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivfixture.h"
 #include "plainreceiver.h"
+#include "random.h"
 #include "scripteddaemon.h"
 #include "waiting.h"
 
