@@ -3,16 +3,15 @@
 // Analogue inputs in a folder of files.
 
 #include "adc.h"
-#include "board.h"
-#include "filecalls.h"
-#include "kivlogs.h"
+#include "boardtest.h"
 #include "messagelog.h"
-#include "trace.h"
+#include "texts.h"
 
 #include <QtCore/QPointer>
 #include <QtCore/QScopedPointer>
 #include <QtTest/QTest>
 
+#include <cerrno>
 #include <climits>
 #include <cstring>
 #include <fcntl.h>
@@ -24,74 +23,59 @@ namespace
 const unsigned lradc = 128;
 const char created[] = "Adc Adc Creating Object ";
 
-QString text(const char *format)
-{
-    return QString::fromLatin1(format);
-}
-
 } // namespace
 
-class tst_Adc : public QObject
+class TestAdc : public BoardTest
 {
     Q_OBJECT
 private Q_SLOTS:
     void init();
     void cleanup();
 
-    void staticData();
+    void hasTheStaticDataThatApplicationsRelyOn();
     void opensI2cChannels_data();
     void opensI2cChannels();
     void opensLradcChannels_data();
     void opensLradcChannels();
     void refusesBadArguments_data();
     void refusesBadArguments();
-    void missingFile_data();
-    void missingFile();
-    void opensAgain();
+    void readsZeroWithoutFile_data();
+    void readsZeroWithoutFile();
+    void opensAgainForTheCaller();
     void opensOnlyItsOwnKind();
-    void reads_data();
-    void reads();
-    void scales_data();
-    void scales();
-    void readsAfresh();
-    void callsOfARead();
-    void failedReads_data();
-    void failedReads();
-    void descriptorZero();
+    void readsTheNumberInTheFile_data();
+    void readsTheNumberInTheFile();
+    void multipliesByTheScale_data();
+    void multipliesByTheScale();
+    void readsAfreshEachTime();
+    void seeksAndReadsOnceForEachValue();
+    void readsZeroIfReadingFails_data();
+    void readsZeroIfReadingFails();
+    void neverClosesDescriptorZero();
     void cutsLongFileNames_data();
     void cutsLongFileNames();
-    void descriptorIsClosedOnExec();
+    void closesItsDescriptorOnExec();
     void belongsToItsParent();
     void leaksNoDescriptors_data();
     void leaksNoDescriptors();
 
 private:
-    QScopedPointer<Board> board;
-    QScopedPointer<Trace> trace;
-    QScopedPointer<TraceLog> log;
     QScopedPointer<MessageLog> messages;
-    QScopedPointer<FileCalls> calls;
 };
 
-void tst_Adc::init()
+void TestAdc::init()
 {
-    board.reset(new Board);
-    trace.reset(new Trace(nullptr));
-    log.reset(new TraceLog(trace.data()));
+    BoardTest::init();
     messages.reset(new MessageLog);
-    calls.reset(new FileCalls);
 }
 
-void tst_Adc::cleanup()
+void TestAdc::cleanup()
 {
-    calls.reset();
     messages.reset();
-    log.reset();
-    trace.reset();
-    board.reset();
+    BoardTest::cleanup();
 }
 
-void tst_Adc::staticData()
+void TestAdc::hasTheStaticDataThatApplicationsRelyOn()
 {
     const char chips[] = "0-0048\0\0"
                          "0-0049\0\0"
@@ -116,7 +100,7 @@ void tst_Adc::staticData()
              text("/sys/devices/80000000.apb/80040000.apbx/80058000.i2c/i2c-0/"));
 }
 
-void tst_Adc::opensI2cChannels_data()
+void TestAdc::opensI2cChannels_data()
 {
     QTest::addColumn<unsigned>("device");
     QTest::addColumn<unsigned>("channel");
@@ -130,7 +114,7 @@ void tst_Adc::opensI2cChannels_data()
     }
 }
 
-void tst_Adc::opensI2cChannels()
+void TestAdc::opensI2cChannels()
 {
     QFETCH(unsigned, device);
     QFETCH(unsigned, channel);
@@ -154,7 +138,7 @@ void tst_Adc::opensI2cChannels()
     QCOMPARE(log->take(), QStringList(text("Adc|Adc|Creating Object")));
 }
 
-void tst_Adc::opensLradcChannels_data()
+void TestAdc::opensLradcChannels_data()
 {
     QTest::addColumn<unsigned>("channel");
     QTest::addColumn<QByteArray>("name");
@@ -165,7 +149,7 @@ void tst_Adc::opensLradcChannels_data()
     }
 }
 
-void tst_Adc::opensLradcChannels()
+void TestAdc::opensLradcChannels()
 {
     QFETCH(unsigned, channel);
     QFETCH(QByteArray, name);
@@ -189,7 +173,7 @@ void tst_Adc::opensLradcChannels()
     QCOMPARE(log->take(), QStringList(text("Adc|Adc|Creating Object")));
 }
 
-void tst_Adc::refusesBadArguments_data()
+void TestAdc::refusesBadArguments_data()
 {
     QTest::addColumn<unsigned>("device");
     QTest::addColumn<unsigned>("channel");
@@ -209,7 +193,7 @@ void tst_Adc::refusesBadArguments_data()
     }
 }
 
-void tst_Adc::refusesBadArguments()
+void TestAdc::refusesBadArguments()
 {
     QFETCH(unsigned, device);
     QFETCH(unsigned, channel);
@@ -229,7 +213,7 @@ void tst_Adc::refusesBadArguments()
     QCOMPARE(log->take(), QStringList(text("Adc|Adc|Creating Object")));
 }
 
-void tst_Adc::missingFile_data()
+void TestAdc::readsZeroWithoutFile_data()
 {
     QTest::addColumn<unsigned>("device");
     QTest::addColumn<unsigned>("channel");
@@ -239,7 +223,7 @@ void tst_Adc::missingFile_data()
                            << text("debug: Adc Failed to open 128 15 in_voltage15_raw ");
 }
 
-void tst_Adc::missingFile()
+void TestAdc::readsZeroWithoutFile()
 {
     QFETCH(unsigned, device);
     QFETCH(unsigned, channel);
@@ -257,7 +241,7 @@ void tst_Adc::missingFile()
     QCOMPARE(log->take(), QStringList(text("Adc|Adc|Creating Object")));
 }
 
-void tst_Adc::opensAgain()
+void TestAdc::opensAgainForTheCaller()
 {
     board->add("i2c/0-0049/in2_input", "11");
     board->add("lradc/in_temp8_raw", "12");
@@ -277,7 +261,7 @@ void tst_Adc::opensAgain()
     QCOMPARE(lradcInput.getAdcRaw(), 12u);
 }
 
-void tst_Adc::opensOnlyItsOwnKind()
+void TestAdc::opensOnlyItsOwnKind()
 {
     board->add("i2c/0-0049/in2_input", "11");
     board->add("lradc/in_voltage2_raw", "12");
@@ -289,7 +273,7 @@ void tst_Adc::opensOnlyItsOwnKind()
     QCOMPARE(calls->take(), QStringList());
 }
 
-void tst_Adc::reads_data()
+void TestAdc::readsTheNumberInTheFile_data()
 {
     QTest::addColumn<QByteArray>("content");
     QTest::addColumn<unsigned>("raw");
@@ -324,7 +308,7 @@ void tst_Adc::reads_data()
     QTest::newRow("long file") << QByteArray("42\n") + QByteArray(10000, '9') << 42u << 126u;
 }
 
-void tst_Adc::reads()
+void TestAdc::readsTheNumberInTheFile()
 {
     QFETCH(QByteArray, content);
     QFETCH(unsigned, raw);
@@ -339,7 +323,7 @@ void tst_Adc::reads()
     QCOMPARE(lradcInput.getAdcRaw(), raw);
 }
 
-void tst_Adc::scales_data()
+void TestAdc::multipliesByTheScale_data()
 {
     QTest::addColumn<unsigned>("scale");
     QTest::addColumn<unsigned>("value");
@@ -350,7 +334,7 @@ void tst_Adc::scales_data()
     QTest::newRow("25") << 25u << 102375u;
 }
 
-void tst_Adc::scales()
+void TestAdc::multipliesByTheScale()
 {
     QFETCH(unsigned, scale);
     QFETCH(unsigned, value);
@@ -360,7 +344,7 @@ void tst_Adc::scales()
     QCOMPARE(input.getAdcValue(), value);
 }
 
-void tst_Adc::readsAfresh()
+void TestAdc::readsAfreshEachTime()
 {
     board->add("i2c/0-004b/in7_input", "100\n");
     Adc input(nullptr, 3, 7, 2);
@@ -375,7 +359,7 @@ void tst_Adc::readsAfresh()
     QCOMPARE(input.getAdcRaw(), 8u);
 }
 
-void tst_Adc::callsOfARead()
+void TestAdc::seeksAndReadsOnceForEachValue()
 {
     board->add("lradc/in_temp7_raw", "5\n");
     Adc input(nullptr, lradc, 7, 2);
@@ -388,27 +372,27 @@ void tst_Adc::callsOfARead()
     QCOMPARE(calls->take(), expected);
 }
 
-void tst_Adc::failedReads_data()
+void TestAdc::readsZeroIfReadingFails_data()
 {
     QTest::addColumn<int>("answer");
     QTest::newRow("error") << -1;
     QTest::newRow("end of file") << 0;
 }
 
-void tst_Adc::failedReads()
+void TestAdc::readsZeroIfReadingFails()
 {
     QFETCH(int, answer);
     board->add("lradc/in_voltage1_raw", "5\n");
     Adc input(nullptr, lradc, 1, 2);
     QCOMPARE(input.getAdcValue(), 10u);
     messages->clear();
-    calls->answer("lradc/in_voltage1_raw", answer);
+    calls->fail("read */in_voltage1_raw", EIO, answer);
     QCOMPARE(input.getAdcRaw(), 0u);
     QCOMPARE(input.getAdcValue(), 0u);
     QCOMPARE(messages->lines(), QStringList());
 }
 
-void tst_Adc::descriptorZero()
+void TestAdc::neverClosesDescriptorZero()
 {
     board->add("lradc/in_voltage1_raw", "5\n");
     const FreeDescriptorZero freed;
@@ -424,7 +408,7 @@ void tst_Adc::descriptorZero()
     QVERIFY(fcntl(0, F_GETFD) >= 0);
 }
 
-void tst_Adc::cutsLongFileNames_data()
+void TestAdc::cutsLongFileNames_data()
 {
     QTest::addColumn<unsigned>("device");
     QTest::addColumn<int>("length");
@@ -437,7 +421,7 @@ void tst_Adc::cutsLongFileNames_data()
     QTest::newRow("LRADC, very long") << lradc << 1000;
 }
 
-void tst_Adc::cutsLongFileNames()
+void TestAdc::cutsLongFileNames()
 {
     QFETCH(unsigned, device);
     QFETCH(int, length);
@@ -461,7 +445,7 @@ void tst_Adc::cutsLongFileNames()
     QCOMPARE(input.getAdcRaw(), length <= room ? 5u : 0u);
 }
 
-void tst_Adc::descriptorIsClosedOnExec()
+void TestAdc::closesItsDescriptorOnExec()
 {
     board->add("lradc/in_voltage1_raw", "5\n");
     const int fd = 50;
@@ -470,7 +454,7 @@ void tst_Adc::descriptorIsClosedOnExec()
     QCOMPARE(fcntl(fd, F_GETFD), FD_CLOEXEC);
 }
 
-void tst_Adc::belongsToItsParent()
+void TestAdc::belongsToItsParent()
 {
     QObject *const parent = new QObject;
     const QPointer<Adc> input = new Adc(parent, 0, 0, 1);
@@ -482,7 +466,7 @@ void tst_Adc::belongsToItsParent()
     QVERIFY(input.isNull());
 }
 
-void tst_Adc::leaksNoDescriptors_data()
+void TestAdc::leaksNoDescriptors_data()
 {
     QTest::addColumn<unsigned>("device");
     QTest::addColumn<unsigned>("channel");
@@ -496,7 +480,7 @@ void tst_Adc::leaksNoDescriptors_data()
     QTest::newRow("refused scale") << lradc << 1u << 0u;
 }
 
-void tst_Adc::leaksNoDescriptors()
+void TestAdc::leaksNoDescriptors()
 {
     QFETCH(unsigned, device);
     QFETCH(unsigned, channel);
@@ -511,5 +495,5 @@ void tst_Adc::leaksNoDescriptors()
     QCOMPARE(openDescriptors(), before);
 }
 
-QTEST_MAIN(tst_Adc)
+QTEST_MAIN(TestAdc)
 #include "tst_adc.moc"

@@ -5,13 +5,16 @@
 
 #include "adc.h"
 #include "board.h"
-#include "filecalls.h"
 #include "gpio.h"
 #include "kivlogs.h"
+#include "libccalls.h"
 #include "messagelog.h"
+#include "texts.h"
 #include "trace.h"
 
 #include <QtTest/QTest>
+
+#include <syslog.h>
 
 namespace
 {
@@ -76,7 +79,7 @@ const Line everything[] = {
 };
 
 /** Makes the lines above. */
-void logEverything(FileCalls &calls)
+void logEverything(LibcCalls &calls)
 {
     {
         Gpio refused(nullptr, Gpios(36), Gpio::DirectionInput, Gpio::EdgeNone);
@@ -106,17 +109,9 @@ void logEverything(FileCalls &calls)
     Adc(nullptr, 0, 0, 1);
 }
 
-QStringList systemLog;
-
 } // namespace
 
-// The executable's own definition comes before the C library's.
-extern "C" __attribute__((visibility("default"))) void syslog(int, const char *format, ...)
-{
-    systemLog << QString::fromLatin1(format);
-}
-
-class tst_BoardLogs : public QObject
+class TestBoardLogs : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
@@ -129,10 +124,10 @@ private Q_SLOTS:
 
 private:
     Board board;
-    FileCalls calls;
+    LibcCalls calls;
 };
 
-void tst_BoardLogs::initTestCase()
+void TestBoardLogs::initTestCase()
 {
     board.addLine("imx/gpio.1/gpio/gpio-1");
     board.addLine("imx/gpio.1/gpio/gpio40");
@@ -140,7 +135,7 @@ void tst_BoardLogs::initTestCase()
     board.add("imx/gpio.1/gpio/gpio42/value", "x");
 }
 
-void tst_BoardLogs::passTheirFilters_data()
+void TestBoardLogs::passTheirFilters_data()
 {
     QTest::addColumn<int>("level");
     QTest::addColumn<int>("mask");
@@ -154,7 +149,7 @@ void tst_BoardLogs::passTheirFilters_data()
     }
 }
 
-void tst_BoardLogs::passTheirFilters()
+void TestBoardLogs::passTheirFilters()
 {
     QFETCH(int, level);
     QFETCH(int, mask);
@@ -172,22 +167,24 @@ void tst_BoardLogs::passTheirFilters()
     QCOMPARE(log.take(), expected);
 }
 
-void tst_BoardLogs::goToSyslog()
+void TestBoardLogs::goToSyslog()
 {
     Trace trace(nullptr);
     trace.openSysLog(QLatin1String("board"));
-    systemLog.clear();
+    calls.record("syslog");
     logEverything(calls);
 
     QStringList expected;
     for (const Line &line : everything) {
         if (line.level > debug)
-            expected << QString::fromLatin1(line.entry).section(QLatin1Char('|'), 2);
+            expected << QString::fromLatin1("syslog %1 %2")
+                            .arg(line.level == info ? LOG_INFO : LOG_ERR)
+                            .arg(text(line.entry).section(QLatin1Char('|'), 2));
     }
-    QCOMPARE(systemLog, expected);
+    QCOMPARE(calls.take(), expected);
 }
 
-void tst_BoardLogs::areDroppedWithoutTrace()
+void TestBoardLogs::areDroppedWithoutTrace()
 {
     MessageLog messages;
     logEverything(calls);
@@ -197,5 +194,5 @@ void tst_BoardLogs::areDroppedWithoutTrace()
                                         << QString::fromLatin1("Adc Failed to open 0 0 0-0048 "));
 }
 
-QTEST_MAIN(tst_BoardLogs)
+QTEST_MAIN(TestBoardLogs)
 #include "tst_boardlogs.moc"

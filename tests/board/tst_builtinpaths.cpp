@@ -66,17 +66,17 @@ QByteArray content(const QByteArray &name)
 
 } // namespace
 
-class tst_BuiltInPaths : public QObject
+class TestBuiltInPaths : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void ofLines_data();
-    void ofLines();
-    void ofChannels_data();
-    void ofChannels();
+    void findsLines_data();
+    void findsLines();
+    void findsChannels_data();
+    void findsChannels();
 };
 
-void tst_BuiltInPaths::ofLines_data()
+void TestBuiltInPaths::findsLines_data()
 {
     QTest::addColumn<int>("gpio");
     QTest::addColumn<QByteArray>("folder");
@@ -92,7 +92,7 @@ void tst_BuiltInPaths::ofLines_data()
 }
 
 /** All names of the board fit into the library's buffers. */
-void tst_BuiltInPaths::ofLines()
+void TestBuiltInPaths::findsLines()
 {
     QFETCH(int, gpio);
     QFETCH(QByteArray, folder);
@@ -108,7 +108,7 @@ void tst_BuiltInPaths::ofLines()
     QCOMPARE(content(folder + "/direction"), QByteArray("low\0", 4));
 }
 
-void tst_BuiltInPaths::ofChannels_data()
+void TestBuiltInPaths::findsChannels_data()
 {
     QTest::addColumn<unsigned>("device");
     QTest::addColumn<unsigned>("channel");
@@ -122,7 +122,7 @@ void tst_BuiltInPaths::ofChannels_data()
     QTest::newRow("chip 3") << 3u << 7u << QByteArray(i2c) + "0-004b/in7_input";
 }
 
-void tst_BuiltInPaths::ofChannels()
+void TestBuiltInPaths::findsChannels()
 {
     QFETCH(unsigned, device);
     QFETCH(unsigned, channel);
@@ -143,7 +143,7 @@ int main(int argc, char *argv[])
         return skipped;
     }
     QCoreApplication application(argc, argv);
-    tst_BuiltInPaths test;
+    TestBuiltInPaths test;
     return QTest::qExec(&test, argc, argv);
 }
 

@@ -2,16 +2,15 @@
 
 // Changing the direction of an open line.
 
-#include "board.h"
-#include "filecalls.h"
+#include "boardtest.h"
 #include "gpio.h"
-#include "kivlogs.h"
-#include "trace.h"
+#include "texts.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QScopedPointer>
 #include <QtTest/QTest>
 
+#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <fcntl.h>
@@ -23,11 +22,6 @@ namespace
 const char folder[] = "imx/gpio.1/gpio/gpio40";
 const char directionFile[] = "imx/gpio.1/gpio/gpio40/direction";
 const char opened[] = "open imx/gpio.1/gpio/gpio40/direction O_WRONLY|O_CLOEXEC";
-
-QString text(const char *format)
-{
-    return QString::fromLatin1(format);
-}
 
 /** Puts standard output into a file while it lives. */
 class OutputFile
@@ -71,26 +65,26 @@ private:
 
 } // namespace
 
-class tst_GpioDirection : public QObject
+class TestGpioDirection : public BoardTest
 {
     Q_OBJECT
 private Q_SLOTS:
     void init();
     void cleanup();
 
-    void changes_data();
-    void changes();
+    void changesTheDirection_data();
+    void changesTheDirection();
     void leavesEdgeAndDescriptor();
-    void failedWrites_data();
-    void failedWrites();
-    void missingFile_data();
-    void missingFile();
-    void writesNothingElse_data();
-    void writesNothingElse();
-    void writesNothingElseToAMissingFile();
-    void keepsDescriptorZero_data();
-    void keepsDescriptorZero();
-    void ofARefusedObject();
+    void reportsAFailedWrite_data();
+    void reportsAFailedWrite();
+    void reportsAMissingFile_data();
+    void reportsAMissingFile();
+    void writesNothingForOtherDirections_data();
+    void writesNothingForOtherDirections();
+    void writesNothingForOtherDirectionsToAMissingFile();
+    void neverClosesDescriptorZero_data();
+    void neverClosesDescriptorZero();
+    void failsForARefusedObject();
     void leaksNoDescriptors();
 
 private:
@@ -100,35 +94,25 @@ private:
     /** The direction that the object holds for true. */
     int directionOf(Gpio *gpio);
 
-    QScopedPointer<Board> board;
-    QScopedPointer<Trace> trace;
-    QScopedPointer<TraceLog> log;
-    QScopedPointer<FileCalls> calls;
     QScopedPointer<Gpio> line;
     QStringList made;
     QByteArray printed;
 };
 
-void tst_GpioDirection::init()
+void TestGpioDirection::init()
 {
-    board.reset(new Board);
+    BoardTest::init();
     board->addLine(folder);
-    trace.reset(new Trace(nullptr));
-    log.reset(new TraceLog(trace.data()));
-    calls.reset(new FileCalls);
 }
 
-void tst_GpioDirection::cleanup()
+void TestGpioDirection::cleanup()
 {
     line.reset();
-    calls.reset();
-    log.reset();
-    trace.reset();
-    board.reset();
+    BoardTest::cleanup();
 }
 
 /** Opens line 40, forgets how, and empties its files. */
-Gpio *tst_GpioDirection::open(int direction)
+Gpio *TestGpioDirection::open(int direction)
 {
     line.reset(new Gpio(nullptr, Gpios(40), GpioDirections(direction), Gpio::EdgeNone));
     board->addLine(folder);
@@ -137,7 +121,7 @@ Gpio *tst_GpioDirection::open(int direction)
     return line.data();
 }
 
-void tst_GpioDirection::change(Gpio *gpio, int direction)
+void TestGpioDirection::change(Gpio *gpio, int direction)
 {
     OutputFile output("output");
     calls->take();
@@ -146,7 +130,7 @@ void tst_GpioDirection::change(Gpio *gpio, int direction)
     printed = output.content();
 }
 
-int tst_GpioDirection::directionOf(Gpio *gpio)
+int TestGpioDirection::directionOf(Gpio *gpio)
 {
     log->take();
     gpio->setGpioValue(GpioValue(2));
@@ -156,7 +140,7 @@ int tst_GpioDirection::directionOf(Gpio *gpio)
     return output && !input ? 0 : input && !output ? 1 : -1;
 }
 
-void tst_GpioDirection::changes_data()
+void TestGpioDirection::changesTheDirection_data()
 {
     QTest::addColumn<int>("from");
     QTest::addColumn<int>("to");
@@ -167,7 +151,7 @@ void tst_GpioDirection::changes_data()
     QTest::newRow("input to input") << 1 << 1 << QByteArray("in\0", 3);
 }
 
-void tst_GpioDirection::changes()
+void TestGpioDirection::changesTheDirection()
 {
     QFETCH(int, from);
     QFETCH(int, to);
@@ -183,7 +167,7 @@ void tst_GpioDirection::changes()
     QCOMPARE(directionOf(gpio), to);
 }
 
-void tst_GpioDirection::leavesEdgeAndDescriptor()
+void TestGpioDirection::leavesEdgeAndDescriptor()
 {
     Gpio *const gpio = open(1);
     const int fd = gpio->getGpioFd();
@@ -195,7 +179,7 @@ void tst_GpioDirection::leavesEdgeAndDescriptor()
     QCOMPARE(board->content("imx/gpio.1/gpio/gpio40/edge"), QByteArray());
 }
 
-void tst_GpioDirection::failedWrites_data()
+void TestGpioDirection::reportsAFailedWrite_data()
 {
     QTest::addColumn<int>("from");
     QTest::addColumn<int>("to");
@@ -214,13 +198,13 @@ void tst_GpioDirection::failedWrites_data()
     }
 }
 
-void tst_GpioDirection::failedWrites()
+void TestGpioDirection::reportsAFailedWrite()
 {
     QFETCH(int, from);
     QFETCH(int, to);
     QFETCH(int, answer);
     Gpio *const gpio = open(from);
-    calls->answer(directionFile, answer);
+    calls->fail("write */direction", EIO, answer);
     change(gpio, to);
     QCOMPARE(printed, QByteArray(to ? "FAILED TO SET INPUT\r\n" : "FAILED TO SET OUTPUT\r\n"));
     QCOMPARE(log->take(), QStringList(text("Gpio|setGpioDirection|Failed to set direction!()")));
@@ -228,7 +212,7 @@ void tst_GpioDirection::failedWrites()
     QCOMPARE(directionOf(gpio), from);
 }
 
-void tst_GpioDirection::missingFile_data()
+void TestGpioDirection::reportsAMissingFile_data()
 {
     QTest::addColumn<int>("to");
     QTest::addColumn<QString>("written");
@@ -238,7 +222,7 @@ void tst_GpioDirection::missingFile_data()
     QTest::newRow("input") << 1 << text("write -1 in\\0") << QByteArray("FAILED TO SET INPUT\r\n");
 }
 
-void tst_GpioDirection::missingFile()
+void TestGpioDirection::reportsAMissingFile()
 {
     QFETCH(int, to);
     QFETCH(QString, written);
@@ -252,7 +236,7 @@ void tst_GpioDirection::missingFile()
     QCOMPARE(directionOf(gpio), 1 - to);
 }
 
-void tst_GpioDirection::writesNothingElse_data()
+void TestGpioDirection::writesNothingForOtherDirections_data()
 {
     QTest::addColumn<int>("direction");
     QTest::newRow("2") << 2;
@@ -261,7 +245,7 @@ void tst_GpioDirection::writesNothingElse_data()
     QTest::newRow("smallest") << INT_MIN;
 }
 
-void tst_GpioDirection::writesNothingElse()
+void TestGpioDirection::writesNothingForOtherDirections()
 {
     QFETCH(int, direction);
     Gpio *const gpio = open(1);
@@ -271,7 +255,7 @@ void tst_GpioDirection::writesNothingElse()
     QCOMPARE(directionOf(gpio), 1);
 }
 
-void tst_GpioDirection::writesNothingElseToAMissingFile()
+void TestGpioDirection::writesNothingForOtherDirectionsToAMissingFile()
 {
     Gpio *const gpio = open(0);
     QVERIFY(QFile::remove(text(directionFile)));
@@ -281,7 +265,7 @@ void tst_GpioDirection::writesNothingElseToAMissingFile()
     QCOMPARE(log->take(), QStringList());
 }
 
-void tst_GpioDirection::keepsDescriptorZero_data()
+void TestGpioDirection::neverClosesDescriptorZero_data()
 {
     QTest::addColumn<int>("to");
     QTest::addColumn<QStringList>("expected");
@@ -296,7 +280,7 @@ void tst_GpioDirection::keepsDescriptorZero_data()
     QTest::newRow("neither") << 2 << (QStringList() << text(opened));
 }
 
-void tst_GpioDirection::keepsDescriptorZero()
+void TestGpioDirection::neverClosesDescriptorZero()
 {
     QFETCH(int, to);
     QFETCH(QStringList, expected);
@@ -312,7 +296,7 @@ void tst_GpioDirection::keepsDescriptorZero()
     QCOMPARE(directionOf(gpio), to == 0 ? 0 : 1);
 }
 
-void tst_GpioDirection::ofARefusedObject()
+void TestGpioDirection::failsForARefusedObject()
 {
     Gpio refused(nullptr, Gpios(36), Gpio::DirectionInput, Gpio::EdgeNone);
     log->take();
@@ -324,7 +308,7 @@ void tst_GpioDirection::ofARefusedObject()
     QCOMPARE(directionOf(&refused), -1);
 }
 
-void tst_GpioDirection::leaksNoDescriptors()
+void TestGpioDirection::leaksNoDescriptors()
 {
     Gpio *const gpio = open(0);
     const int before = openDescriptors();
@@ -333,5 +317,5 @@ void tst_GpioDirection::leaksNoDescriptors()
     QCOMPARE(openDescriptors(), before);
 }
 
-QTEST_MAIN(tst_GpioDirection)
+QTEST_MAIN(TestGpioDirection)
 #include "tst_gpiodirection.moc"

@@ -2,16 +2,15 @@
 
 // How a line is checked, found, configured and opened.
 
-#include "board.h"
-#include "filecalls.h"
+#include "boardtest.h"
 #include "gpio.h"
-#include "kivlogs.h"
-#include "trace.h"
+#include "texts.h"
 
 #include <QtCore/QPointer>
 #include <QtCore/QScopedPointer>
 #include <QtTest/QTest>
 
+#include <cerrno>
 #include <climits>
 #include <cstring>
 #include <fcntl.h>
@@ -35,11 +34,6 @@ namespace
 {
 
 const char line40[] = "imx/gpio.1/gpio/gpio40";
-
-QString text(const char *format)
-{
-    return QString::fromLatin1(format);
-}
 
 /** "Creating ..." as it is logged. */
 QString creating(int gpio, int direction, int edge)
@@ -65,14 +59,11 @@ Gpio *newGpio(int gpio, int direction, int edge)
 
 } // namespace
 
-class tst_GpioOpening : public QObject
+class TestGpioOpening : public BoardTest
 {
     Q_OBJECT
 private Q_SLOTS:
-    void init();
-    void cleanup();
-
-    void staticData();
+    void hasTheStaticDataThatApplicationsRelyOn();
     void findsLines_data();
     void findsLines();
     void refusesBadArguments_data();
@@ -82,57 +73,35 @@ private Q_SLOTS:
     void configuresInputs_data();
     void configuresInputs();
     void opensInputsWithoutEdgeFile();
-    void missingDirectionOfInput();
-    void missingDirectionOfOutput();
-    void missingValue_data();
-    void missingValue();
-    void nothingThere_data();
-    void nothingThere();
-    void failedWritesAreNotNoticed_data();
-    void failedWritesAreNotNoticed();
-    void outputOnDescriptorZero();
-    void inputOnDescriptorZero();
-    void valueOnDescriptorZero_data();
-    void valueOnDescriptorZero();
-    void opensAgain();
+    void opensNoInputWithoutDirectionFile();
+    void opensAnOutputWithoutDirectionFile();
+    void opensNothingWithoutValueFile_data();
+    void opensNothingWithoutValueFile();
+    void survivesALineThatIsNotThere_data();
+    void survivesALineThatIsNotThere();
+    void doesNotNoticeFailedWrites_data();
+    void doesNotNoticeFailedWrites();
+    void takesAnOutputOnDescriptorZeroForMissing();
+    void takesAnEdgeFileOnDescriptorZeroForMissing();
+    void takesAValueFileOnDescriptorZeroForMissing_data();
+    void takesAValueFileOnDescriptorZeroForMissing();
+    void opensAgainWithoutClosing();
     void opensNothingForARefusedObject();
-    void edgeOfARefusedObject();
-    void imxPath_data();
-    void imxPath();
-    void i2cPath_data();
-    void i2cPath();
+    void writesNoEdgeOfARefusedObject();
+    void choosesTheFolderOfAnImxLine_data();
+    void choosesTheFolderOfAnImxLine();
+    void choosesTheFolderOfAnI2cLine_data();
+    void choosesTheFolderOfAnI2cLine();
     void cutsLongFileNames_data();
     void cutsLongFileNames();
     void cutsLongFolderNames();
-    void descriptorIsClosedOnExec();
+    void closesItsDescriptorOnExec();
     void belongsToItsParent();
     void leaksNoDescriptors_data();
     void leaksNoDescriptors();
-
-private:
-    QScopedPointer<Board> board;
-    QScopedPointer<Trace> trace;
-    QScopedPointer<TraceLog> log;
-    QScopedPointer<FileCalls> calls;
 };
 
-void tst_GpioOpening::init()
-{
-    board.reset(new Board);
-    trace.reset(new Trace(nullptr));
-    log.reset(new TraceLog(trace.data()));
-    calls.reset(new FileCalls);
-}
-
-void tst_GpioOpening::cleanup()
-{
-    calls.reset();
-    log.reset();
-    trace.reset();
-    board.reset();
-}
-
-void tst_GpioOpening::staticData()
+void TestGpioOpening::hasTheStaticDataThatApplicationsRelyOn()
 {
     const char imx28Rows[] = "gpio.0\0\0\0\0gpio.1\0\0\0\0gpio.2\0\0\0\0gpio.3\0\0\0\0gpio.4\0\0\0";
     const char i2cRows[] = "0-0020\0\0\0\0"
@@ -151,7 +120,7 @@ void tst_GpioOpening::staticData()
              text("/sys/devices/80000000.apb/80040000.apbx/80058000.i2c/i2c-0/"));
 }
 
-void tst_GpioOpening::findsLines_data()
+void TestGpioOpening::findsLines_data()
 {
     QTest::addColumn<int>("gpio");
     QTest::addColumn<QByteArray>("chip");
@@ -167,7 +136,7 @@ void tst_GpioOpening::findsLines_data()
         QTest::newRow(QByteArray::number(row.gpio).constData()) << row.gpio << QByteArray(row.chip);
 }
 
-void tst_GpioOpening::findsLines()
+void TestGpioOpening::findsLines()
 {
     QFETCH(int, gpio);
     QFETCH(QByteArray, chip);
@@ -186,7 +155,7 @@ void tst_GpioOpening::findsLines()
     QCOMPARE(log->take(), QStringList(text("Gpio|~Gpio|Deleting Object")));
 }
 
-void tst_GpioOpening::refusesBadArguments_data()
+void TestGpioOpening::refusesBadArguments_data()
 {
     QTest::addColumn<int>("gpio");
     QTest::addColumn<int>("direction");
@@ -220,7 +189,7 @@ void tst_GpioOpening::refusesBadArguments_data()
     }
 }
 
-void tst_GpioOpening::refusesBadArguments()
+void TestGpioOpening::refusesBadArguments()
 {
     QFETCH(int, gpio);
     QFETCH(int, direction);
@@ -245,7 +214,7 @@ void tst_GpioOpening::refusesBadArguments()
     QCOMPARE(calls->take(), QStringList());
 }
 
-void tst_GpioOpening::configuresOutputs_data()
+void TestGpioOpening::configuresOutputs_data()
 {
     QTest::addColumn<int>("edge");
     QTest::newRow("none") << 0;
@@ -254,7 +223,7 @@ void tst_GpioOpening::configuresOutputs_data()
     QTest::newRow("both") << 3;
 }
 
-void tst_GpioOpening::configuresOutputs()
+void TestGpioOpening::configuresOutputs()
 {
     QFETCH(int, edge);
     board->addLine(line40);
@@ -278,7 +247,7 @@ void tst_GpioOpening::configuresOutputs()
     QCOMPARE(board->content("imx/gpio.1/gpio/gpio40/value"), QByteArray());
 }
 
-void tst_GpioOpening::configuresInputs_data()
+void TestGpioOpening::configuresInputs_data()
 {
     QTest::addColumn<int>("edge");
     QTest::addColumn<QByteArray>("word");
@@ -288,7 +257,7 @@ void tst_GpioOpening::configuresInputs_data()
     QTest::newRow("both") << 3 << QByteArray("both\0", 5);
 }
 
-void tst_GpioOpening::configuresInputs()
+void TestGpioOpening::configuresInputs()
 {
     QFETCH(int, edge);
     QFETCH(QByteArray, word);
@@ -311,7 +280,7 @@ void tst_GpioOpening::configuresInputs()
     QCOMPARE(board->content("i2c/0-0074/gpio/gpio200/value"), QByteArray());
 }
 
-void tst_GpioOpening::opensInputsWithoutEdgeFile()
+void TestGpioOpening::opensInputsWithoutEdgeFile()
 {
     board->add("imx/gpio.1/gpio/gpio40/direction");
     board->add("imx/gpio.1/gpio/gpio40/value", "1\n");
@@ -324,7 +293,7 @@ void tst_GpioOpening::opensInputsWithoutEdgeFile()
     QCOMPARE(line->getGpioValue(), 1);
 }
 
-void tst_GpioOpening::missingDirectionOfInput()
+void TestGpioOpening::opensNoInputWithoutDirectionFile()
 {
     board->add("imx/gpio.1/gpio/gpio40/edge");
     board->add("imx/gpio.1/gpio/gpio40/value", "1\n");
@@ -347,7 +316,7 @@ void tst_GpioOpening::missingDirectionOfInput()
                       << text("lseek -2 0 SEEK_SET") << text("read -2 1"));
 }
 
-void tst_GpioOpening::missingDirectionOfOutput()
+void TestGpioOpening::opensAnOutputWithoutDirectionFile()
 {
     board->add("imx/gpio.1/gpio/gpio40/value");
     calls->take();
@@ -367,14 +336,14 @@ void tst_GpioOpening::missingDirectionOfOutput()
                       << text("close imx/gpio.1/gpio/gpio40/value"));
 }
 
-void tst_GpioOpening::missingValue_data()
+void TestGpioOpening::opensNothingWithoutValueFile_data()
 {
     QTest::addColumn<int>("direction");
     QTest::newRow("output") << 0;
     QTest::newRow("input") << 1;
 }
 
-void tst_GpioOpening::missingValue()
+void TestGpioOpening::opensNothingWithoutValueFile()
 {
     QFETCH(int, direction);
     board->add("imx/gpio.1/gpio/gpio40/direction");
@@ -391,7 +360,7 @@ void tst_GpioOpening::missingValue()
     QCOMPARE(log->take(), expected);
 }
 
-void tst_GpioOpening::nothingThere_data()
+void TestGpioOpening::survivesALineThatIsNotThere_data()
 {
     QTest::addColumn<int>("direction");
     QTest::addColumn<int>("fd");
@@ -402,7 +371,7 @@ void tst_GpioOpening::nothingThere_data()
                                    "\"i2c/0-0020/gpio/gpio160/direction\"");
 }
 
-void tst_GpioOpening::nothingThere()
+void TestGpioOpening::survivesALineThatIsNotThere()
 {
     QFETCH(int, direction);
     QFETCH(int, fd);
@@ -422,23 +391,23 @@ void tst_GpioOpening::nothingThere()
                                               << text("Gpio|getGpioValue|Failed to read()"));
 }
 
-void tst_GpioOpening::failedWritesAreNotNoticed_data()
+void TestGpioOpening::doesNotNoticeFailedWrites_data()
 {
-    missingValue_data();
+    opensNothingWithoutValueFile_data();
 }
 
-void tst_GpioOpening::failedWritesAreNotNoticed()
+void TestGpioOpening::doesNotNoticeFailedWrites()
 {
     QFETCH(int, direction);
     board->addLine(line40);
-    calls->answer("imx/gpio.1/gpio/gpio40/direction", -1);
-    calls->answer("imx/gpio.1/gpio/gpio40/edge", 2);
+    calls->fail("write */direction", EIO);
+    calls->fail("write */edge", 0, 2);
     const QScopedPointer<Gpio> line(newGpio(40, direction, 1));
     QVERIFY(line->getGpioFd() > 0);
     QCOMPARE(log->take().last(), text("Gpio|Gpio|gpioPath: \"imx/gpio.1/gpio\" for GPIO:40"));
 }
 
-void tst_GpioOpening::outputOnDescriptorZero()
+void TestGpioOpening::takesAnOutputOnDescriptorZeroForMissing()
 {
     board->addLine(line40);
     calls->take();
@@ -460,7 +429,7 @@ void tst_GpioOpening::outputOnDescriptorZero()
                                 << text("open imx/gpio.1/gpio/gpio40/value O_RDWR|O_CLOEXEC"));
 }
 
-void tst_GpioOpening::inputOnDescriptorZero()
+void TestGpioOpening::takesAnEdgeFileOnDescriptorZeroForMissing()
 {
     board->addLine(line40);
     calls->take();
@@ -483,12 +452,12 @@ void tst_GpioOpening::inputOnDescriptorZero()
                                 << text("close imx/gpio.1/gpio/gpio40/value"));
 }
 
-void tst_GpioOpening::valueOnDescriptorZero_data()
+void TestGpioOpening::takesAValueFileOnDescriptorZeroForMissing_data()
 {
-    missingValue_data();
+    opensNothingWithoutValueFile_data();
 }
 
-void tst_GpioOpening::valueOnDescriptorZero()
+void TestGpioOpening::takesAValueFileOnDescriptorZeroForMissing()
 {
     QFETCH(int, direction);
     board->addLine(line40);
@@ -511,7 +480,7 @@ void tst_GpioOpening::valueOnDescriptorZero()
     QCOMPARE(calls->take().last(), text("open imx/gpio.1/gpio/gpio40/value O_RDWR|O_CLOEXEC"));
 }
 
-void tst_GpioOpening::opensAgain()
+void TestGpioOpening::opensAgainWithoutClosing()
 {
     board->addLine(line40);
     const QScopedPointer<Gpio> line(newGpio(40, 1, 2));
@@ -528,7 +497,7 @@ void tst_GpioOpening::opensAgain()
     QCOMPARE(close(first), 0);
 }
 
-void tst_GpioOpening::opensNothingForARefusedObject()
+void TestGpioOpening::opensNothingForARefusedObject()
 {
     const QScopedPointer<Gpio> line(newGpio(36, 1, 0));
     log->take();
@@ -538,7 +507,7 @@ void tst_GpioOpening::opensNothingForARefusedObject()
     QCOMPARE(calls->take(), QStringList());
 }
 
-void tst_GpioOpening::edgeOfARefusedObject()
+void TestGpioOpening::writesNoEdgeOfARefusedObject()
 {
     // An object that never got an edge, made to look like an input from outside.
     board->addLine("imx/gpio.1/gpio/gpio-1");
@@ -561,7 +530,7 @@ void tst_GpioOpening::edgeOfARefusedObject()
                                 << text("open imx/gpio.1/gpio/gpio-1/value O_RDWR|O_CLOEXEC"));
 }
 
-void tst_GpioOpening::imxPath_data()
+void TestGpioOpening::choosesTheFolderOfAnImxLine_data()
 {
     QTest::addColumn<int>("gpio");
     QTest::addColumn<QByteArray>("chip"); // empty if the line is refused
@@ -577,7 +546,7 @@ void tst_GpioOpening::imxPath_data()
         QTest::newRow(QByteArray::number(row.gpio).constData()) << row.gpio << QByteArray(row.chip);
 }
 
-void tst_GpioOpening::imxPath()
+void TestGpioOpening::choosesTheFolderOfAnImxLine()
 {
     QFETCH(int, gpio);
     QFETCH(QByteArray, chip);
@@ -596,7 +565,7 @@ void tst_GpioOpening::imxPath()
     QCOMPARE(calls->take().first().section(QLatin1Char(' '), 1, 1), text(folder.constData()));
 }
 
-void tst_GpioOpening::i2cPath_data()
+void TestGpioOpening::choosesTheFolderOfAnI2cLine_data()
 {
     QTest::addColumn<int>("gpio");
     QTest::addColumn<QByteArray>("chip"); // empty if the line is refused
@@ -623,7 +592,7 @@ void tst_GpioOpening::i2cPath_data()
         QTest::newRow(QByteArray::number(row.gpio).constData()) << row.gpio << QByteArray(row.chip);
 }
 
-void tst_GpioOpening::i2cPath()
+void TestGpioOpening::choosesTheFolderOfAnI2cLine()
 {
     QFETCH(int, gpio);
     QFETCH(QByteArray, chip);
@@ -642,7 +611,7 @@ void tst_GpioOpening::i2cPath()
     QCOMPARE(calls->take().first().section(QLatin1Char(' '), 1, 1), text(folder.constData()));
 }
 
-void tst_GpioOpening::cutsLongFileNames_data()
+void TestGpioOpening::cutsLongFileNames_data()
 {
     QTest::addColumn<int>("direction");
     QTest::addColumn<int>("length");
@@ -656,7 +625,7 @@ void tst_GpioOpening::cutsLongFileNames_data()
 }
 
 /** Name of the value file, long as wanted; it is the shortest of the three but one. */
-void tst_GpioOpening::cutsLongFileNames()
+void TestGpioOpening::cutsLongFileNames()
 {
     QFETCH(int, direction);
     QFETCH(int, length);
@@ -694,7 +663,7 @@ void tst_GpioOpening::cutsLongFileNames()
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
-void tst_GpioOpening::cutsLongFolderNames()
+void TestGpioOpening::cutsLongFolderNames()
 {
     // All names are cut to the same 99 characters, all of them the base path's: one file.
     const QByteArray base = QByteArray(98, 'b') + "c" + QByteArray(120, 'd');
@@ -715,14 +684,14 @@ void tst_GpioOpening::cutsLongFolderNames()
              qPrintable(message));
 }
 
-void tst_GpioOpening::descriptorIsClosedOnExec()
+void TestGpioOpening::closesItsDescriptorOnExec()
 {
     board->addLine(line40);
     const QScopedPointer<Gpio> line(newGpio(40, 1, 0));
     QCOMPARE(fcntl(line->getGpioFd(), F_GETFD), FD_CLOEXEC);
 }
 
-void tst_GpioOpening::belongsToItsParent()
+void TestGpioOpening::belongsToItsParent()
 {
     board->addLine(line40);
     QObject *const parent = new QObject;
@@ -735,7 +704,7 @@ void tst_GpioOpening::belongsToItsParent()
     QVERIFY(line.isNull());
 }
 
-void tst_GpioOpening::leaksNoDescriptors_data()
+void TestGpioOpening::leaksNoDescriptors_data()
 {
     QTest::addColumn<int>("gpio");
     QTest::addColumn<int>("direction");
@@ -752,7 +721,7 @@ void tst_GpioOpening::leaksNoDescriptors_data()
     QTest::newRow("refused edge") << 40 << 1 << 4;
 }
 
-void tst_GpioOpening::leaksNoDescriptors()
+void TestGpioOpening::leaksNoDescriptors()
 {
     QFETCH(int, gpio);
     QFETCH(int, direction);
@@ -773,5 +742,5 @@ void tst_GpioOpening::leaksNoDescriptors()
     QCOMPARE(openDescriptors(), before);
 }
 
-QTEST_MAIN(tst_GpioOpening)
+QTEST_MAIN(TestGpioOpening)
 #include "tst_gpioopening.moc"

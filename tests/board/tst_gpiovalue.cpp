@@ -2,15 +2,14 @@
 
 // Reading and driving an open line.
 
-#include "board.h"
-#include "filecalls.h"
+#include "boardtest.h"
 #include "gpio.h"
-#include "kivlogs.h"
-#include "trace.h"
+#include "texts.h"
 
 #include <QtCore/QScopedPointer>
 #include <QtTest/QTest>
 
+#include <cerrno>
 #include <climits>
 #include <unistd.h>
 
@@ -20,72 +19,57 @@ namespace
 const char folder[] = "imx/gpio.1/gpio/gpio40";
 const char valueFile[] = "imx/gpio.1/gpio/gpio40/value";
 
-QString text(const char *format)
-{
-    return QString::fromLatin1(format);
-}
-
 const char seek[] = "lseek imx/gpio.1/gpio/gpio40/value 0 SEEK_SET";
 const char readOne[] = "read imx/gpio.1/gpio/gpio40/value 1";
 
 } // namespace
 
-class tst_GpioValue : public QObject
+class TestGpioValue : public BoardTest
 {
     Q_OBJECT
 private Q_SLOTS:
     void init();
     void cleanup();
 
-    void reads_data();
-    void reads();
-    void readsAgain();
-    void failedReads_data();
-    void failedReads();
-    void cachedReadsOnce();
-    void cachedReadsAgainWhileUnknown();
-    void everyReadSetsTheCache();
-    void readingAnOutput();
-    void drives_data();
-    void drives();
+    void readsTheFirstCharacter_data();
+    void readsTheFirstCharacter();
+    void readsAfreshEachTime();
+    void reportsAFailedRead_data();
+    void reportsAFailedRead();
+    void readsOnceForTheCache();
+    void readsAgainWhileTheCacheIsUnknown();
+    void setsTheCacheWithEveryRead();
+    void refusesToReadAnOutput();
+    void drivesTheLine_data();
+    void drivesTheLine();
     void drivesWithoutSeeking();
     void drivesNothingElse_data();
     void drivesNothingElse();
-    void drivingAnInput();
-    void failedWrites_data();
-    void failedWrites();
-    void drivingLeavesTheCache();
+    void refusesToDriveAnInput();
+    void reportsAFailedWrite_data();
+    void reportsAFailedWrite();
+    void leavesTheCacheWhenDriving();
 
 private:
     Gpio *open(Gpio::GpioDirections direction);
 
-    QScopedPointer<Board> board;
-    QScopedPointer<Trace> trace;
-    QScopedPointer<TraceLog> log;
-    QScopedPointer<FileCalls> calls;
     QScopedPointer<Gpio> line;
 };
 
-void tst_GpioValue::init()
+void TestGpioValue::init()
 {
-    board.reset(new Board);
+    BoardTest::init();
     board->addLine(folder);
-    trace.reset(new Trace(nullptr));
-    log.reset(new TraceLog(trace.data()));
-    calls.reset(new FileCalls);
 }
 
-void tst_GpioValue::cleanup()
+void TestGpioValue::cleanup()
 {
     line.reset();
-    calls.reset();
-    log.reset();
-    trace.reset();
-    board.reset();
+    BoardTest::cleanup();
 }
 
 /** Opens line 40 and forgets how. */
-Gpio *tst_GpioValue::open(Gpio::GpioDirections direction)
+Gpio *TestGpioValue::open(Gpio::GpioDirections direction)
 {
     line.reset(new Gpio(nullptr, Gpios(40), direction, Gpio::EdgeNone));
     log->take();
@@ -93,7 +77,7 @@ Gpio *tst_GpioValue::open(Gpio::GpioDirections direction)
     return line.data();
 }
 
-void tst_GpioValue::reads_data()
+void TestGpioValue::readsTheFirstCharacter_data()
 {
     QTest::addColumn<QByteArray>("content");
     QTest::addColumn<int>("value");
@@ -115,7 +99,7 @@ void tst_GpioValue::reads_data()
     QTest::newRow("nothing") << QByteArray() << 255 << failed;
 }
 
-void tst_GpioValue::reads()
+void TestGpioValue::readsTheFirstCharacter()
 {
     QFETCH(QByteArray, content);
     QFETCH(int, value);
@@ -127,7 +111,7 @@ void tst_GpioValue::reads()
     QCOMPARE(calls->take(), QStringList() << text(seek) << text(readOne));
 }
 
-void tst_GpioValue::readsAgain()
+void TestGpioValue::readsAfreshEachTime()
 {
     Gpio *const input = open(Gpio::DirectionInput);
     const int values[] = {1, 0, 0, 1, 1};
@@ -138,7 +122,7 @@ void tst_GpioValue::readsAgain()
     }
 }
 
-void tst_GpioValue::failedReads_data()
+void TestGpioValue::reportsAFailedRead_data()
 {
     QTest::addColumn<int>("answer");
     QTest::newRow("error") << -1;
@@ -146,20 +130,20 @@ void tst_GpioValue::failedReads_data()
     QTest::newRow("more than asked for") << 2;
 }
 
-void tst_GpioValue::failedReads()
+void TestGpioValue::reportsAFailedRead()
 {
     QFETCH(int, answer);
     board->add(valueFile, "1\n");
     Gpio *const input = open(Gpio::DirectionInput);
     QCOMPARE(input->getGpioValueCached(), 1);
-    calls->answer(valueFile, answer);
+    calls->fail("read */value", EIO, answer);
     QCOMPARE(input->getGpioValue(), 255);
     QCOMPARE(input->getGpioValueCached(), 255);
     QCOMPARE(log->take(), QStringList() << text("Gpio|getGpioValue|Failed to read()")
                                         << text("Gpio|getGpioValue|Failed to read()"));
 }
 
-void tst_GpioValue::cachedReadsOnce()
+void TestGpioValue::readsOnceForTheCache()
 {
     board->add(valueFile, "0\n");
     Gpio *const input = open(Gpio::DirectionInput);
@@ -170,7 +154,7 @@ void tst_GpioValue::cachedReadsOnce()
     QCOMPARE(calls->take(), QStringList());
 }
 
-void tst_GpioValue::cachedReadsAgainWhileUnknown()
+void TestGpioValue::readsAgainWhileTheCacheIsUnknown()
 {
     Gpio *const input = open(Gpio::DirectionInput);
     QCOMPARE(input->getGpioValueCached(), 255);
@@ -181,7 +165,7 @@ void tst_GpioValue::cachedReadsAgainWhileUnknown()
     QCOMPARE(input->getGpioValueCached(), 1);
 }
 
-void tst_GpioValue::everyReadSetsTheCache()
+void TestGpioValue::setsTheCacheWithEveryRead()
 {
     board->add(valueFile, "1\n");
     Gpio *const input = open(Gpio::DirectionInput);
@@ -196,7 +180,7 @@ void tst_GpioValue::everyReadSetsTheCache()
     QCOMPARE(input->getGpioValueCached(), 1);
 }
 
-void tst_GpioValue::readingAnOutput()
+void TestGpioValue::refusesToReadAnOutput()
 {
     board->add(valueFile, "1\n");
     Gpio *const output = open(Gpio::DirectionOutput);
@@ -215,7 +199,7 @@ void tst_GpioValue::readingAnOutput()
     QCOMPARE(both->getGpioValueCached(), 255);
 }
 
-void tst_GpioValue::drives_data()
+void TestGpioValue::drivesTheLine_data()
 {
     QTest::addColumn<int>("value");
     QTest::addColumn<QByteArray>("written");
@@ -223,7 +207,7 @@ void tst_GpioValue::drives_data()
     QTest::newRow("high") << 1 << QByteArray("1");
 }
 
-void tst_GpioValue::drives()
+void TestGpioValue::drivesTheLine()
 {
     QFETCH(int, value);
     QFETCH(QByteArray, written);
@@ -234,7 +218,7 @@ void tst_GpioValue::drives()
     QCOMPARE(log->take(), QStringList());
 }
 
-void tst_GpioValue::drivesWithoutSeeking()
+void TestGpioValue::drivesWithoutSeeking()
 {
     Gpio *const output = open(Gpio::DirectionOutput);
     output->setGpioValue(Gpio::ValueHigh);
@@ -243,7 +227,7 @@ void tst_GpioValue::drivesWithoutSeeking()
     QCOMPARE(board->content(valueFile), QByteArray("101"));
 }
 
-void tst_GpioValue::drivesNothingElse_data()
+void TestGpioValue::drivesNothingElse_data()
 {
     QTest::addColumn<int>("value");
     QTest::newRow("2") << 2;
@@ -253,7 +237,7 @@ void tst_GpioValue::drivesNothingElse_data()
     QTest::newRow("smallest") << INT_MIN;
 }
 
-void tst_GpioValue::drivesNothingElse()
+void TestGpioValue::drivesNothingElse()
 {
     QFETCH(int, value);
     open(Gpio::DirectionOutput)->setGpioValue(GpioValue(value));
@@ -261,7 +245,7 @@ void tst_GpioValue::drivesNothingElse()
     QCOMPARE(log->take(), QStringList(text("Gpio|setGpioValue|Invalid GPIO value")));
 }
 
-void tst_GpioValue::drivingAnInput()
+void TestGpioValue::refusesToDriveAnInput()
 {
     Gpio *const input = open(Gpio::DirectionInput);
     input->setGpioValue(Gpio::ValueHigh);
@@ -271,21 +255,21 @@ void tst_GpioValue::drivingAnInput()
                                         << text("Gpio|setGpioValue|Invalid GPIO Direction"));
 }
 
-void tst_GpioValue::failedWrites_data()
+void TestGpioValue::reportsAFailedWrite_data()
 {
-    failedReads_data();
+    reportsAFailedRead_data();
 }
 
-void tst_GpioValue::failedWrites()
+void TestGpioValue::reportsAFailedWrite()
 {
     QFETCH(int, answer);
     Gpio *const output = open(Gpio::DirectionOutput);
-    calls->answer(valueFile, answer);
+    calls->fail("write */value", EIO, answer);
     output->setGpioValue(Gpio::ValueHigh);
     QCOMPARE(log->take(), QStringList(text("Gpio|setGpioValue|Failed to write()")));
 }
 
-void tst_GpioValue::drivingLeavesTheCache()
+void TestGpioValue::leavesTheCacheWhenDriving()
 {
     board->add(valueFile, "0");
     Gpio *const both = open(Gpio::DirectionInput);
@@ -295,5 +279,5 @@ void tst_GpioValue::drivingLeavesTheCache()
     QCOMPARE(both->getGpioValueCached(), 0);
 }
 
-QTEST_MAIN(tst_GpioValue)
+QTEST_MAIN(TestGpioValue)
 #include "tst_gpiovalue.moc"

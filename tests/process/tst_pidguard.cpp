@@ -13,7 +13,7 @@
 #include <csignal>
 #include <unistd.h>
 
-class PidGuardTest : public QObject
+class TestPidGuard : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
@@ -21,11 +21,11 @@ private Q_SLOTS:
     void init();
     void endsByASignal_data();
     void endsByASignal();
-    void secondOneLeavesTheFirstAlone();
+    void leavesTheFirstAloneIfItIsTheSecond();
     void takesOverFromADeadOne();
-    void fileThatCannotBeWritten();
-    void fileThatStaysEmpty();
-    void wrongUsage();
+    void endsIfTheFileCannotBeWritten();
+    void endsIfTheFileStaysEmpty();
+    void explainsItselfWhenUsedWrongly();
 
 private:
     QByteArray content() const;
@@ -35,19 +35,19 @@ private:
     QString path;
 };
 
-void PidGuardTest::initTestCase()
+void TestPidGuard::initTestCase()
 {
     if (!qstrlen(PIDGUARD_PROGRAM))
         SKIP_TEST("the examples are not built: cmake -DQVCOMMON_BUILD_EXAMPLES=ON .");
 }
 
-void PidGuardTest::init()
+void TestPidGuard::init()
 {
     folder.reset(new TemporaryFolder);
     path = folder->filePath(QLatin1String("pid"));
 }
 
-QByteArray PidGuardTest::content() const
+QByteArray TestPidGuard::content() const
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
@@ -58,14 +58,14 @@ static QByteArray number(pid_t pid)
     return QByteArray::number(qint64(pid));
 }
 
-void PidGuardTest::endsByASignal_data()
+void TestPidGuard::endsByASignal_data()
 {
     QTest::addColumn<int>("signal");
     QTest::newRow("SIGTERM") << SIGTERM;
     QTest::newRow("SIGINT") << SIGINT;
 }
 
-void PidGuardTest::endsByASignal()
+void TestPidGuard::endsByASignal()
 {
     QFETCH(int, signal);
     Program daemon(PIDGUARD_PROGRAM, arguments());
@@ -76,7 +76,7 @@ void PidGuardTest::endsByASignal()
     QCOMPARE(content(), QByteArray("(no file)"));
 }
 
-void PidGuardTest::secondOneLeavesTheFirstAlone()
+void TestPidGuard::leavesTheFirstAloneIfItIsTheSecond()
 {
     Program first(PIDGUARD_PROGRAM, arguments());
     QCOMPARE(first.readLine(), "running as process " + number(first.pid()));
@@ -89,20 +89,20 @@ void PidGuardTest::secondOneLeavesTheFirstAlone()
     QCOMPARE(content(), QByteArray("(no file)"));
 }
 
-void PidGuardTest::takesOverFromADeadOne()
+void TestPidGuard::takesOverFromADeadOne()
 {
     Program first(PIDGUARD_PROGRAM, arguments());
     const QByteArray firstPid = number(first.pid());
     QCOMPARE(first.readLine(), "running as process " + firstPid);
     first.signal(SIGKILL);
-    QCOMPARE(first.wait(), -1);
+    QCOMPARE(first.wait(), -SIGKILL);
     QCOMPARE(content(), firstPid + '\n');
     Program second(PIDGUARD_PROGRAM, arguments());
     QCOMPARE(second.readLine(), "running as process " + number(second.pid()));
     QVERIFY(content().startsWith(number(second.pid()) + '\n'));
 }
 
-void PidGuardTest::fileThatCannotBeWritten()
+void TestPidGuard::endsIfTheFileCannotBeWritten()
 {
     path = folder->filePath(QLatin1String("missing/pid"));
     Program daemon(PIDGUARD_PROGRAM, arguments());
@@ -113,7 +113,7 @@ void PidGuardTest::fileThatCannotBeWritten()
     QCOMPARE(daemon.wait(), 1);
 }
 
-void PidGuardTest::fileThatStaysEmpty()
+void TestPidGuard::endsIfTheFileStaysEmpty()
 {
     if (access("/dev/full", W_OK) != 0)
         SKIP_TEST("there is no /dev/full here: mknod -m 666 /dev/full c 1 7");
@@ -123,13 +123,13 @@ void PidGuardTest::fileThatStaysEmpty()
     QCOMPARE(daemon.wait(), 1);
 }
 
-void PidGuardTest::wrongUsage()
+void TestPidGuard::explainsItselfWhenUsedWrongly()
 {
     Program daemon(PIDGUARD_PROGRAM, QStringList());
     QCOMPARE(daemon.readLine(), QByteArray("usage: pidguard FILE"));
     QCOMPARE(daemon.wait(), 2);
 }
 
-QTEST_APPLESS_MAIN(PidGuardTest)
+QTEST_APPLESS_MAIN(TestPidGuard)
 
 #include "tst_pidguard.moc"

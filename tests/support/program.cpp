@@ -67,5 +67,5 @@ int Program::wait()
     if (waitpid(id, &status, 0) != id)
         qFatal("the program is not there");
     id = 0;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }

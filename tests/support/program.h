@@ -20,7 +20,7 @@ public:
     QByteArray readLine();
 
     void signal(int number);
-    /** Waits for its end. @return its exit status; -1 if it was killed by a signal */
+    /** Waits for its end. @return its exit status, or minus the signal that ended it */
     int wait();
 
 private:

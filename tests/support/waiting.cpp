@@ -3,7 +3,32 @@
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QEvent>
 #include <QtTest/QTest>
+
+namespace
+{
+
+/** Counts the events that objects of the application's thread get. */
+class EventCounter : public QObject
+{
+public:
+    EventCounter()
+        : count(0)
+    {
+        QCoreApplication::instance()->installEventFilter(this);
+    }
+
+    bool eventFilter(QObject *, QEvent *)
+    {
+        ++count;
+        return false;
+    }
+
+    int count;
+};
+
+} // namespace
 
 bool waitFor(const std::function<bool()> &condition, int timeout)
 {
@@ -17,7 +42,13 @@ bool waitFor(const std::function<bool()> &condition, int timeout)
     return true;
 }
 
-void settle(int quiet)
+bool settle(int quiet)
 {
-    QTest::qWait(quiet);
+    EventCounter events;
+    const auto isQuiet = [&] {
+        const int before = events.count;
+        QTest::qWait(quiet);
+        return events.count == before;
+    };
+    return waitFor(isQuiet);
 }

@@ -13,7 +13,10 @@ const int patience = 30000; // ms
  */
 bool waitFor(const std::function<bool()> &condition, int timeout = patience);
 
-/** Runs the event loop until nothing has happened for @a quiet milliseconds. */
-void settle(int quiet = 50);
+/**
+ * Runs the event loop until no object has got an event for @a quiet milliseconds.
+ * @return whether it became as quiet as that
+ */
+bool settle(int quiet = 50);
 
 #endif

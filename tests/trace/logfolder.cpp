@@ -75,6 +75,24 @@ QByteArray overflowTrailer()
     return trailer("..logging continues in next file");
 }
 
+QString repeated(int length, char character)
+{
+    return QString(length, QLatin1Char(character));
+}
+
+QList<int> logDescriptors()
+{
+    const QDir descriptors(QLatin1String("/proc/self/fd"));
+    QList<int> result;
+    for (const QString &number : descriptors.entryList(QDir::AllEntries | QDir::System)) {
+        const QString target = QFile::symLinkTarget(descriptors.filePath(number));
+        if (target.endsWith(QLatin1String(".log")) ||
+            target.contains(QLatin1String(".log (deleted)")))
+            result << number.toInt();
+    }
+    return result;
+}
+
 StandardOutput::StandardOutput()
 {
     char name[] = "/tmp/qvcommon-stdout-XXXXXX";

@@ -5,6 +5,7 @@
 #include "temporaryfolder.h"
 
 #include <QtCore/QByteArray>
+#include <QtCore/QList>
 #include <QtCore/QStringList>
 
 /** A folder for log files, with what tests do in it. */
@@ -31,6 +32,12 @@ public:
 QByteArray trailer(const char *lastWords);
 QByteArray overflowTrailer();
 extern const char continuation[];
+
+/** A text of so many equal characters. */
+QString repeated(int length, char character = 'x');
+
+/** The open descriptors of log files. */
+QList<int> logDescriptors();
 
 /** What is written to standard output while the object lives. */
 class StandardOutput

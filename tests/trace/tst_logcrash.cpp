@@ -3,11 +3,10 @@
 // A process that is killed while it logs: with direct connections and a flush after each line,
 // every line whose call has returned is in the files.
 
-#include "childprocess.h"
-#include "libcfaults.h"
 #include "logfolder.h"
 #include "loghandler.h"
 #include "messagelog.h"
+#include "program.h"
 #include "trace.h"
 
 #include <QtCore/QCoreApplication>
@@ -85,7 +84,7 @@ void TestLogCrash::losesNoLine()
     for (int round = 0; round < rounds; ++round) {
         const LogFolder folder;
         SharedNumber returned(folder.filePath(QLatin1String("number")));
-        const pid_t child = startSelf("--log", folder.path());
+        Program child("/proc/self/exe", QStringList() << QLatin1String("--log") << folder.path());
         QElapsedTimer clock;
         clock.start();
         // From one moment in the life of the child to the next, round by round.
@@ -93,8 +92,8 @@ void TestLogCrash::losesNoLine()
         while (returned.get() < target && clock.elapsed() < 60000)
             sleepFor(20000);
         sleepFor(round * 7919 % 50000);
-        QCOMPARE(kill(child, SIGKILL), 0);
-        QCOMPARE(waitForExit(child), -SIGKILL);
+        child.signal(SIGKILL);
+        QCOMPARE(child.wait(), -SIGKILL);
 
         const int last = returned.get();
         QVERIFY(last >= target);

@@ -3,7 +3,7 @@
 // What becomes of the lines when the next file cannot be opened, the disk is full, or the
 // directory goes away.
 
-#include "libcfaults.h"
+#include "libccalls.h"
 #include "logfolder.h"
 #include "loghandler.h"
 #include "messagelog.h"
@@ -41,25 +41,21 @@ private Q_SLOTS:
 
 private:
     MessageLog *messages;
+    LibcCalls *calls;
 };
 
 void TestLogFailures::init()
 {
     messages = new MessageLog;
     takePauses();
-    takeWrites();
+    calls = new LibcCalls("write");
 }
 
 void TestLogFailures::cleanup()
 {
     delete messages;
-    clearFaults();
+    delete calls;
     flushAfterEachLogMsg = true;
-}
-
-static QString text(int length, char character = 'x')
-{
-    return QString(length, QLatin1Char(character));
 }
 
 static QByteArray line(int length, char character = 'x')
@@ -83,14 +79,14 @@ void TestLogFailures::losesALineWhenNoFileOpens()
     LogHandler handler(nullptr, false);
     QVERIFY(handler.open(folder.directory(), app));
     messages->clear();
-    QCOMPARE(log(handler, text(limit)), QByteArray());
-    failCalls(OpenCall, folder.file(0), ENFILE, 1);
-    QCOMPARE(log(handler, text(10, 'l')), spawnError);
+    QCOMPARE(log(handler, repeated(limit)), QByteArray());
+    calls->fail("open *0.log", ENFILE, -1, 1);
+    QCOMPARE(log(handler, repeated(10, 'l')), spawnError);
     QCOMPARE(folder.entries(), QStringList(QLatin1String("app1.log=") +
                                            QString::fromLatin1(line(limit) + overflowTrailer())));
 
     // The count is as it was, so the next line changes files again, and shifts them.
-    QCOMPARE(log(handler, text(10, 'n')), QByteArray());
+    QCOMPARE(log(handler, repeated(10, 'n')), QByteArray());
     QCOMPARE(folder.read(0), continuation + line(10, 'n'));
     QCOMPARE(folder.read(1), QByteArray("(none)"));
     QCOMPARE(folder.read(2), line(limit) + overflowTrailer());
@@ -103,23 +99,23 @@ void TestLogFailures::triesAgainWithEachLineThatDoesNotFit()
     const LogFolder folder;
     LogHandler handler(nullptr, false);
     QVERIFY(handler.open(folder.directory(), app));
-    log(handler, text(limit - 5));
-    failCalls(OpenCall, folder.file(0), EMFILE);
+    log(handler, repeated(limit - 5));
+    calls->fail("open *0.log", EMFILE);
     for (int i = 1; i <= 8; ++i) {
-        QCOMPARE(log(handler, text(10)), spawnError);
+        QCOMPARE(log(handler, repeated(10)), spawnError);
         QCOMPARE(folder.read(i), line(limit - 5) + overflowTrailer());
         QCOMPARE(int(folder.entries().size()), 1);
     }
     // A line for which there would be room is just lost.
-    QCOMPARE(log(handler, text(5)), QByteArray());
+    QCOMPARE(log(handler, repeated(5)), QByteArray());
     QCOMPARE(int(takePauses().size()), 8);
     QCOMPARE(logDescriptors(), QList<int>());
 
-    clearFaults();
-    QCOMPARE(log(handler, text(1)), QByteArray());
+    calls->stopFailing();
+    QCOMPARE(log(handler, repeated(1)), QByteArray());
     QCOMPARE(folder.read(0), continuation + line(1));
     QCOMPARE(folder.read(9), line(limit - 5) + overflowTrailer());
-    QCOMPARE(log(handler, text(1)), QByteArray());
+    QCOMPARE(log(handler, repeated(1)), QByteArray());
     QCOMPARE(folder.read(0), continuation + line(1) + line(1));
 }
 
@@ -129,9 +125,9 @@ void TestLogFailures::writesOverAFileThatCannotBeMoved()
     LogHandler handler(nullptr, false);
     QVERIFY(handler.open(folder.directory(), app));
     messages->clear();
-    log(handler, text(limit));
-    failCalls(RenameCall, folder.file(0), EIO);
-    QCOMPARE(log(handler, text(10, 'n')), QByteArray());
+    log(handler, repeated(limit));
+    calls->fail("rename *0.log", EIO);
+    QCOMPARE(log(handler, repeated(10, 'n')), QByteArray());
     const QByteArray newBytes = continuation + line(10, 'n');
     const QByteArray oldBytes = line(limit) + overflowTrailer();
     QCOMPARE(folder.entries().size(), 1);
@@ -146,11 +142,11 @@ void TestLogFailures::survivesADirectoryInPlaceOfTheFile()
     const LogFolder folder;
     LogHandler handler(nullptr, false);
     QVERIFY(handler.open(folder.directory(), app));
-    log(handler, text(limit));
+    log(handler, repeated(limit));
     QVERIFY(QFile::remove(folder.file(0)));
     QVERIFY(QDir().mkdir(folder.file(0)));
     // The directory moves out of the way as a file would.
-    QCOMPARE(log(handler, text(10)), QByteArray());
+    QCOMPARE(log(handler, repeated(10)), QByteArray());
     QCOMPARE(folder.read(0), continuation + line(10));
     QVERIFY(folder.entries().contains(QLatin1String("app1.log/")));
 }
@@ -164,14 +160,14 @@ void TestLogFailures::survivesADeletedDirectory()
     QVERIFY(QFile::remove(directory + QLatin1String("app0.log")));
     QVERIFY(QDir().rmdir(directory));
     messages->clear();
-    QCOMPARE(log(handler, text(limit)), QByteArray());
+    QCOMPARE(log(handler, repeated(limit)), QByteArray());
     for (int i = 0; i < 3; ++i)
-        QCOMPARE(log(handler, text(10)), spawnError);
+        QCOMPARE(log(handler, repeated(10)), spawnError);
     QCOMPARE(messages->lines(), QStringList());
     QCOMPARE(folder.entries(), QStringList());
 
     QVERIFY(QDir().mkdir(directory));
-    QCOMPARE(log(handler, text(10)), QByteArray());
+    QCOMPARE(log(handler, repeated(10)), QByteArray());
     QCOMPARE(folder.read(QLatin1String("logs/app0.log")), continuation + line(10));
 }
 
@@ -189,21 +185,21 @@ void TestLogFailures::survivesAFullDisk()
     const LogFolder folder;
     LogHandler handler(nullptr, false);
     QVERIFY(handler.open(folder.directory(), app));
-    log(handler, text(10, 'a'));
-    failWrites(error);
-    QCOMPARE(log(handler, text(10, 'b')), QByteArray());
+    log(handler, repeated(10, 'a'));
+    calls->fail("write *.log", error);
+    QCOMPARE(log(handler, repeated(10, 'b')), QByteArray());
     QCOMPARE(folder.read(0), line(10, 'a'));
     // What Qt has buffered comes as soon as it can, before anything later, and whole.
-    clearFaults();
-    log(handler, text(10, 'c'));
+    calls->stopFailing();
+    log(handler, repeated(10, 'c'));
     QCOMPARE(folder.read(0), line(10, 'a') + line(10, 'b') + line(10, 'c'));
 
     // The count goes on, so files change as if all had been written.
-    failWrites(error);
-    log(handler, text(limit - 30, 'd'));
-    QCOMPARE(log(handler, text(1, 'e')), QByteArray());
-    clearFaults();
-    log(handler, text(10, 'f'));
+    calls->fail("write *.log", error);
+    log(handler, repeated(limit - 30, 'd'));
+    QCOMPARE(log(handler, repeated(1, 'e')), QByteArray());
+    calls->stopFailing();
+    log(handler, repeated(10, 'f'));
     QCOMPARE(folder.read(1), line(10, 'a') + line(10, 'b') + line(10, 'c'));
     QCOMPARE(folder.read(0), continuation + line(1, 'e') + line(10, 'f'));
 }
@@ -219,14 +215,14 @@ void TestLogFailures::survivesAFullDiskForReal()
     LogHandler handler(nullptr, false);
     QVERIFY(handler.open(folder.directory(), app));
     for (int i = 0; i < 3000; ++i)
-        QCOMPARE(log(handler, text(100)), QByteArray());
+        QCOMPARE(log(handler, repeated(100)), QByteArray());
     QVERIFY(folder.entries().size() >= 2);
 
     for (int number = 1; number < 10; ++number)
         QFile::remove(folder.file(number));
     QVERIFY(handler.open(folder.directory(), app));
     QFile::remove(folder.file(1));
-    log(handler, text(100));
+    log(handler, repeated(100));
     QCOMPARE(folder.read(0), line(100));
 }
 
@@ -244,7 +240,7 @@ void TestLogFailures::opensOnAFullDisk()
     }
     LogHandler handler(nullptr, false);
     QVERIFY(handler.open(folder.directory(), app));
-    QCOMPARE(log(handler, text(100)), QByteArray());
+    QCOMPARE(log(handler, repeated(100)), QByteArray());
     QVERIFY(!handler.flush());
     QVERIFY(filler.remove());
     QVERIFY(handler.flush());
@@ -260,11 +256,11 @@ void TestLogFailures::mayReportFromInsideTheTraceLock()
     QVERIFY(handler.open(folder.directory(), app));
     connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
             Qt::DirectConnection);
-    handler.logMessage(text(limit));
+    handler.logMessage(repeated(limit));
     folder.write(QLatin1String("app9.log"), "9");
-    failCalls(UnlinkCall, QLatin1String("app9.log"), EPERM);
-    failCalls(RenameCall, QLatin1String(".log"), EIO);
-    failCalls(OpenCall, QLatin1String(".log"), EMFILE);
+    calls->fail("unlink *app9.log", EPERM);
+    calls->fail("rename *.log", EIO);
+    calls->fail("open *.log", EMFILE);
     messages->clear();
     QByteArray said;
     {

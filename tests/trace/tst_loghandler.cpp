@@ -3,7 +3,7 @@
 // The bytes of the log files, when files change, the flush timer, and what is reported.
 
 #include "kivlogs.h"
-#include "libcfaults.h"
+#include "libccalls.h"
 #include "logfolder.h"
 #include "loghandler.h"
 #include "messagelog.h"
@@ -67,19 +67,20 @@ private Q_SLOTS:
 
 private:
     MessageLog *messages;
+    LibcCalls *calls;
 };
 
 void TestLogHandler::init()
 {
     messages = new MessageLog;
     takePauses();
-    takeWrites();
+    calls = new LibcCalls("write");
 }
 
 void TestLogHandler::cleanup()
 {
     delete messages;
-    clearFaults();
+    delete calls;
     flushAfterEachLogMsg = true;
 }
 
@@ -93,9 +94,10 @@ static QString traced(const char *function, const QString &message)
     return QString::fromLatin1("LogHandler|%1|%2").arg(QLatin1String(function), message);
 }
 
-static QString text(int length, char character = 'x')
+/** A call of write() with all these lines. */
+static QString written(const LogFolder &folder, const QString &lines)
 {
-    return QString(length, QLatin1Char(character));
+    return QString::fromLatin1("write %1 %2\n").arg(folder.file(0), lines);
 }
 
 void TestLogHandler::opensInAnExistingDirectory()
@@ -187,7 +189,7 @@ void TestLogHandler::reportsAFileThatCannotBeOpened()
     const LogFolder folder;
     const QString name = folder.filePath(baseName + QLatin1String("0.log"));
     if (injected)
-        failCalls(OpenCall, name, EMFILE);
+        calls->fail("open *0.log", EMFILE);
     LogHandler handler(nullptr, false);
     QVERIFY(!handler.open(folder.directory(), baseName));
     QCOMPARE(messages->lines(), QStringList(said("Could not open file for logging: %1", name)));
@@ -244,12 +246,12 @@ void TestLogHandler::goesOnElsewhere()
     const LogFolder folder;
     LogHandler handler(nullptr, false);
     QVERIFY(handler.open(folder.directory(), app));
-    handler.logMessage(text(limit - 1));
+    handler.logMessage(repeated(limit - 1));
     QVERIFY(handler.open(folder.directory(), QLatin1String("new")));
-    handler.logMessage(text(limit - 1, 'y'));
+    handler.logMessage(repeated(limit - 1, 'y'));
     QCOMPARE(folder.entries(),
-             QStringList() << QLatin1String("app0.log=") + text(limit - 1) + QLatin1Char('\n')
-                           << QLatin1String("new0.log=") + text(limit - 1, 'y') +
+             QStringList() << QLatin1String("app0.log=") + repeated(limit - 1) + QLatin1Char('\n')
+                           << QLatin1String("new0.log=") + repeated(limit - 1, 'y') +
                                   QLatin1Char('\n'));
     QCOMPARE(int(logDescriptors().size()), 1);
 }
@@ -305,12 +307,12 @@ void TestLogHandler::writesOncePerLine()
     const LogFolder folder;
     LogHandler handler(nullptr, false);
     QVERIFY(handler.open(folder.directory(), app));
-    QList<QByteArray> expected;
+    QStringList expected;
     for (int length : {0, 1, 150, 16383, 16384, 16385, 40000}) {
-        handler.logMessage(text(length));
-        expected << QByteArray(length, 'x') + '\n';
+        handler.logMessage(repeated(length));
+        expected << written(folder, repeated(length));
     }
-    QCOMPARE(takeWrites(), expected);
+    QCOMPARE(calls->take(), expected);
 }
 
 void TestLogHandler::buffersWhenToldTo()
@@ -321,13 +323,13 @@ void TestLogHandler::buffersWhenToldTo()
     flushAfterEachLogMsg = false;
     handler.logMessage(QLatin1String("one"));
     handler.logMessage(QLatin1String("two"));
-    QCOMPARE(takeWrites(), QList<QByteArray>());
+    QCOMPARE(calls->take(), QStringList());
     QVERIFY(handler.flush());
-    QCOMPARE(takeWrites(), QList<QByteArray>() << "one\ntwo\n");
+    QCOMPARE(calls->take(), QStringList(written(folder, QLatin1String("one\ntwo"))));
     handler.logMessage(QLatin1String("three"));
     flushAfterEachLogMsg = true;
     handler.logMessage(QLatin1String("four"));
-    QCOMPARE(takeWrites(), QList<QByteArray>() << "three\nfour\n");
+    QCOMPARE(calls->take(), QStringList(written(folder, QLatin1String("three\nfour"))));
 }
 
 void TestLogHandler::continuesACutWrite()
@@ -335,7 +337,7 @@ void TestLogHandler::continuesACutWrite()
     const LogFolder folder;
     LogHandler handler(nullptr, false);
     QVERIFY(handler.open(folder.directory(), app));
-    cutNextWrite(3);
+    calls->cutNextWrite(3);
     handler.logMessage(QLatin1String("one line"));
     handler.logMessage(QLatin1String("another"));
     QCOMPARE(folder.read(0), QByteArray("one line\nanother\n"));
@@ -379,7 +381,7 @@ void TestLogHandler::writesWhatThePlainFormWrites()
             if (random.below(10) == 0)
                 flushAfterEachLogMsg = !flushAfterEachLogMsg;
             if (random.below(20) == 0)
-                cutNextWrite(random.below(100));
+                calls->cutNextWrite(random.below(100));
             if (random.below(50) == 0)
                 handler.flush();
             handler.logMessage(line);
@@ -387,7 +389,7 @@ void TestLogHandler::writesWhatThePlainFormWrites()
             if (flushAfterEachLogMsg && random.below(100) == 0)
                 QCOMPARE(folder.read(0), expected);
         }
-        clearFaults();
+        calls->stopFailing();
         handler.flush();
         QVERIFY(folder.read(0) == expected);
     }
@@ -428,8 +430,8 @@ void TestLogHandler::fillsAFileToTheLastCharacter()
     const LogFolder folder;
     LogHandler handler(nullptr, false);
     QVERIFY(handler.open(folder.directory(), app));
-    handler.logMessage(text(first));
-    handler.logMessage(text(second, 'y'));
+    handler.logMessage(repeated(first));
+    handler.logMessage(repeated(second, 'y'));
     const QByteArray firstLine = QByteArray(first, 'x') + '\n';
     const QByteArray secondLine = QByteArray(second, 'y') + '\n';
     if (changes) {
@@ -449,7 +451,7 @@ void TestLogHandler::changesFiles()
     messages->clear();
     QList<QByteArray> files;
     for (int i = 0; i < 3; ++i) {
-        handler.logMessage(text(limit, char('a' + i)));
+        handler.logMessage(repeated(limit, char('a' + i)));
         files << QByteArray(limit, char('a' + i)) + '\n';
     }
     QCOMPARE(folder.read(2), files.at(0) + overflowTrailer());
@@ -466,7 +468,7 @@ void TestLogHandler::givesALongLineItsOwnFile()
     const LogFolder folder;
     LogHandler handler(nullptr, false);
     QVERIFY(handler.open(folder.directory(), app));
-    handler.logMessage(text(3 * limit));
+    handler.logMessage(repeated(3 * limit));
     handler.logMessage(QString());
     QCOMPARE(folder.read(2), overflowTrailer());
     QCOMPARE(folder.read(1), continuation + QByteArray(3 * limit, 'x') + '\n' + overflowTrailer());
@@ -478,11 +480,11 @@ void TestLogHandler::countsFromZeroInANewFile()
     const LogFolder folder;
     LogHandler handler(nullptr, false);
     QVERIFY(handler.open(folder.directory(), app));
-    handler.logMessage(text(limit));
-    handler.logMessage(text(1, 'y'));
-    handler.logMessage(text(limit - 1, 'z'));
+    handler.logMessage(repeated(limit));
+    handler.logMessage(repeated(1, 'y'));
+    handler.logMessage(repeated(limit - 1, 'z'));
     QCOMPARE(folder.read(0), continuation + QByteArray("y\n") + QByteArray(limit - 1, 'z') + '\n');
-    handler.logMessage(text(1));
+    handler.logMessage(repeated(1));
     QCOMPARE(folder.read(0), continuation + QByteArray("x\n"));
 }
 
@@ -494,10 +496,10 @@ void TestLogHandler::countsPlainLinesOnly()
     QVERIFY(handler.open(folder.directory(), app));
     flushAfterEachLogMsg = false;
     for (int i = 0; i < limit; ++i)
-        handler.logMessage(text(1));
+        handler.logMessage(repeated(1));
     handler.flush();
     QCOMPARE(int(folder.read(0).size()), 2 * limit);
-    handler.logMessage(text(1));
+    handler.logMessage(repeated(1));
     QCOMPARE(int(folder.entries().size()), 2);
 }
 
@@ -507,7 +509,7 @@ void TestLogHandler::keepsTenFiles()
     LogHandler handler(nullptr, false);
     QVERIFY(handler.open(folder.directory(), app));
     for (int i = 0; i < 12; ++i)
-        handler.logMessage(text(limit, char('a' + i)));
+        handler.logMessage(repeated(limit, char('a' + i)));
     QCOMPARE(int(folder.entries().size()), 10);
     QByteArray expected;
     for (int i = 2; i < 12; ++i) {
@@ -531,7 +533,7 @@ void TestLogHandler::endsAFileWithATrailer()
                                         "The end.....\n"
                                         "=============================================\n"));
     QCOMPARE(takePauses(), QList<int>() << 500);
-    QCOMPARE(takeWrites().first(), QByteArray("line\n"));
+    QCOMPARE(calls->take().first(), written(folder, QLatin1String("line")));
     QCOMPARE(logDescriptors(), QList<int>());
 }
 
@@ -542,7 +544,7 @@ void TestLogHandler::losesLinesAfterClose()
     QVERIFY(handler.open(folder.directory(), app));
     handler.close(QLatin1String("end"));
     messages->clear();
-    handler.logMessage(text(limit));
+    handler.logMessage(repeated(limit));
     handler.close(QLatin1String("twice"));
     QVERIFY(!handler.flush());
     QCOMPARE(folder.read(0), trailer("end"));
@@ -562,9 +564,9 @@ void TestLogHandler::flushesOpenFilesOnly()
     QVERIFY(handler.flush());
     flushAfterEachLogMsg = false;
     handler.logMessage(QLatin1String("line"));
-    failWrites(ENOSPC);
+    calls->fail("write *.log", ENOSPC);
     QVERIFY(!handler.flush());
-    failWrites(0);
+    calls->stopFailing();
     QVERIFY(handler.flush());
     QCOMPARE(folder.read(0), QByteArray("line\n"));
     handler.close(QString());

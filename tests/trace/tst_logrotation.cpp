@@ -2,7 +2,7 @@
 
 // How the numbered files move up, which ones go, and what is left behind when something fails.
 
-#include "libcfaults.h"
+#include "libccalls.h"
 #include "logfolder.h"
 #include "loghandler.h"
 #include "messagelog.h"
@@ -26,7 +26,6 @@ class TestLogRotation : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void cleanup() { clearFaults(); }
     void movesEachFileUp();
     void keepsGaps();
     void removesStrayFiles_data();
@@ -88,6 +87,7 @@ struct Rotation {
             .arg(folder.file(number), folder.file(number + 1));
     }
 
+    LibcCalls calls;
     MessageLog messages;
     LogFolder folder;
     LogHandler handler;
@@ -186,7 +186,7 @@ void TestLogRotation::reportsAFileThatStays()
     Rotation rotation;
     rotation.fill(0, 9);
     rotation.folder.write(QLatin1String("app-old.log"), "old");
-    failCalls(UnlinkCall, fileName(9), EPERM);
+    rotation.calls.fail("unlink *app9.log", EPERM);
     QCOMPARE(rotation.rotate(), list("app0.log=0 app1.log=1 app2.log=2 app3.log=3 app4.log=4 "
                                      "app5.log=5 app6.log=6 app7.log=7 app8.log=8 app9.log=9"));
     QStringList expected(rotation.removeFailed(9));
@@ -208,7 +208,7 @@ void TestLogRotation::reportsEachFailingRename()
     QFETCH(int, failing);
     Rotation rotation;
     rotation.fill(0, 9);
-    failCalls(RenameCall, fileName(failing), EIO);
+    rotation.calls.fail(("rename *app" + QByteArray::number(failing) + ".log").constData(), EIO);
     QStringList left;
     QStringList said;
     for (int number = 0; number < 9; ++number) {
@@ -249,7 +249,7 @@ void TestLogRotation::neverCopies()
     struct stat before;
     struct stat after;
     QCOMPARE(stat(QFile::encodeName(rotation.folder.file(0)).constData(), &before), 0);
-    failCalls(RenameCall, fileName(0), EXDEV, 1);
+    rotation.calls.fail("rename *app0.log", EXDEV, -1, 1);
     QCOMPARE(rotation.rotate(), list("app0.log=0"));
     QCOMPARE(rotation.rotate(), list("app1.log=0"));
     QCOMPARE(stat(QFile::encodeName(rotation.folder.file(1)).constData(), &after), 0);

@@ -3,12 +3,11 @@
 // The handler's thread, and what is left of the lines when things are destroyed in one order or
 // the other.
 
-#include "childprocess.h"
 #include "kivlogs.h"
-#include "libcfaults.h"
 #include "logfolder.h"
 #include "loghandler.h"
 #include "messagelog.h"
+#include "program.h"
 #include "threadtimes.h"
 #include "trace.h"
 #include "waiting.h"
@@ -429,9 +428,9 @@ void TestLogShutdown::survivesTheEndOfTheProcess()
 {
     QFETCH(QString, order);
     const LogFolder folder;
-    QCOMPARE(
-        waitForExit(startSelf(qPrintable(QLatin1String("--exit-") + order), folder.directory())),
-        0);
+    Program process("/proc/self/exe",
+                    QStringList() << QLatin1String("--exit-") + order << folder.directory());
+    QCOMPARE(process.wait(), 0);
     const QByteArray written = folder.read(0);
     QVERIFY2(written.contains(" last line "), written.constData());
 }

@@ -3,7 +3,6 @@
 // Several threads log while filters change, syslog opens and closes, and files change.
 
 #include "kivlogs.h"
-#include "libcfaults.h"
 #include "logfolder.h"
 #include "loghandler.h"
 #include "messagelog.h"
@@ -19,6 +18,26 @@
 static const QString app = QLatin1String("app");
 static const int loggers = 4;
 static const int linesEach = 600;
+
+/** A Trace whose lines go to files. */
+struct LogFiles {
+    explicit LogFiles(Qt::ConnectionType type)
+        : trace(nullptr)
+        , handler(nullptr, false)
+        , firstNumber(Trace::linenumber)
+    {
+        if (!handler.open(folder.directory(), app))
+            qFatal("cannot open the log");
+        QObject::connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
+                         type);
+    }
+
+    const LogFolder folder;
+    const MessageLog quiet;
+    Trace trace;
+    LogHandler handler;
+    const int firstNumber;
+};
 
 class TestLogThreads : public QObject
 {
@@ -86,34 +105,20 @@ void TestLogThreads::keepsLinesInOrder_data()
 void TestLogThreads::keepsLinesInOrder()
 {
     QFETCH(bool, direct);
-    const LogFolder folder;
-    const MessageLog quiet;
-    Trace trace(nullptr);
-    LogHandler handler(nullptr, false);
-    QVERIFY(handler.open(folder.directory(), app));
+    LogFiles files(direct ? Qt::DirectConnection : Qt::QueuedConnection);
     if (!direct)
-        handler.moveToThread(&handler);
-    connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
-            direct ? Qt::DirectConnection : Qt::QueuedConnection);
-    handler.start();
-    const int firstNumber = Trace::linenumber;
+        files.handler.moveToThread(&files.handler);
+    files.handler.start();
     logFromThreads([] { std::this_thread::yield(); });
-    handler.quit();
-    QVERIFY(handler.wait());
-    QVERIFY(folder.entries().size() > 3);
-    checkLines(folder.readAll(), firstNumber, loggers * linesEach);
+    files.handler.quit();
+    QVERIFY(files.handler.wait());
+    QVERIFY(files.folder.entries().size() > 3);
+    checkLines(files.folder.readAll(), files.firstNumber, loggers * linesEach);
 }
 
 void TestLogThreads::filtersWhileOthersLog()
 {
-    const LogFolder folder;
-    const MessageLog quiet;
-    Trace trace(nullptr);
-    LogHandler handler(nullptr, false);
-    QVERIFY(handler.open(folder.directory(), app));
-    connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
-            Qt::DirectConnection);
-    const int firstNumber = Trace::linenumber;
+    LogFiles files(Qt::DirectConnection);
     int round = 0;
     logFromThreads([&] {
         // Not so many that the oldest file goes.
@@ -121,15 +126,15 @@ void TestLogThreads::filtersWhileOthersLog()
             std::this_thread::yield();
             return;
         }
-        trace.applyLogFilters(round % 6, round % 16);
-        trace.openSysLog(app);
-        trace.toggleConsolePrint();
-        trace.closeLoggers();
-        trace.applyLogFilters(1, 0xffff);
+        files.trace.applyLogFilters(round % 6, round % 16);
+        files.trace.openSysLog(app);
+        files.trace.toggleConsolePrint();
+        files.trace.closeLoggers();
+        files.trace.applyLogFilters(1, 0xffff);
     });
     // Some lines are filtered; those that are not are numbered without a gap.
-    int number = firstNumber;
-    for (const QByteArray &line : folder.readAll().split('\n')) {
+    int number = files.firstNumber;
+    for (const QByteArray &line : files.folder.readAll().split('\n')) {
         if (line.size() > 100)
             QCOMPARE(line.left(5).trimmed().toInt(), number++);
     }
@@ -138,23 +143,16 @@ void TestLogThreads::filtersWhileOthersLog()
 
 void TestLogThreads::flushesWhileOthersLog()
 {
-    const LogFolder folder;
-    const MessageLog quiet;
-    Trace trace(nullptr);
-    LogHandler handler(nullptr, false);
-    QVERIFY(handler.open(folder.directory(), app));
-    connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
-            Qt::DirectConnection);
-    const int firstNumber = Trace::linenumber;
+    LogFiles files(Qt::DirectConnection);
     flushAfterEachLogMsg = false;
     logFromThreads([&] {
-        handler.flush();
-        if (handler.getCurrentLogFile() != folder.file(0))
+        files.handler.flush();
+        if (files.handler.getCurrentLogFile() != files.folder.file(0))
             qFatal("another file");
     });
     flushAfterEachLogMsg = true;
-    handler.flush();
-    checkLines(folder.readAll(), firstNumber, loggers * linesEach);
+    files.handler.flush();
+    checkLines(files.folder.readAll(), files.firstNumber, loggers * linesEach);
 }
 
 QTEST_MAIN(TestLogThreads)

@@ -1,15 +1,17 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
+#include "libccalls.h"
 #include "privatemounts.h"
 #include "random.h"
 #include "skip.h"
-#include "systemcalls.h"
 #include "trace.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFile>
+#include <QtCore/QScopedPointer>
 #include <QtCore/QTime>
 #include <QtTest/QTest>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -31,6 +33,9 @@ class TestTimestamp : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void init() { calls.reset(new LibcCalls); }
+    void cleanup() { calls.reset(); }
+
     void isLocalTimeWithMilliseconds_data();
     void isLocalTimeWithMilliseconds();
     void followsTheZonesOfTheSystem_data();
@@ -46,6 +51,9 @@ private Q_SLOTS:
     void hasMillisecondsOnlyIfTheClockFails();
     void isInTheSameBufferAlways();
     void asksTheClockOncePerCall();
+
+private:
+    QScopedPointer<LibcCalls> calls;
 };
 
 void TestTimestamp::isLocalTimeWithMilliseconds_data()
@@ -91,7 +99,7 @@ void TestTimestamp::isLocalTimeWithMilliseconds()
     QFETCH(QByteArray, timestamp);
 
     setTimeZone(zone.constData());
-    setTimeOfDay(time_t(seconds), microseconds);
+    calls->setTimeOfDay(time_t(seconds), microseconds);
     QCOMPARE(QByteArray(updateTimestamp()), timestamp);
 }
 
@@ -117,13 +125,13 @@ void TestTimestamp::followsTheZonesOfTheSystem()
         SKIP_TEST("no time zones are installed; apt-get install tzdata provides them");
 
     setTimeZone("Europe/Copenhagen");
-    setTimeOfDay(time_t(seconds), 42000);
+    calls->setTimeOfDay(time_t(seconds), 42000);
     QCOMPARE(QByteArray(updateTimestamp()), timestamp);
 }
 
 void TestTimestamp::followsAChangedZone()
 {
-    setTimeOfDay(1709298245, 42000);
+    calls->setTimeOfDay(1709298245, 42000);
     setTimeZone("UTC0");
     QCOMPARE(QByteArray(updateTimestamp()), QByteArray("2024-03-01 13:04:05.042"));
     setTimeZone("JST-9");
@@ -171,7 +179,7 @@ void TestTimestamp::followsTheZoneInAnyEnvironment()
     char similar[] = "TZX=JST-9";
     char utc[] = "TZ=UTC0";
     char tokyo[] = "TZ=JST-9";
-    setTimeOfDay(1709298245, 42000);
+    calls->setTimeOfDay(1709298245, 42000);
 
     std::vector<char *> entries = {other, similar, utc, nullptr};
     const Environment environment(&entries);
@@ -222,16 +230,16 @@ void TestTimestamp::followsTheZoneOfTheSystem()
         SKIP_TEST("no time zones are installed; apt-get install tzdata provides them");
 
     unsetenv("TZ");
-    setTimeOfDay(now, 42000);
+    calls->setTimeOfDay(now, 42000);
     const QByteArray before = plainTimestamp(now, 42000);
     QCOMPARE(QByteArray(updateTimestamp()), before);
     {
         const MountedFile file(tokyo, systemZone);
         QVERIFY(file.isMounted());
-        setTimeOfDay(now + 1, 42000);
+        calls->setTimeOfDay(now + 1, 42000);
         QCOMPARE(QByteArray(updateTimestamp()), QByteArray("2024-03-01 22:04:06.042"));
     }
-    setTimeOfDay(now, 42000);
+    calls->setTimeOfDay(now, 42000);
     QCOMPARE(QByteArray(updateTimestamp()), before);
 }
 
@@ -276,7 +284,7 @@ void TestTimestamp::equalsThePlainForm()
         if (step == 5)
             unsetenv(random.oneOf(others));
         const long microseconds = random.below(1000000);
-        setTimeOfDay(seconds, microseconds);
+        calls->setTimeOfDay(seconds, microseconds);
         const QByteArray timestamp = updateTimestamp();
         QCOMPARE(timestamp, plainTimestamp(seconds, microseconds));
     }
@@ -287,7 +295,7 @@ void TestTimestamp::restoresAChangedBuffer()
 {
     const QByteArray expected = "2024-03-01 13:04:05.042";
     setTimeZone("UTC0");
-    setTimeOfDay(1709298245, 42000);
+    calls->setTimeOfDay(1709298245, 42000);
     char *const buffer = updateTimestamp();
     QCOMPARE(QByteArray(buffer), expected);
     std::memset(buffer, 'x', 200);
@@ -316,7 +324,7 @@ void TestTimestamp::cutsMicroseconds()
     QFETCH(QByteArray, milliseconds);
 
     setTimeZone("UTC0");
-    setTimeOfDay(1709298245, microseconds);
+    calls->setTimeOfDay(1709298245, microseconds);
     QCOMPARE(QByteArray(updateTimestamp()), QByteArray("2024-03-01 13:04:05") + milliseconds);
 }
 
@@ -325,30 +333,31 @@ void TestTimestamp::knowsYearsOfAnyLength()
     if (std::numeric_limits<time_t>::digits < 63)
         SKIP_TEST("32 bits of time end in 2038; a 64-bit machine has more");
     setTimeZone("UTC0");
-    setTimeOfDay(time_t(Q_INT64_C(253402300800)), 0);
+    calls->setTimeOfDay(time_t(Q_INT64_C(253402300800)), 0);
     QCOMPARE(QByteArray(updateTimestamp()), QByteArray("10000-01-01 00:00:00.000"));
     // No year that localtime() could tell.
-    setTimeOfDay(std::numeric_limits<time_t>::max(), 42000);
+    calls->setTimeOfDay(std::numeric_limits<time_t>::max(), 42000);
     QCOMPARE(QByteArray(updateTimestamp()), QByteArray(".042"));
 }
 
 void TestTimestamp::hasMillisecondsOnlyIfTheClockFails()
 {
     setTimeZone("UTC0");
-    setTimeOfDay(1709298245, 42000);
+    calls->setTimeOfDay(1709298245, 42000);
     QCOMPARE(QByteArray(updateTimestamp()), QByteArray("2024-03-01 13:04:05.042"));
-    failTimeOfDay();
+    calls->fail("gettimeofday", EINVAL);
     QCOMPARE(QByteArray(updateTimestamp()), QByteArray(".000"));
-    setTimeOfDay(1709298246, 43000);
+    calls->stopFailing();
+    calls->setTimeOfDay(1709298246, 43000);
     QCOMPARE(QByteArray(updateTimestamp()), QByteArray("2024-03-01 13:04:06.043"));
 }
 
 void TestTimestamp::isInTheSameBufferAlways()
 {
     setTimeZone("UTC0");
-    setTimeOfDay(1709298245, 42000);
+    calls->setTimeOfDay(1709298245, 42000);
     char *const first = updateTimestamp();
-    setTimeOfDay(1709298246, 43000);
+    calls->setTimeOfDay(1709298246, 43000);
     QCOMPARE(static_cast<void *>(updateTimestamp()), static_cast<void *>(first));
     QCOMPARE(QByteArray(first), QByteArray("2024-03-01 13:04:06.043"));
 
@@ -360,9 +369,9 @@ void TestTimestamp::isInTheSameBufferAlways()
 
 void TestTimestamp::asksTheClockOncePerCall()
 {
-    const int before = timeOfDayCalls();
+    calls->record("gettimeofday");
     updateTimestamp();
-    QCOMPARE(timeOfDayCalls() - before, 1);
+    QCOMPARE(calls->take(), QStringList(QLatin1String("gettimeofday")));
 }
 
 int main(int argc, char *argv[])

@@ -58,5 +58,5 @@ int ChildProcess::wait()
     if (waitpid(id, &status, 0) != id)
         qFatal("the child is not there");
     id = 0;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }

@@ -27,7 +27,7 @@ public:
 
     /** Ends the child as nothing else does. */
     void kill();
-    /** Waits for the end of the child. @return its exit status; -1 if it was killed */
+    /** Waits for the end of the child. @return its exit status, or minus the signal that ended it */
     int wait();
 
 private:
