@@ -5,16 +5,16 @@
 
 #include <ctime>
 
-class SecondsSinceEpochTest : public QObject
+class TestSecondsSinceEpoch : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void seconds_data();
-    void seconds();
-    void sameInEveryZone();
+    void countsSecondsUpToTheLargest_data();
+    void countsSecondsUpToTheLargest();
+    void isTheSameInEveryZone();
 };
 
-void SecondsSinceEpochTest::seconds_data()
+void TestSecondsSinceEpoch::countsSecondsUpToTheLargest_data()
 {
     QTest::addColumn<qint64>("milliseconds");
     QTest::addColumn<uint>("expected");
@@ -34,7 +34,7 @@ void SecondsSinceEpochTest::seconds_data()
     QTest::newRow("9999") << Q_INT64_C(253402300799000) << largest;
 }
 
-void SecondsSinceEpochTest::seconds()
+void TestSecondsSinceEpoch::countsSecondsUpToTheLargest()
 {
     QFETCH(qint64, milliseconds);
     const QDateTime time = QDateTime::fromMSecsSinceEpoch(milliseconds);
@@ -44,7 +44,7 @@ void SecondsSinceEpochTest::seconds()
     QTEST(actualInUtc, "expected");
 }
 
-void SecondsSinceEpochTest::sameInEveryZone()
+void TestSecondsSinceEpoch::isTheSameInEveryZone()
 {
     const QDateTime utc(QDate(2024, 3, 1), QTime(13, 4, 5, 42), Qt::UTC);
     for (const char *zone : {"UTC", "Europe/Copenhagen", "America/New_York", "Asia/Kolkata"}) {
@@ -54,6 +54,6 @@ void SecondsSinceEpochTest::sameInEveryZone()
     }
 }
 
-QTEST_APPLESS_MAIN(SecondsSinceEpochTest)
+QTEST_APPLESS_MAIN(TestSecondsSinceEpoch)
 
 #include "tst_secondssinceepoch.moc"

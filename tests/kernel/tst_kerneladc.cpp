@@ -6,6 +6,7 @@
 #include "kernelboard.h"
 #include "messagelog.h"
 #include "temporaryfolder.h"
+#include "texts.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QScopedPointer>
@@ -35,14 +36,9 @@ int rawRegister(unsigned channel)
     return 0x80 | int(channel % 8) << 4;
 }
 
-QString text(const char *format)
-{
-    return QString::fromLatin1(format);
-}
-
 } // namespace
 
-class tst_KernelAdc : public QObject
+class TestKernelAdc : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
@@ -67,24 +63,24 @@ private:
     QScopedPointer<MessageLog> messages;
 };
 
-void tst_KernelAdc::initTestCase()
+void TestKernelAdc::initTestCase()
 {
     QVERIFY2(QFile::exists(text("/run/sysfs/kernel/debug/gpio-mockup")),
              "this program is for tests/kernel/run");
 }
 
-void tst_KernelAdc::init()
+void TestKernelAdc::init()
 {
     messages.reset(new MessageLog);
 }
 
-void tst_KernelAdc::cleanup()
+void TestKernelAdc::cleanup()
 {
     messages.reset();
 }
 
 /** Each channel has a value of its own, so that a mistaken one is seen. */
-void tst_KernelAdc::readsEveryChipsChannels()
+void TestKernelAdc::readsEveryChipsChannels()
 {
     for (unsigned device = 0; device < 3; ++device) {
         I2cChip chip(firstAddress + int(device));
@@ -103,7 +99,7 @@ void tst_KernelAdc::readsEveryChipsChannels()
                            << 1830 << 1891 << 1952 << 2013 << 2074 << 2135 << 2196 << 2257);
 }
 
-void tst_KernelAdc::readsEveryLradcChannel()
+void TestKernelAdc::readsEveryLradcChannel()
 {
     QList<unsigned> steps;
     for (unsigned channel = 0; channel < 16; ++channel) {
@@ -116,7 +112,7 @@ void tst_KernelAdc::readsEveryLradcChannel()
     QCOMPARE(readings, steps);
 }
 
-void tst_KernelAdc::readsMillivolts_data()
+void TestKernelAdc::readsMillivolts_data()
 {
     QTest::addColumn<int>("conversion");
     QTest::addColumn<unsigned>("scale");
@@ -131,7 +127,7 @@ void tst_KernelAdc::readsMillivolts_data()
     QTest::newRow("most") << 4095 << 25u << QByteArray("2498") << 2498u << 62450u;
 }
 
-void tst_KernelAdc::readsMillivolts()
+void TestKernelAdc::readsMillivolts()
 {
     QFETCH(int, conversion);
     QFETCH(unsigned, scale);
@@ -145,7 +141,7 @@ void tst_KernelAdc::readsMillivolts()
     QCOMPARE(input.getAdcValue(), scaled);
 }
 
-void tst_KernelAdc::readsSteps_data()
+void TestKernelAdc::readsSteps_data()
 {
     QTest::addColumn<unsigned>("steps");
     QTest::addColumn<unsigned>("scale");
@@ -156,7 +152,7 @@ void tst_KernelAdc::readsSteps_data()
     QTest::newRow("most") << 4095u << 25u << 102375u;
 }
 
-void tst_KernelAdc::readsSteps()
+void TestKernelAdc::readsSteps()
 {
     QFETCH(unsigned, steps);
     QFETCH(unsigned, scale);
@@ -168,7 +164,7 @@ void tst_KernelAdc::readsSteps()
     QCOMPARE(input.getAdcValue(), scaled);
 }
 
-void tst_KernelAdc::readsAfresh()
+void TestKernelAdc::readsAfresh()
 {
     Adc millivolts(nullptr, 0, 0, 10);
     Adc steps(nullptr, lradcNumber, 0, 10);
@@ -186,7 +182,7 @@ void tst_KernelAdc::readsAfresh()
                                          << 1830 << 18300 << 3000 << 30000);
 }
 
-void tst_KernelAdc::readsNegative_data()
+void TestKernelAdc::readsNegative_data()
 {
     QTest::addColumn<int>("conversion");
     QTest::addColumn<QByteArray>("content");
@@ -199,7 +195,7 @@ void tst_KernelAdc::readsNegative_data()
 }
 
 /** The chip at 0x4b measures a voltage of either sign, in hundredths of a millivolt. */
-void tst_KernelAdc::readsNegative()
+void TestKernelAdc::readsNegative()
 {
     QFETCH(int, conversion);
     QFETCH(QByteArray, content);
@@ -214,7 +210,7 @@ void tst_KernelAdc::readsNegative()
 }
 
 /** No converter's file is empty; one of the kernel's others is, and stands in for it. */
-void tst_KernelAdc::readsNothing()
+void TestKernelAdc::readsNothing()
 {
     const char empty[] = "/run/sysfs/devices/platform/uevent";
     QCOMPARE(kernelFile(empty), QByteArray());
@@ -229,7 +225,7 @@ void tst_KernelAdc::readsNothing()
     QCOMPARE(input.getAdcValue(), 0u);
 }
 
-void tst_KernelAdc::channelThatIsNotThere()
+void TestKernelAdc::channelThatIsNotThere()
 {
     Adc input(nullptr, 3, 7, 1); // that chip has two channels
     QCOMPARE(messages->debugLines(), QStringList() << text("Adc Adc Creating Object ")
@@ -238,7 +234,7 @@ void tst_KernelAdc::channelThatIsNotThere()
     QCOMPARE(input.getAdcValue(), 0u);
 }
 
-void tst_KernelAdc::chipThatGoes()
+void TestKernelAdc::chipThatGoes()
 {
     const char bus[] = "/run/sysfs/bus/i2c/devices/i2c-0/";
     I2cChip chip(0x4a);
@@ -253,5 +249,5 @@ void tst_KernelAdc::chipThatGoes()
     QCOMPARE(Adc(nullptr, 2, 6, 2).getAdcValue(), 1220u);
 }
 
-QTEST_MAIN(tst_KernelAdc)
+QTEST_MAIN(TestKernelAdc)
 #include "tst_kerneladc.moc"

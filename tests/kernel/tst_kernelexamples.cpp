@@ -36,7 +36,7 @@ void interrupt(Program &example)
 
 } // namespace
 
-class tst_KernelExamples : public QObject
+class TestKernelExamples : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
@@ -48,13 +48,13 @@ private Q_SLOTS:
     void readsensor();
 };
 
-void tst_KernelExamples::initTestCase()
+void TestKernelExamples::initTestCase()
 {
     QVERIFY2(QFile::exists(QString::fromLatin1("/run/sysfs/kernel/debug/gpio-mockup")),
              "this program is for tests/kernel/run");
 }
 
-void tst_KernelExamples::waitForEdges_data()
+void TestKernelExamples::waitForEdges_data()
 {
     QTest::addColumn<QByteArray>("program");
     QTest::newRow("waitedge") << QByteArray(WAITEDGE_PROGRAM);
@@ -62,7 +62,7 @@ void tst_KernelExamples::waitForEdges_data()
 }
 
 /** They print each level, and end when the line goes. */
-void tst_KernelExamples::waitForEdges()
+void TestKernelExamples::waitForEdges()
 {
     QFETCH(QByteArray, program);
     std::unique_ptr<ExportedLine> line(new ExportedLine(40));
@@ -78,7 +78,7 @@ void tst_KernelExamples::waitForEdges()
     QCOMPARE(example.wait(), 1);
 }
 
-void tst_KernelExamples::readsensor_data()
+void TestKernelExamples::readsensor_data()
 {
     QTest::addColumn<QString>("arguments");
     QTest::addColumn<QByteArray>("opened");
@@ -92,7 +92,7 @@ void tst_KernelExamples::readsensor_data()
                            << QByteArray("raw 1234, scaled 2468");
 }
 
-void tst_KernelExamples::readsensor()
+void TestKernelExamples::readsensor()
 {
     QFETCH(QString, arguments);
     QFETCH(QByteArray, opened);
@@ -107,5 +107,5 @@ void tst_KernelExamples::readsensor()
     QCOMPARE(example.wait(), 0);
 }
 
-QTEST_MAIN(tst_KernelExamples)
+QTEST_MAIN(TestKernelExamples)
 #include "tst_kernelexamples.moc"

@@ -6,6 +6,7 @@
 #include "kernelboard.h"
 #include "kivlogs.h"
 #include "messagelog.h"
+#include "texts.h"
 #include "trace.h"
 
 #include <QtCore/QAbstractEventDispatcher>
@@ -30,11 +31,6 @@ const int lastLine = 239;
 
 const char imx[] = "/sys/devices/80000000.apb/80000000.apbh/80018000.pinctrl/";
 const char i2c[] = "/sys/devices/80000000.apb/80040000.apbx/80058000.i2c/i2c-0/";
-
-QString text(const char *format)
-{
-    return QString::fromLatin1(format);
-}
 
 /** What poll() says at once of a value file: 0 if nothing has happened. */
 int readiness(int descriptor)
@@ -76,7 +72,7 @@ private:
     QSocketNotifier notifier;
 };
 
-class tst_KernelGpio : public QObject
+class TestKernelGpio : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
@@ -119,14 +115,14 @@ private:
     QScopedPointer<LineRecord> record;
 };
 
-void tst_KernelGpio::initTestCase()
+void TestKernelGpio::initTestCase()
 {
     // On the machine itself the tests would set lines of its own.
     QVERIFY2(QFile::exists(text("/run/sysfs/kernel/debug/gpio-mockup")),
              "this program is for tests/kernel/run");
 }
 
-void tst_KernelGpio::init()
+void TestKernelGpio::init()
 {
     messages.reset(new MessageLog);
     trace.reset(new Trace(nullptr));
@@ -135,7 +131,7 @@ void tst_KernelGpio::init()
     record.reset(new LineRecord);
 }
 
-void tst_KernelGpio::cleanup()
+void TestKernelGpio::cleanup()
 {
     record.reset();
     uses.reset();
@@ -144,7 +140,7 @@ void tst_KernelGpio::cleanup()
     messages.reset();
 }
 
-void tst_KernelGpio::refusesLines_data()
+void TestKernelGpio::refusesLines_data()
 {
     QTest::addColumn<int>("number");
     QTest::newRow("below the first") << 36;
@@ -152,7 +148,7 @@ void tst_KernelGpio::refusesLines_data()
 }
 
 /** The kernel has the lines; they are refused nevertheless. */
-void tst_KernelGpio::refusesLines()
+void TestKernelGpio::refusesLines()
 {
     QFETCH(int, number);
     ExportedLine line(number);
@@ -168,7 +164,7 @@ void tst_KernelGpio::refusesLines()
     QCOMPARE(record->take(), Texts());
 }
 
-void tst_KernelGpio::opensInputs_data()
+void TestKernelGpio::opensInputs_data()
 {
     QTest::addColumn<int>("number");
     QTest::addColumn<int>("edge");
@@ -186,7 +182,7 @@ void tst_KernelGpio::opensInputs_data()
     }
 }
 
-void tst_KernelGpio::opensInputs()
+void TestKernelGpio::opensInputs()
 {
     QFETCH(int, number);
     QFETCH(int, edge);
@@ -220,7 +216,7 @@ void tst_KernelGpio::opensInputs()
                                   .arg(number));
 }
 
-void tst_KernelGpio::opensOutputs_data()
+void TestKernelGpio::opensOutputs_data()
 {
     QTest::addColumn<int>("number");
     QTest::newRow("processor") << 40;
@@ -229,7 +225,7 @@ void tst_KernelGpio::opensOutputs_data()
 }
 
 /** Outputs start low, whatever was before. */
-void tst_KernelGpio::opensOutputs()
+void TestKernelGpio::opensOutputs()
 {
     QFETCH(int, number);
     const QByteArray name = QByteArray::number(number);
@@ -244,7 +240,7 @@ void tst_KernelGpio::opensOutputs()
     QCOMPARE(line.level(), 0);
 }
 
-void tst_KernelGpio::opensNothingElse()
+void TestKernelGpio::opensNothingElse()
 {
     const QByteArray folder = QByteArray(imx) + "gpio.1/gpio/gpio40/";
     Gpio input(nullptr, Gpios(40), Gpio::DirectionInput, Gpio::EdgeBoth);
@@ -265,12 +261,12 @@ void tst_KernelGpio::opensNothingElse()
     QCOMPARE(uses->changes(), Texts());
 }
 
-void tst_KernelGpio::reads_data()
+void TestKernelGpio::reads_data()
 {
     opensOutputs_data();
 }
 
-void tst_KernelGpio::reads()
+void TestKernelGpio::reads()
 {
     QFETCH(int, number);
     const QByteArray name = QByteArray::number(number);
@@ -290,12 +286,12 @@ void tst_KernelGpio::reads()
     QCOMPARE(input.getGpioValue(), 0);
 }
 
-void tst_KernelGpio::drives_data()
+void TestKernelGpio::drives_data()
 {
     opensOutputs_data();
 }
 
-void tst_KernelGpio::drives()
+void TestKernelGpio::drives()
 {
     QFETCH(int, number);
     const QByteArray name = QByteArray::number(number);
@@ -315,13 +311,13 @@ void tst_KernelGpio::drives()
     QCOMPARE(line.level(), 1);
 }
 
-void tst_KernelGpio::changesDirection_data()
+void TestKernelGpio::changesDirection_data()
 {
     opensOutputs_data();
 }
 
 /** An input becomes an output in one step, so that nothing sees it high. */
-void tst_KernelGpio::changesDirection()
+void TestKernelGpio::changesDirection()
 {
     QFETCH(int, number);
     const QByteArray name = QByteArray::number(number);
@@ -346,7 +342,7 @@ void tst_KernelGpio::changesDirection()
     QCOMPARE(line.level(), 1);
 }
 
-void tst_KernelGpio::wakesPoll_data()
+void TestKernelGpio::wakesPoll_data()
 {
     QTest::addColumn<int>("number");
     QTest::addColumn<int>("edge");
@@ -365,7 +361,7 @@ void tst_KernelGpio::wakesPoll_data()
     }
 }
 
-void tst_KernelGpio::wakesPoll()
+void TestKernelGpio::wakesPoll()
 {
     QFETCH(int, number);
     QFETCH(int, edge);
@@ -387,7 +383,7 @@ void tst_KernelGpio::wakesPoll()
     QCOMPARE(seen, wakes);
 }
 
-void tst_KernelGpio::wakesNotifier_data()
+void TestKernelGpio::wakesNotifier_data()
 {
     QTest::addColumn<int>("edge");
     QTest::addColumn<QList<int>>("levels"); // those that are read, after that at the start
@@ -397,7 +393,7 @@ void tst_KernelGpio::wakesNotifier_data()
     QTest::newRow("both") << int(Gpio::EdgeBoth) << (QList<int>() << 1 << 0 << 1 << 0);
 }
 
-void tst_KernelGpio::wakesNotifier()
+void TestKernelGpio::wakesNotifier()
 {
     QFETCH(int, edge);
     QFETCH(QList<int>, levels);
@@ -416,7 +412,7 @@ void tst_KernelGpio::wakesNotifier()
     QCOMPARE(listener.levels, levels);
 }
 
-void tst_KernelGpio::freshDescriptorIsReady()
+void TestKernelGpio::freshDescriptorIsReady()
 {
     ExportedLine line(40);
     Gpio input(nullptr, Gpios(40), Gpio::DirectionInput, Gpio::EdgeNone);
@@ -426,7 +422,7 @@ void tst_KernelGpio::freshDescriptorIsReady()
     QCOMPARE(readiness(input.getGpioFd()), 0);
 }
 
-void tst_KernelGpio::wakesNobodyWithoutInterrupt()
+void TestKernelGpio::wakesNobodyWithoutInterrupt()
 {
     EdgeMarker marker;
     ExportedLine line(230);
@@ -445,7 +441,7 @@ void tst_KernelGpio::wakesNobodyWithoutInterrupt()
 }
 
 /** The next application finds the line with the edge of the last one. */
-void tst_KernelGpio::edgeOutlivesTheObject()
+void TestKernelGpio::edgeOutlivesTheObject()
 {
     ExportedLine line(40);
     Gpio(nullptr, Gpios(40), Gpio::DirectionInput, Gpio::EdgeRising);
@@ -456,7 +452,7 @@ void tst_KernelGpio::edgeOutlivesTheObject()
     QCOMPARE(uses->changes(), Texts() << "40: in lo");
 }
 
-void tst_KernelGpio::unexportedInput()
+void TestKernelGpio::unexportedInput()
 {
     std::unique_ptr<ExportedLine> line(new ExportedLine(40));
     Gpio input(nullptr, Gpios(40), Gpio::DirectionInput, Gpio::EdgeBoth);
@@ -482,7 +478,7 @@ void tst_KernelGpio::unexportedInput()
     QCOMPARE(another.getGpioValue(), 1);
 }
 
-void tst_KernelGpio::unexportedOutput()
+void TestKernelGpio::unexportedOutput()
 {
     std::unique_ptr<ExportedLine> line(new ExportedLine(40));
     Gpio output(nullptr, Gpios(40), Gpio::DirectionOutput, Gpio::EdgeNone);
@@ -498,7 +494,7 @@ void tst_KernelGpio::unexportedOutput()
 }
 
 /** Another program has made an input of the line. */
-void tst_KernelGpio::takenAway()
+void TestKernelGpio::takenAway()
 {
     ExportedLine line(40);
     Gpio output(nullptr, Gpios(40), Gpio::DirectionOutput, Gpio::EdgeNone);
@@ -512,7 +508,7 @@ void tst_KernelGpio::takenAway()
 }
 
 /** Each number is the kernel's line of that number, and nothing else is touched with it. */
-void tst_KernelGpio::everyLine()
+void TestKernelGpio::everyLine()
 {
     std::vector<std::unique_ptr<ExportedLine>> lines;
     for (int number = firstLine; number < firstChipLine; ++number)
@@ -540,7 +536,7 @@ void tst_KernelGpio::everyLine()
 }
 
 /** The same in the registers of the expander: two bytes of levels, two with a bit for an input. */
-void tst_KernelGpio::everyChipLine()
+void TestKernelGpio::everyChipLine()
 {
     const I2cChip chip(0x76);
     std::vector<std::unique_ptr<ExportedLine>> lines;
@@ -570,5 +566,5 @@ void tst_KernelGpio::everyChipLine()
     }
 }
 
-QTEST_MAIN(tst_KernelGpio)
+QTEST_MAIN(TestKernelGpio)
 #include "tst_kernelgpio.moc"
