@@ -5,6 +5,7 @@
 #include "kivinterface.h"
 #include "kivlogs.h"
 #include "messagelog.h"
+#include "texts.h"
 #include "trace.h"
 
 #include <QtCore/QList>
@@ -79,11 +80,5 @@ bool spinUntil(const std::function<bool()> &condition);
 
 /** Whether two records are the same; if not, the first difference is printed. */
 bool sameRecord(const QStringList &actual, const QStringList &expected);
-
-/** A data column for a whole record, or for a text with any bytes in it. */
-inline QString latin1(const char *text)
-{
-    return QString::fromLatin1(text);
-}
 
 #endif

@@ -7,6 +7,7 @@
 #include "kivlogs.h"
 #include "skip.h"
 #include "standin.h"
+#include "texts.h"
 #include "waiting.h"
 
 #include <QtCore/QScopedPointer>
@@ -17,23 +18,18 @@
 static const char listPath[] = "/state/sys_messages";
 static const char entryPath[] = "/state/sys_messages/sys_message[reporter='app'][rep_ref='7']";
 
-static QString text(const char *latin1)
-{
-    return QString::fromLatin1(latin1);
-}
-
-class MessageListTest : public QObject
+class TestMessageList : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
     void initTestCase();
     void init();
     void cleanup();
-    void postedEntryIsInTheList();
-    void repostedEntryReplacesTheOld();
-    void withdrawnEntryIsGone();
-    void othersStay();
-    void subscriberIsTold();
+    void listsAPostedEntry();
+    void replacesAnEntryThatIsPostedAgain();
+    void dropsAWithdrawnEntry();
+    void leavesOtherEntriesAlone();
+    void tellsSubscribers();
 
 private:
     /** The next signal of the client. */
@@ -48,13 +44,13 @@ private:
     QScopedPointer<SignalLog> signalLog;
 };
 
-void MessageListTest::initTestCase()
+void TestMessageList::initTestCase()
 {
     if (!qstrlen(KIVSIM_PROGRAM))
         SKIP_TEST("kivsim is not built: cmake -DQVCOMMON_BUILD_TOOLS=ON .");
 }
 
-void MessageListTest::init()
+void TestMessageList::init()
 {
     daemon.reset(new StandIn(KIVSIM_PROGRAM, "<device><state><sys_messages/></state></device>"));
     kiv.reset(new KivInterface(nullptr));
@@ -63,32 +59,32 @@ void MessageListTest::init()
     QCOMPARE(nextSignal(), text("local connected"));
 }
 
-void MessageListTest::cleanup()
+void TestMessageList::cleanup()
 {
     signalLog.reset();
     kiv.reset();
     daemon.reset();
 }
 
-QString MessageListTest::nextSignal()
+QString TestMessageList::nextSignal()
 {
     if (!waitFor([this] { return !signalLog->entries.isEmpty(); }))
         return text("(no signal)");
     return signalLog->entries.takeFirst();
 }
 
-bool MessageListTest::post(const char *repRef, const char *lineId, const char *message)
+bool TestMessageList::post(const char *repRef, const char *lineId, const char *message)
 {
     return KivInterface::putSysMessage(text("put"), text("app"), text(repRef), text("error"),
                                        text(lineId), text(message), text("<disk>sda</disk>"));
 }
 
-bool MessageListTest::withdraw(const char *repRef)
+bool TestMessageList::withdraw(const char *repRef)
 {
     return KivInterface::deleteSysMessage(text("delete"), text("app"), text(repRef));
 }
 
-QString MessageListTest::valueOf(const char *element)
+QString TestMessageList::valueOf(const char *element)
 {
     KivInterface::requestDataGet(text("get"), text(entryPath));
     const QString reply = nextSignal();
@@ -103,7 +99,7 @@ QString MessageListTest::valueOf(const char *element)
                : text("(not found)");
 }
 
-void MessageListTest::postedEntryIsInTheList()
+void TestMessageList::listsAPostedEntry()
 {
     const std::time_t before = std::time(nullptr);
     QVERIFY(post("7", "3", "Disk full"));
@@ -120,7 +116,7 @@ void MessageListTest::postedEntryIsInTheList()
     QVERIFY(posted <= std::time(nullptr));
 }
 
-void MessageListTest::repostedEntryReplacesTheOld()
+void TestMessageList::replacesAnEntryThatIsPostedAgain()
 {
     QVERIFY(post("7", "", "Disk full"));
     QCOMPARE(nextSignal(), text("ok(put)"));
@@ -134,7 +130,7 @@ void MessageListTest::repostedEntryReplacesTheOld()
              text("error(get, application, no such path: ") + text(entryPath) + text(")"));
 }
 
-void MessageListTest::withdrawnEntryIsGone()
+void TestMessageList::dropsAWithdrawnEntry()
 {
     QVERIFY(post("7", "", "Disk full"));
     QCOMPARE(nextSignal(), text("ok(put)"));
@@ -147,7 +143,7 @@ void MessageListTest::withdrawnEntryIsGone()
              text("error(delete, application, no such path: ") + text(entryPath) + text(")"));
 }
 
-void MessageListTest::othersStay()
+void TestMessageList::leavesOtherEntriesAlone()
 {
     QVERIFY(post("7", "", "Disk full"));
     QCOMPARE(nextSignal(), text("ok(put)"));
@@ -158,7 +154,7 @@ void MessageListTest::othersStay()
     QCOMPARE(valueOf("text"), text("Disk full"));
 }
 
-void MessageListTest::subscriberIsTold()
+void TestMessageList::tellsSubscribers()
 {
     QVERIFY(KivInterface::requestDataSubscribe(text("watch"), text(listPath), text("list")));
     QCOMPARE(nextSignal(), text("ok(watch)"));
@@ -180,6 +176,6 @@ void MessageListTest::subscriberIsTold()
                                text(listPath) + text(", )"));
 }
 
-QTEST_MAIN(MessageListTest)
+QTEST_MAIN(TestMessageList)
 
 #include "tst_messagelist.moc"

@@ -101,27 +101,27 @@ class TestNotifications : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void bodies_data();
-    void bodies();
-    void data_data();
-    void data();
-    void cutAtEveryCharacter_data();
-    void cutAtEveryCharacter();
-    void simpleText_data();
-    void simpleText();
-    void simpleTextOfArguments();
-    void nullAndEmpty_data();
-    void nullAndEmpty();
-    void checksum();
-    void handlers_data();
-    void handlers();
-    void dataIsAppended();
-    void hugeBody();
-    void levels();
-    void likeThePlainFormulation();
+    void signalsWhatABodySays_data();
+    void signalsWhatABodySays();
+    void rendersData_data();
+    void rendersData();
+    void survivesABodyCutAtEveryCharacter_data();
+    void survivesABodyCutAtEveryCharacter();
+    void tellsSimpleTextInData_data();
+    void tellsSimpleTextInData();
+    void tellsSimpleTextInArguments();
+    void tellsNullFromEmpty_data();
+    void tellsNullFromEmpty();
+    void keepsTheChecksumForSlots();
+    void handlesEachPartAlone_data();
+    void handlesEachPartAlone();
+    void appendsData();
+    void signalsAHugeBody();
+    void logsWithTheRightGroupsAndLevels();
+    void equalsThePlainFormulation();
 };
 
-void TestNotifications::bodies_data()
+void TestNotifications::signalsWhatABodySays_data()
 {
     QTest::addColumn<QString>("body");
     QTest::addColumn<QStringList>("said");
@@ -231,7 +231,7 @@ void TestNotifications::bodies_data()
         one(", , , , ") + QStringList(reported()));
 }
 
-void TestNotifications::bodies()
+void TestNotifications::signalsWhatABodySays()
 {
     QFETCH(QString, body);
     QFETCH(QStringList, said);
@@ -241,7 +241,7 @@ void TestNotifications::bodies()
     QVERIFY(likePlain(fixture, body));
 }
 
-void TestNotifications::data_data()
+void TestNotifications::rendersData_data()
 {
     QTest::addColumn<QString>("sent");
     QTest::addColumn<QString>("received");
@@ -262,7 +262,7 @@ void TestNotifications::data_data()
     row("<crc32>1</crc32>", "<crc32>1</crc32>");
 }
 
-void TestNotifications::data()
+void TestNotifications::rendersData()
 {
     QFETCH(QString, sent);
     QFETCH(QString, received);
@@ -273,7 +273,7 @@ void TestNotifications::data()
     QVERIFY(likePlain(fixture, body));
 }
 
-void TestNotifications::cutAtEveryCharacter_data()
+void TestNotifications::survivesABodyCutAtEveryCharacter_data()
 {
     QTest::addColumn<QString>("body");
     QTest::newRow("whole") << change(sample);
@@ -283,14 +283,14 @@ void TestNotifications::cutAtEveryCharacter_data()
     QTest::newRow("nested") << change("<data>a<data>b</data>c</data><!-- d --><op>&amp;</op>");
 }
 
-void TestNotifications::cutAtEveryCharacter()
+void TestNotifications::survivesABodyCutAtEveryCharacter()
 {
     QFETCH(QString, body);
     KivFixture fixture;
     QVERIFY(survivesCuts(fixture, body));
 }
 
-void TestNotifications::simpleText_data()
+void TestNotifications::tellsSimpleTextInData_data()
 {
     const struct {
         ushort character;
@@ -304,7 +304,7 @@ void TestNotifications::simpleText_data()
             << QString(QLatin1Char('a') + QString(QChar(limit.character))) << limit.simple;
 }
 
-void TestNotifications::simpleText()
+void TestNotifications::tellsSimpleTextInData()
 {
     QFETCH(QString, text);
     QFETCH(bool, simple);
@@ -346,7 +346,7 @@ void TestNotifications::simpleText()
                    first + QStringList(signalled("notify", latin1("s1, , , , ") + text)) + behind));
 }
 
-void TestNotifications::simpleTextOfArguments()
+void TestNotifications::tellsSimpleTextInArguments()
 {
     // Whoever calls these has to look at the reference.
     KivFixture fixture;
@@ -358,7 +358,7 @@ void TestNotifications::simpleTextOfArguments()
     QCOMPARE(fixture.take(), QStringList(signalled("notify", ref + latin1(", , , , "))));
 }
 
-void TestNotifications::nullAndEmpty_data()
+void TestNotifications::tellsNullFromEmpty_data()
 {
     QTest::addColumn<QString>("body");
     QTest::addColumn<QString>("kinds");
@@ -378,7 +378,7 @@ void TestNotifications::nullAndEmpty_data()
         "null text text text text");
 }
 
-void TestNotifications::nullAndEmpty()
+void TestNotifications::tellsNullFromEmpty()
 {
     QFETCH(QString, body);
     QFETCH(QString, kinds);
@@ -388,7 +388,7 @@ void TestNotifications::nullAndEmpty()
     QCOMPARE(listener.kinds, QStringList(kinds));
 }
 
-void TestNotifications::checksum()
+void TestNotifications::keepsTheChecksumForSlots()
 {
     KivFixture fixture;
     Listener listener(fixture.kiv.get());
@@ -431,7 +431,7 @@ static bool callHandler(KivInterface &kiv, const QString &name, QXmlStreamReader
     return kiv.handleNotifyEventChangeData(xml, text);
 }
 
-void TestNotifications::handlers_data()
+void TestNotifications::handlesEachPartAlone_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("content");
@@ -455,7 +455,7 @@ void TestNotifications::handlers_data()
     row("data", "", nothing, nothing, nothing);
 }
 
-void TestNotifications::handlers()
+void TestNotifications::handlesEachPartAlone()
 {
     QFETCH(QString, name);
     QFETCH(QString, content);
@@ -512,7 +512,7 @@ void TestNotifications::handlers()
     }
 }
 
-void TestNotifications::dataIsAppended()
+void TestNotifications::appendsData()
 {
     KivFixture fixture;
     QString data = latin1("before&");
@@ -528,7 +528,7 @@ void TestNotifications::dataIsAppended()
     QCOMPARE(data, latin1("before&1<a></a>2<b></b>"));
 }
 
-void TestNotifications::hugeBody()
+void TestNotifications::signalsAHugeBody()
 {
     KivFixture fixture;
     const QString text(4 << 20, QLatin1Char('x'));
@@ -550,7 +550,7 @@ void TestNotifications::hugeBody()
                    one("s1, , , , ") + QStringList(reported())));
 }
 
-void TestNotifications::levels()
+void TestNotifications::logsWithTheRightGroupsAndLevels()
 {
     KivFixture fixture;
     KivInterface::debugPrintEnable();
@@ -564,7 +564,7 @@ void TestNotifications::levels()
              QString());
 }
 
-void TestNotifications::likeThePlainFormulation()
+void TestNotifications::equalsThePlainFormulation()
 {
     KivFixture fixture;
     Random random(5);

@@ -8,6 +8,7 @@
 #include "kivlogs.h"
 #include "skip.h"
 #include "standin.h"
+#include "texts.h"
 #include "waiting.h"
 
 #include <QtCore/QScopedPointer>
@@ -25,24 +26,19 @@ static const char document[] =
     "</interfaces></config>"
     "<state><location>nowhere</location><up>1</up></state></device>";
 
-static QString text(const char *latin1)
-{
-    return QString::fromLatin1(latin1);
-}
-
 /** What stands for a value that is not there. */
 static const char nothing[] = "(nothing)";
 
-class PathAgreementTest : public QObject
+class TestPathAgreement : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
     void initTestCase();
     void cleanupTestCase();
-    void bothFindTheSame_data();
-    void bothFindTheSame();
-    void theyDiffer_data();
-    void theyDiffer();
+    void findsTheSameAsTheDaemon_data();
+    void findsTheSameAsTheDaemon();
+    void differsFromTheDaemonWhereKnown_data();
+    void differsFromTheDaemonWhereKnown();
 
 private:
     /** The text that the first designated element begins with, according to the daemon. */
@@ -53,7 +49,7 @@ private:
     QScopedPointer<SignalLog> signalLog;
 };
 
-void PathAgreementTest::initTestCase()
+void TestPathAgreement::initTestCase()
 {
     if (!qstrlen(KIVSIM_PROGRAM))
         SKIP_TEST("kivsim is not built: cmake -DQVCOMMON_BUILD_TOOLS=ON .");
@@ -65,14 +61,14 @@ void PathAgreementTest::initTestCase()
     QCOMPARE(signalLog->take(), QStringList(text("local connected")));
 }
 
-void PathAgreementTest::cleanupTestCase()
+void TestPathAgreement::cleanupTestCase()
 {
     signalLog.reset();
     kiv.reset();
     daemon.reset();
 }
 
-QString PathAgreementTest::askDaemon(const QString &path)
+QString TestPathAgreement::askDaemon(const QString &path)
 {
     KivInterface::requestDataGet(text("r"), path);
     if (!waitFor([this] { return !signalLog->entries.isEmpty(); }))
@@ -93,7 +89,7 @@ static QString lookUp(const QString &path)
     return found ? value : text(nothing);
 }
 
-void PathAgreementTest::bothFindTheSame_data()
+void TestPathAgreement::findsTheSameAsTheDaemon_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("value");
@@ -123,7 +119,7 @@ void PathAgreementTest::bothFindTheSame_data()
         << text("/config/interfaces/interface/mtu") << text("1500");
 }
 
-void PathAgreementTest::bothFindTheSame()
+void TestPathAgreement::findsTheSameAsTheDaemon()
 {
     QFETCH(QString, path);
     QFETCH(QString, value);
@@ -139,7 +135,7 @@ void PathAgreementTest::bothFindTheSame()
     }
 }
 
-void PathAgreementTest::theyDiffer_data()
+void TestPathAgreement::differsFromTheDaemonWhereKnown_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("lookedUp");
@@ -158,13 +154,13 @@ void PathAgreementTest::theyDiffer_data()
         << text("/config/interfaces/interface[name=\"eth1\"]/mtu") << text(nothing) << text("1400");
 }
 
-void PathAgreementTest::theyDiffer()
+void TestPathAgreement::differsFromTheDaemonWhereKnown()
 {
     QFETCH(QString, path);
     QTEST(lookUp(path), "lookedUp");
     QTEST(askDaemon(path), "asked");
 }
 
-QTEST_MAIN(PathAgreementTest)
+QTEST_MAIN(TestPathAgreement)
 
 #include "tst_pathagreement.moc"

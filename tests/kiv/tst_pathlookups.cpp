@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivinterface.h"
 
+#include "random.h"
 #include "regexsplit.h"
+#include "texts.h"
 
 #include <QtCore/QXmlStreamReader>
 #include <QtTest/QTest>
@@ -10,11 +12,6 @@
 
 /** What a result holds that a look-up has left alone. */
 static const char untouched[] = "(untouched)";
-
-static QString text(const char *utf8)
-{
-    return QString::fromUtf8(utf8);
-}
 
 /** The reader's next token, as a text like "<a>", "</a>" or "text". */
 static QString nextToken(QXmlStreamReader &reader)
@@ -31,65 +28,46 @@ static QString nextToken(QXmlStreamReader &reader)
     }
 }
 
-/** Numbers that are the same in every run. */
-class Dice
+static QString randomWord(Random &random, const char *alphabet, int longest)
 {
-public:
-    explicit Dice(quint32 seed)
-        : state(seed)
-    {
-    }
+    const QString letters = QLatin1String(alphabet);
+    QString result;
+    for (int length = random.below(longest + 1); length > 0; --length)
+        result += letters.at(random.below(int(letters.size())));
+    return result;
+}
 
-    int roll(int sides)
-    {
-        state = state * 1664525U + 1013904223U;
-        return int((state >> 8) % quint32(sides));
-    }
-
-    QString word(const char *alphabet, int longest)
-    {
-        const QString letters = QLatin1String(alphabet);
-        QString result;
-        for (int length = roll(longest + 1); length > 0; --length)
-            result += letters.at(roll(int(letters.size())));
-        return result;
-    }
-
-private:
-    quint32 state;
-};
-
-class PathLookupsTest : public QObject
+class TestPathLookups : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void textAtPath_data();
-    void textAtPath();
-    void prefix_data();
-    void prefix();
-    void index_data();
-    void index();
-    void remainingSteps_data();
-    void remainingSteps();
-    void listStep_data();
-    void listStep();
-    void listStepsAreCutAsByRegularExpression();
-    void crawlToNode_data();
-    void crawlToNode();
-    void crawlToList_data();
-    void crawlToList();
-    void returnNode_data();
-    void returnNode();
-    void key_data();
-    void key();
-    void keysAreCutAsBySplit();
-    void xmlCutAtEveryCharacter();
+    void findsTheTextAtAPath_data();
+    void findsTheTextAtAPath();
+    void cutsThePrefix_data();
+    void cutsThePrefix();
+    void findsTheIndexInAStep_data();
+    void findsTheIndexInAStep();
+    void tellsTheRemainingSteps_data();
+    void tellsTheRemainingSteps();
+    void takesAListStepApart_data();
+    void takesAListStepApart();
+    void cutsListStepsAsByRegularExpression();
+    void crawlsToANode_data();
+    void crawlsToANode();
+    void crawlsToAListEntry_data();
+    void crawlsToAListEntry();
+    void returnsTheTextOfANode_data();
+    void returnsTheTextOfANode();
+    void findsTheValueOfAKey_data();
+    void findsTheValueOfAKey();
+    void cutsKeysAsBySplit();
+    void survivesXmlCutAtEveryCharacter();
     void readsNoFurtherThanTheElement();
-    void keyOfTheEntryIsNotReadAgain();
-    void outputsMayBeInputs();
+    void readsTheKeyOfAnEntryOnce();
+    void takesItsOutputsAsInputs();
 };
 
-void PathLookupsTest::textAtPath_data()
+void TestPathLookups::findsTheTextAtAPath_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("xml");
@@ -188,7 +166,7 @@ void PathLookupsTest::textAtPath_data()
         << text("a/b") << text("<a>&x;<b>7</b></a>") << false << text(untouched);
 }
 
-void PathLookupsTest::textAtPath()
+void TestPathLookups::findsTheTextAtAPath()
 {
     QFETCH(QString, path);
     QFETCH(QString, xml);
@@ -214,7 +192,7 @@ void PathLookupsTest::textAtPath()
     QTEST(result, "result");
 }
 
-void PathLookupsTest::prefix_data()
+void TestPathLookups::cutsThePrefix_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("prefixText");
@@ -255,7 +233,7 @@ void PathLookupsTest::prefix_data()
     QTest::newRow("null path") << QString() << text("") << false << text(untouched);
 }
 
-void PathLookupsTest::prefix()
+void TestPathLookups::cutsThePrefix()
 {
     QFETCH(QString, path);
     QFETCH(QString, prefixText);
@@ -278,7 +256,7 @@ void PathLookupsTest::prefix()
     }
 }
 
-void PathLookupsTest::index_data()
+void TestPathLookups::findsTheIndexInAStep_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<int>("index");
@@ -299,7 +277,7 @@ void PathLookupsTest::index_data()
     QTest::newRow("negative for the key") << text("b[k='9']/k") << -1 << true << text("9");
 }
 
-void PathLookupsTest::index()
+void TestPathLookups::findsTheIndexInAStep()
 {
     QFETCH(QString, path);
     QFETCH(int, index);
@@ -313,7 +291,7 @@ void PathLookupsTest::index()
     QTEST(result, "result");
 }
 
-void PathLookupsTest::remainingSteps_data()
+void TestPathLookups::tellsTheRemainingSteps_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<bool>("found");
@@ -329,7 +307,7 @@ void PathLookupsTest::remainingSteps_data()
     QTest::newRow("last missing") << text("a/b/x") << false << text("x");
 }
 
-void PathLookupsTest::remainingSteps()
+void TestPathLookups::tellsTheRemainingSteps()
 {
     QFETCH(QString, path);
     QFETCH(bool, found);
@@ -340,7 +318,7 @@ void PathLookupsTest::remainingSteps()
     QTEST(steps.join(text("/")), "remaining");
 }
 
-void PathLookupsTest::listStep_data()
+void TestPathLookups::takesAListStepApart_data()
 {
     QTest::addColumn<QString>("step");
     QTest::addColumn<bool>("valid");
@@ -377,7 +355,7 @@ void PathLookupsTest::listStep_data()
     QTest::newRow("blanks count") << text(" item [ id = ' 2 ' ]") << true << text(" item | id | ");
 }
 
-void PathLookupsTest::listStep()
+void TestPathLookups::takesAListStepApart()
 {
     QFETCH(QString, step);
     QFETCH(bool, valid);
@@ -407,12 +385,13 @@ static bool validateByRegex(const QString &step, QStringList &outputs)
     return true;
 }
 
-void PathLookupsTest::listStepsAreCutAsByRegularExpression()
+void TestPathLookups::cutsListStepsAsByRegularExpression()
 {
-    Dice dice(1);
+    Random random(1);
+    const int cases = randomCases(20000);
     int valid = 0;
-    for (int i = 0; i < 20000; ++i) {
-        const QString step = dice.word("ab[]='\\\" \n", 14);
+    for (int i = 0; i < cases; ++i) {
+        const QString step = randomWord(random, "ab[]='\\\" \n", 14);
         QString listName = text("-");
         QString keyName = text("-");
         QString keyValue = text("-");
@@ -423,10 +402,10 @@ void PathLookupsTest::listStepsAreCutAsByRegularExpression()
                  expectedValid);
         QCOMPARE(QStringList() << listName << keyName << keyValue, expected);
     }
-    QVERIFY(valid > 1000);
+    QVERIFY(valid > cases / 20);
 }
 
-void PathLookupsTest::crawlToNode_data()
+void TestPathLookups::crawlsToANode_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("xml");
@@ -443,7 +422,7 @@ void PathLookupsTest::crawlToNode_data()
     QTest::newRow("empty name") << text("") << text("<a>1</a>") << false << text("Invalid");
 }
 
-void PathLookupsTest::crawlToNode()
+void TestPathLookups::crawlsToANode()
 {
     QFETCH(QString, name);
     QFETCH(QString, xml);
@@ -460,7 +439,7 @@ void PathLookupsTest::crawlToNode()
     QVERIFY(!KivInterface::xpathCrawlToXmlNode(text("a"), reader));
 }
 
-void PathLookupsTest::crawlToList_data()
+void TestPathLookups::crawlsToAListEntry_data()
 {
     QTest::addColumn<QString>("step"); // list|key|value
     QTest::addColumn<QString>("xml");
@@ -521,7 +500,7 @@ void PathLookupsTest::crawlToList_data()
         << text("id|id|2") << text("<l><id>2</id></l>") << false << QString();
 }
 
-void PathLookupsTest::crawlToList()
+void TestPathLookups::crawlsToAListEntry()
 {
     QFETCH(QString, step);
     QFETCH(QString, xml);
@@ -539,7 +518,7 @@ void PathLookupsTest::crawlToList()
         QVERIFY(reader.atEnd());
 }
 
-void PathLookupsTest::returnNode_data()
+void TestPathLookups::returnsTheTextOfANode_data()
 {
     QTest::addColumn<QString>("xml");
     QTest::addColumn<int>("index");
@@ -565,7 +544,7 @@ void PathLookupsTest::returnNode_data()
         << text("<a><v/><v/></a>") << -2 << false << text(untouched) << QString();
 }
 
-void PathLookupsTest::returnNode()
+void TestPathLookups::returnsTheTextOfANode()
 {
     QFETCH(QString, xml);
     QFETCH(int, index);
@@ -582,7 +561,7 @@ void PathLookupsTest::returnNode()
         QVERIFY(reader.atEnd());
 }
 
-void PathLookupsTest::key_data()
+void TestPathLookups::findsTheValueOfAKey_data()
 {
     QTest::addColumn<QString>("step");
     QTest::addColumn<QString>("keyName");
@@ -613,7 +592,7 @@ void PathLookupsTest::key_data()
     QTest::newRow("a quote alone") << text("'") << text("") << true << text("");
 }
 
-void PathLookupsTest::key()
+void TestPathLookups::findsTheValueOfAKey()
 {
     QFETCH(QString, step);
     QFETCH(QString, keyName);
@@ -623,13 +602,14 @@ void PathLookupsTest::key()
     QTEST(value, "value");
 }
 
-void PathLookupsTest::keysAreCutAsBySplit()
+void TestPathLookups::cutsKeysAsBySplit()
 {
-    Dice dice(2);
+    Random random(2);
+    const int cases = randomCases(20000);
     int hits = 0;
-    for (int i = 0; i < 20000; ++i) {
-        const QString step = dice.word("abc'='", 12);
-        const QString keyName = dice.word("abc", 2);
+    for (int i = 0; i < cases; ++i) {
+        const QString step = randomWord(random, "abc'='", 12);
+        const QString keyName = randomWord(random, "abc", 2);
         const QStringList pieces = step.split(QLatin1Char('\''));
         int holder = 0;
         while (holder < pieces.size() && !pieces.at(holder).contains(keyName))
@@ -640,10 +620,10 @@ void PathLookupsTest::keysAreCutAsBySplit()
         QCOMPARE(KivInterface::xpathGetKey(step, keyName, value), expected);
         QCOMPARE(value, expected ? pieces.at(holder + 1) : QLatin1String(untouched));
     }
-    QVERIFY(hits > 1000);
+    QVERIFY(hits > cases / 20);
 }
 
-void PathLookupsTest::xmlCutAtEveryCharacter()
+void TestPathLookups::survivesXmlCutAtEveryCharacter()
 {
     const QString xml = text("<r><item><id>1</id><v>x</v></item>"
                              "<item><id>2</id><v>y</v></item><tail/></r>");
@@ -662,7 +642,7 @@ void PathLookupsTest::xmlCutAtEveryCharacter()
     }
 }
 
-void PathLookupsTest::readsNoFurtherThanTheElement()
+void TestPathLookups::readsNoFurtherThanTheElement()
 {
     const QString head = text("<r><item><id>2</id><v>y</v>");
     const QString xml = head + QString(1000000, QLatin1Char('x'));
@@ -675,7 +655,7 @@ void PathLookupsTest::readsNoFurtherThanTheElement()
     QCOMPARE(nextToken(reader), text("</v>"));
 }
 
-void PathLookupsTest::keyOfTheEntryIsNotReadAgain()
+void TestPathLookups::readsTheKeyOfAnEntryOnce()
 {
     QXmlStreamReader reader(text("<r><item><id>2</id><id>3</id></item></r>"));
     QStringList steps = QStringList() << text("item[id='2']") << text("id");
@@ -686,7 +666,7 @@ void PathLookupsTest::keyOfTheEntryIsNotReadAgain()
     QCOMPARE(nextToken(reader), text("3"));
 }
 
-void PathLookupsTest::outputsMayBeInputs()
+void TestPathLookups::takesItsOutputsAsInputs()
 {
     const QString xml = text("<p><item><id>2</id><v>y</v></item></p>");
     QString path = text("p/item[id='2']/v");
@@ -730,6 +710,6 @@ void PathLookupsTest::outputsMayBeInputs()
     QCOMPARE(value, text("eth0"));
 }
 
-QTEST_APPLESS_MAIN(PathLookupsTest)
+QTEST_APPLESS_MAIN(TestPathLookups)
 
 #include "tst_pathlookups.moc"

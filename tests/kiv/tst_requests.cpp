@@ -27,11 +27,6 @@ struct Request {
     QString text;
 };
 
-QString l(const char *text)
-{
-    return QString::fromLatin1(text);
-}
-
 const char getFunction[] = "sendKivGetMesssage";
 const char editFunction[] = "sendKivEditMesssage";
 const char subscribeFunction[] = "sendKivSubscribeMesssage";
@@ -50,35 +45,35 @@ struct Get {
 void addGets(QList<Request> &requests)
 {
     const Get gets[] = {
-        {"plain", l("r1"), l("/a/b"),
+        {"plain", text("r1"), text("/a/b"),
          "<request><ref>r1</ref><rpc><get><path>/a/b</path></get></rpc></request>\r\n\f\n"},
         {"null texts", QString(), QString(),
          "<request><ref></ref><rpc><get><path></path></get></rpc></request>\r\n\f\n"},
-        {"empty texts", l(""), l(""),
+        {"empty texts", text(""), text(""),
          "<request><ref></ref><rpc><get><path></path></get></rpc></request>\r\n\f\n"},
-        {"nothing escaped", l("<r>&\"'"), l(" /a[b='<&>']\t\n"),
+        {"nothing escaped", text("<r>&\"'"), text(" /a[b='<&>']\t\n"),
          "<request><ref><r>&\"'</ref><rpc><get><path> /a[b='<&>']\t\n</path></get></rpc></request>"
          "\r\n\f\n"},
-        {"placeholders", l("%2 %1"), l("/interfaces/%1/%L1/%99/%%/%n"),
+        {"placeholders", text("%2 %1"), text("/interfaces/%1/%L1/%99/%%/%n"),
          "<request><ref>%2 %1</ref><rpc><get><path>/interfaces/%1/%L1/%99/%%/%n</path></get></rpc>"
          "</request>\r\n\f\n"}};
     for (const Get &get : gets) {
         const QString ref = get.ref;
         const QString path = get.path;
-        const QString text = l(get.text);
+        const QString sent = text(get.text);
         requests << Request{get.name, Builder, getFunction,
                             [=](Target target) {
                                 return KivInterface::instance->sendKivGetMesssage(path, ref,
                                                                                   target);
                             },
-                            text}
+                            sent}
                  << Request{get.name, FrontDoor, getFunction,
                             [=](Target target) {
                                 return KivInterface::requestDataGet(ref, path, target);
                             },
-                            text}
+                            sent}
                  << Request{get.name, LocalFrontDoor, getFunction,
-                            [=](Target) { return KivInterface::requestDataGet(ref, path); }, text};
+                            [=](Target) { return KivInterface::requestDataGet(ref, path); }, sent};
     }
 }
 
@@ -94,24 +89,24 @@ struct Edit {
 void addEdits(QList<Request> &requests)
 {
     const Edit edits[] = {
-        {"with data", l("r1"), l("/a"), l("patch"), l("<b>1</b>"),
+        {"with data", text("r1"), text("/a"), text("patch"), text("<b>1</b>"),
          "<request><ref>r1</ref><rpc><edit><op>patch</op><path>/a</path><data><b>1</b></data>"
          "</edit></rpc></request>\r\n\f\n"},
-        {"null data", l("r1"), l("/a"), l("delete"), QString(),
+        {"null data", text("r1"), text("/a"), text("delete"), QString(),
          "<request><ref>r1</ref><rpc><edit><op>delete</op><path>/a</path></edit></rpc></request>"
          "\r\n\f\n"},
-        {"empty data", l("r1"), l("/a"), l("delete"), l(""),
+        {"empty data", text("r1"), text("/a"), text("delete"), text(""),
          "<request><ref>r1</ref><rpc><edit><op>delete</op><path>/a</path></edit></rpc></request>"
          "\r\n\f\n"},
-        {"data of one blank", l("r1"), l("/a"), l("delete"), l(" "),
+        {"data of one blank", text("r1"), text("/a"), text("delete"), text(" "),
          "<request><ref>r1</ref><rpc><edit><op>delete</op><path>/a</path><data> </data></edit>"
          "</rpc></request>\r\n\f\n"},
         {"null texts", QString(), QString(), QString(), QString(),
          "<request><ref></ref><rpc><edit><op></op><path></path></edit></rpc></request>\r\n\f\n"},
-        {"nothing escaped", l("&"), l("<"), l(">"), l("\"'&"),
+        {"nothing escaped", text("&"), text("<"), text(">"), text("\"'&"),
          "<request><ref>&</ref><rpc><edit><op>></op><path><</path><data>\"'&</data></edit></rpc>"
          "</request>\r\n\f\n"},
-        {"placeholders", l("%1"), l("%2"), l("%3"), l("%4%1"),
+        {"placeholders", text("%1"), text("%2"), text("%3"), text("%4%1"),
          "<request><ref>%1</ref><rpc><edit><op>%3</op><path>%2</path><data>%4%1</data></edit></rpc>"
          "</request>\r\n\f\n"}};
     for (const Edit &edit : edits) {
@@ -119,22 +114,22 @@ void addEdits(QList<Request> &requests)
         const QString path = edit.path;
         const QString op = edit.op;
         const QString data = edit.data;
-        const QString text = l(edit.text);
+        const QString sent = text(edit.text);
         requests << Request{edit.name, Builder, editFunction,
                             [=](Target target) {
                                 return KivInterface::instance->sendKivEditMesssage(path, ref, op,
                                                                                    data, target);
                             },
-                            text}
+                            sent}
                  << Request{edit.name, FrontDoor, editFunction,
                             [=](Target target) {
                                 return KivInterface::requestDataEdit(ref, path, op, data, target);
                             },
-                            text}
+                            sent}
                  << Request{
                         edit.name, LocalFrontDoor, editFunction,
                         [=](Target) { return KivInterface::requestDataEdit(ref, path, op, data); },
-                        text};
+                        sent};
     }
 }
 
@@ -147,43 +142,45 @@ struct Subscription {
 
 void addSubscriptions(QList<Request> &requests)
 {
-    const QString ref = l("s1");
-    const QString path = l("/a<&");
-    const QString tag = l("multi_level");
-    const QString begin = l("<request><ref>s1</ref><rpc><subscribe><multi_level><path>/a<&</path>");
-    const QString end = l("</multi_level></subscribe></rpc></request>\r\n\f\n");
+    const QString ref = text("s1");
+    const QString path = text("/a<&");
+    const QString tag = text("multi_level");
+    const QString begin =
+        text("<request><ref>s1</ref><rpc><subscribe><multi_level><path>/a<&</path>");
+    const QString end = text("</multi_level></subscribe></rpc></request>\r\n\f\n");
     const Subscription subscriptions[] = {
-        {"both options", l("/x"), l("true"),
+        {"both options", text("/x"), text("true"),
          "<rpath_match>/x</rpath_match><send_now>true</send_now>"},
         {"both null", QString(), QString(), ""},
-        {"both empty", l(""), l(""), "<rpath_match></rpath_match><send_now></send_now>"},
-        {"match alone", l("/x"), QString(), "<rpath_match>/x</rpath_match>"},
-        {"empty match alone", l(""), QString(), "<rpath_match></rpath_match>"},
-        {"sendNow alone", QString(), l("false"), "<send_now>false</send_now>"},
-        {"empty sendNow alone", QString(), l(""), "<send_now></send_now>"},
-        {"placeholders", l("%1"), l("%2"), "<rpath_match>%1</rpath_match><send_now>%2</send_now>"}};
+        {"both empty", text(""), text(""), "<rpath_match></rpath_match><send_now></send_now>"},
+        {"match alone", text("/x"), QString(), "<rpath_match>/x</rpath_match>"},
+        {"empty match alone", text(""), QString(), "<rpath_match></rpath_match>"},
+        {"sendNow alone", QString(), text("false"), "<send_now>false</send_now>"},
+        {"empty sendNow alone", QString(), text(""), "<send_now></send_now>"},
+        {"placeholders", text("%1"), text("%2"),
+         "<rpath_match>%1</rpath_match><send_now>%2</send_now>"}};
     for (const Subscription &subscription : subscriptions) {
         const QString match = subscription.rpathMatch;
         const QString now = subscription.sendNow;
-        const QString text = begin + l(subscription.options) + end;
+        const QString sent = begin + text(subscription.options) + end;
         requests << Request{subscription.name, Builder, subscribeFunction,
                             [=](Target target) {
                                 return KivInterface::instance->sendKivSubscribeMesssage(
                                     path, ref, tag, match, now, target);
                             },
-                            text}
+                            sent}
                  << Request{subscription.name, FrontDoor, subscribeFunction,
                             [=](Target target) {
                                 return KivInterface::requestDataSubscribe(ref, path, tag, match,
                                                                           now, target);
                             },
-                            text}
+                            sent}
                  << Request{subscription.name, LocalFrontDoor, subscribeFunction,
                             [=](Target) {
                                 return KivInterface::requestDataSubscribe(ref, path, tag, match,
                                                                           now);
                             },
-                            text};
+                            sent};
     }
     requests << Request{"without options", FrontDoor, subscribeFunction,
                         [=](Target target) {
@@ -193,47 +190,48 @@ void addSubscriptions(QList<Request> &requests)
              << Request{"without options", LocalFrontDoor, subscribeFunction,
                         [=](Target) { return KivInterface::requestDataSubscribe(ref, path, tag); },
                         begin + end}
-             << Request{"null texts", FrontDoor, subscribeFunction,
-                        [=](Target target) {
-                            return KivInterface::requestDataSubscribe(QString(), QString(),
-                                                                      QString(), target);
-                        },
-                        l("<request><ref></ref><rpc><subscribe><><path></path></></subscribe></rpc>"
-                          "</request>\r\n\f\n")};
+             << Request{
+                    "null texts", FrontDoor, subscribeFunction,
+                    [=](Target target) {
+                        return KivInterface::requestDataSubscribe(QString(), QString(), QString(),
+                                                                  target);
+                    },
+                    text("<request><ref></ref><rpc><subscribe><><path></path></></subscribe></rpc>"
+                         "</request>\r\n\f\n")};
 }
 
 void addSingleLevels(QList<Request> &requests)
 {
-    const QString ref = l("s2");
-    const QString path = l("/y<&");
-    const QString tag = l("single_level");
+    const QString ref = text("s2");
+    const QString path = text("/y<&");
+    const QString tag = text("single_level");
     const QString begin =
-        l("<request><ref>s2</ref><rpc><subscribe><single_level><ypath>/y<&</ypath>");
-    const QString end = l("</single_level></subscribe></rpc></request>\r\n\f\n");
+        text("<request><ref>s2</ref><rpc><subscribe><single_level><ypath>/y<&</ypath>");
+    const QString end = text("</single_level></subscribe></rpc></request>\r\n\f\n");
     const struct {
         const char *name;
         QString sendNow;
         const char *options;
-    } rows[] = {{"sendNow", l("true"), "<send_now>true</send_now>"},
-                {"sendNow of one blank", l(" "), "<send_now> </send_now>"},
-                {"placeholder", l("%1"), "<send_now>%1</send_now>"},
+    } rows[] = {{"sendNow", text("true"), "<send_now>true</send_now>"},
+                {"sendNow of one blank", text(" "), "<send_now> </send_now>"},
+                {"placeholder", text("%1"), "<send_now>%1</send_now>"},
                 {"null sendNow", QString(), ""},
-                {"empty sendNow", l(""), ""}};
+                {"empty sendNow", text(""), ""}};
     for (const auto &row : rows) {
         const QString now = row.sendNow;
-        const QString text = begin + l(row.options) + end;
+        const QString sent = begin + text(row.options) + end;
         requests << Request{row.name, Builder, singleLevelFunction,
                             [=](Target target) {
                                 return KivInterface::instance->sendKivSubscribeMesssageSingleLevel(
                                     path, ref, tag, now, target);
                             },
-                            text}
+                            sent}
                  << Request{row.name, FrontDoor, singleLevelFunction,
                             [=](Target target) {
                                 return KivInterface::requestDataSubscribeSingleLevel(ref, path, tag,
                                                                                      now, target);
                             },
-                            text};
+                            sent};
     }
 }
 
@@ -242,20 +240,20 @@ void addOthers(QList<Request> &requests)
     const struct {
         const char *name;
         QString argument;
-    } rows[] = {{"plain", l("<request><ref>own</ref></request>")},
-                {"value", l("true")},
+    } rows[] = {{"plain", text("<request><ref>own</ref></request>")},
+                {"value", text("true")},
                 {"null", QString()},
-                {"empty", l("")},
-                {"not escaped", l("<&>\"'%1")},
-                {"a separator in it", l("a\f\nb")},
+                {"empty", text("")},
+                {"not escaped", text("<&>\"'%1")},
+                {"a separator in it", text("a\f\nb")},
                 {"long", QString(150, QLatin1Char('x'))},
                 {"longer", QString(250, QLatin1Char('x'))},
                 {"huge", QString(500000, QLatin1Char('x'))}};
     for (const auto &row : rows) {
         const QString argument = row.argument;
-        const QString raw = argument + l("\r\n\f\n");
-        const QString validate = l("encode:xml\r\n<rpc><kivd_debug><validate_off>") + argument +
-                                 l("</validate_off></kivd_debug></rpc>\r\n\f\n");
+        const QString raw = argument + text("\r\n\f\n");
+        const QString validate = text("encode:xml\r\n<rpc><kivd_debug><validate_off>") + argument +
+                                 text("</validate_off></kivd_debug></rpc>\r\n\f\n");
         requests
             << Request{row.name, Builder, rawFunction,
                        [=](Target target) {
@@ -385,24 +383,24 @@ class TestRequests : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void onTheWire_data() { requestRows(isAny); }
-    void onTheWire();
-    void notConnected_data() { requestRows(isAny); }
-    void notConnected();
-    void wrongTarget_data() { requestRows(isTargeted); }
-    void wrongTarget();
-    void withoutInstance_data() { requestRows(isFrontDoor); }
-    void withoutInstance();
-    void dumpedUnderDebug_data() { requestRows(hasNoPlaceholder); }
-    void dumpedUnderDebug();
-    void dumpWithPlaceholders();
-    void encoding();
-    void cutAtNul();
-    void levels_data() { requestRows(hasNoPlaceholder); }
-    void levels();
+    void sendsTheWholeRequest_data() { requestRows(isAny); }
+    void sendsTheWholeRequest();
+    void failsWithoutConnection_data() { requestRows(isAny); }
+    void failsWithoutConnection();
+    void refusesAWrongTarget_data() { requestRows(isTargeted); }
+    void refusesAWrongTarget();
+    void failsSilentlyWithoutInstance_data() { requestRows(isFrontDoor); }
+    void failsSilentlyWithoutInstance();
+    void logsTheRequestWhenDebugging_data() { requestRows(hasNoPlaceholder); }
+    void logsTheRequestWhenDebugging();
+    void leavesPlaceholdersInALoggedRequestAlone();
+    void encodesAsTheLocaleDoes();
+    void cutsARequestAtNul();
+    void logsWithTheRightGroupsAndLevels_data() { requestRows(hasNoPlaceholder); }
+    void logsWithTheRightGroupsAndLevels();
 };
 
-void TestRequests::onTheWire()
+void TestRequests::sendsTheWholeRequest()
 {
     QFETCH(int, index);
     const Request &request = requests().at(index);
@@ -419,7 +417,7 @@ void TestRequests::onTheWire()
     QCOMPARE(connected.fixture.take(), QStringList());
 }
 
-void TestRequests::notConnected()
+void TestRequests::failsWithoutConnection()
 {
     QFETCH(int, index);
     const Request &request = requests().at(index);
@@ -431,7 +429,7 @@ void TestRequests::notConnected()
     }
 }
 
-void TestRequests::wrongTarget()
+void TestRequests::refusesAWrongTarget()
 {
     QFETCH(int, index);
     const Request &request = requests().at(index);
@@ -444,7 +442,7 @@ void TestRequests::wrongTarget()
     QVERIFY(connected.hasSent(QByteArray(), QByteArray()));
 }
 
-void TestRequests::withoutInstance()
+void TestRequests::failsSilentlyWithoutInstance()
 {
     QFETCH(int, index);
     const Request &request = requests().at(index);
@@ -459,7 +457,7 @@ void TestRequests::withoutInstance()
     }
 }
 
-void TestRequests::dumpedUnderDebug()
+void TestRequests::logsTheRequestWhenDebugging()
 {
     QFETCH(int, index);
     const Request &request = requests().at(index);
@@ -485,14 +483,14 @@ void TestRequests::dumpedUnderDebug()
     }
 }
 
-void TestRequests::dumpWithPlaceholders()
+void TestRequests::leavesPlaceholdersInALoggedRequestAlone()
 {
     // A trace line of this length takes the message last, and so leaves its placeholders alone.
     KivFixture fixture;
     fixture.take();
     KivInterface::debugPrintEnable();
-    QVERIFY(
-        !KivInterface::requestDataGet(l("%1 %2"), l("/interfaces/interface[name='%7']/mtu %9")));
+    QVERIFY(!KivInterface::requestDataGet(text("%1 %2"),
+                                          text("/interfaces/interface[name='%7']/mtu %9")));
     QCOMPARE(fixture.take(),
              QStringList() << traced(getFunction,
                                      "<request><ref>%1 %2</ref><rpc><get><path>/interfaces/"
@@ -501,7 +499,7 @@ void TestRequests::dumpWithPlaceholders()
                            << traced("verifyLocalKivSocketOk", "localKivSocket->state(): 0"));
 }
 
-void TestRequests::encoding()
+void TestRequests::encodesAsTheLocaleDoes()
 {
     Connected connected;
     QVERIFY(connected.ok);
@@ -512,15 +510,16 @@ void TestRequests::encoding()
                               "\xe2\x82\xac</path></get></rpc></request>\r\n\f\n"));
 }
 
-void TestRequests::cutAtNul()
+void TestRequests::cutsARequestAtNul()
 {
     Connected connected;
     QVERIFY(connected.ok);
-    QVERIFY(KivInterface::requestDataGet(l("7"), l("/a") + QChar(0) + l("b"), localTarget));
+    QVERIFY(
+        KivInterface::requestDataGet(text("7"), text("/a") + QChar(0) + text("b"), localTarget));
     QVERIFY(connected.hasSent("<request><ref>7</ref><rpc><get><path>/a", QByteArray()));
 }
 
-void TestRequests::levels()
+void TestRequests::logsWithTheRightGroupsAndLevels()
 {
     QFETCH(int, index);
     const Request &request = requests().at(index);
@@ -529,10 +528,10 @@ void TestRequests::levels()
     const int wrongTargetLevel = request.function == validateFunction ? 1 : 5;
     QList<TraceLine> expected;
     expected << TraceLine{1, request.function, request.text}
-             << TraceLine{1, "verifyLocalKivSocketOk", l("localKivSocket->state(): 0")};
+             << TraceLine{1, "verifyLocalKivSocketOk", text("localKivSocket->state(): 0")};
     if (isTargeted(request))
         expected << TraceLine{1, request.function, request.text}
-                 << TraceLine{wrongTargetLevel, request.function, l("Wrong kiv target!!")};
+                 << TraceLine{wrongTargetLevel, request.function, text("Wrong kiv target!!")};
     QCOMPARE(compareUnderFilters(fixture, expected,
                                  [&]() {
                                      request.call(localTarget);

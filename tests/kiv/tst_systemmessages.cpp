@@ -3,6 +3,7 @@
 
 #include "kivlogs.h"
 #include "scripteddaemon.h"
+#include "texts.h"
 #include "trace.h"
 #include "waiting.h"
 
@@ -15,33 +16,28 @@ Q_DECLARE_METATYPE(QStringList)
 
 static const char timestamp[] = "TIMESTAMP";
 
-static QString text(const char *utf8)
-{
-    return QString::fromUtf8(utf8);
-}
-
 static QStringList texts(const char *joined)
 {
     return text(joined).split(QLatin1Char('|'));
 }
 
-class SystemMessagesTest : public QObject
+class TestSystemMessages : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
     void init();
     void cleanup();
 
-    void post_data();
-    void post();
-    void postWithoutLineId();
-    void timestampIsTheTimeOfPosting();
-    void withdraw_data();
-    void withdraw();
-    void requestIsLoggedWhenDebugging();
-    void answerCarriesTheReference();
-    void notConnected();
-    void noInterface();
+    void postsAMessage_data();
+    void postsAMessage();
+    void postsWithoutLineId();
+    void stampsAMessageWithTheTimeOfPosting();
+    void withdrawsAMessage_data();
+    void withdrawsAMessage();
+    void logsTheRequestWhenDebugging();
+    void getsAnswersWithTheReference();
+    void failsWithoutConnection();
+    void failsWithoutInterface();
 
 private:
     bool put(const QStringList &arguments);
@@ -51,7 +47,7 @@ private:
     QScopedPointer<KivInterface> kiv;
 };
 
-void SystemMessagesTest::init()
+void TestSystemMessages::init()
 {
     daemon.reset(new ScriptedDaemon(ScriptedDaemon::Local));
     kiv.reset(new KivInterface(nullptr));
@@ -60,14 +56,14 @@ void SystemMessagesTest::init()
     daemon->forget();
 }
 
-void SystemMessagesTest::cleanup()
+void TestSystemMessages::cleanup()
 {
     KivInterface::debugPrintDisable();
     kiv.reset();
     daemon.reset();
 }
 
-bool SystemMessagesTest::put(const QStringList &a)
+bool TestSystemMessages::put(const QStringList &a)
 {
     return KivInterface::putSysMessage(a.at(0), a.at(1), a.at(2), a.at(3), a.at(4), a.at(5),
                                        a.at(6));
@@ -83,7 +79,7 @@ static QByteArray withoutTime(QByteArray bytes)
 }
 
 /** Waits until as many bytes have come as are expected, and compares them. */
-bool SystemMessagesTest::received(const QString &expected)
+bool TestSystemMessages::received(const QString &expected)
 {
     const QByteArray bytes = expected.toLocal8Bit();
     if (waitFor([&] { return withoutTime(daemon->lastReceived()) == bytes; }))
@@ -92,7 +88,7 @@ bool SystemMessagesTest::received(const QString &expected)
     return false;
 }
 
-void SystemMessagesTest::post_data()
+void TestSystemMessages::postsAMessage_data()
 {
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QString>("data");
@@ -167,7 +163,7 @@ void SystemMessagesTest::post_data()
                 "</sys_message></sys_messages>");
 }
 
-void SystemMessagesTest::post()
+void TestSystemMessages::postsAMessage()
 {
     QFETCH(QStringList, arguments);
     QFETCH(QString, data);
@@ -177,7 +173,7 @@ void SystemMessagesTest::post()
                      data + text("</data></edit></rpc></request>\r\n\f\n")));
 }
 
-void SystemMessagesTest::postWithoutLineId()
+void TestSystemMessages::postsWithoutLineId()
 {
     QVERIFY(KivInterface::putSysMessage(text("r"), text("app"), text("7"), text("error"),
                                         text("Disk full"), text("d")));
@@ -189,7 +185,7 @@ void SystemMessagesTest::postWithoutLineId()
              "</sys_message></sys_messages></data></edit></rpc></request>\r\n\f\n")));
 }
 
-void SystemMessagesTest::timestampIsTheTimeOfPosting()
+void TestSystemMessages::stampsAMessageWithTheTimeOfPosting()
 {
     const std::time_t before = std::time(nullptr);
     QVERIFY(put(texts("r|app|7|error||t|d")));
@@ -205,7 +201,7 @@ void SystemMessagesTest::timestampIsTheTimeOfPosting()
     QCOMPARE(digits, QByteArray::number(digits.toLongLong()));
 }
 
-void SystemMessagesTest::withdraw_data()
+void TestSystemMessages::withdrawsAMessage_data()
 {
     QTest::addColumn<QString>("reporter");
     QTest::addColumn<QString>("repRef");
@@ -223,7 +219,7 @@ void SystemMessagesTest::withdraw_data()
         << text("app") << text("%1") << text("[reporter='app'][rep_ref='%1']");
 }
 
-void SystemMessagesTest::withdraw()
+void TestSystemMessages::withdrawsAMessage()
 {
     QFETCH(QString, reporter);
     QFETCH(QString, repRef);
@@ -234,7 +230,7 @@ void SystemMessagesTest::withdraw()
                      predicates + text("</path></edit></rpc></request>\r\n\f\n")));
 }
 
-void SystemMessagesTest::requestIsLoggedWhenDebugging()
+void TestSystemMessages::logsTheRequestWhenDebugging()
 {
     Trace trace(nullptr);
     TraceLog log(&trace);
@@ -247,7 +243,7 @@ void SystemMessagesTest::requestIsLoggedWhenDebugging()
                               "[reporter='a'][rep_ref='7']</path></edit></rpc></request>")));
 }
 
-void SystemMessagesTest::answerCarriesTheReference()
+void TestSystemMessages::getsAnswersWithTheReference()
 {
     SignalLog signalLog(kiv.data());
     QVERIFY(put(texts("r1|app|7|error||t|d")));
@@ -262,7 +258,7 @@ void SystemMessagesTest::answerCarriesTheReference()
     QCOMPARE(signalLog.take(), QStringList(text("error(r2, application, no such entry)")));
 }
 
-void SystemMessagesTest::notConnected()
+void TestSystemMessages::failsWithoutConnection()
 {
     daemon->stop();
     SignalLog signalLog(kiv.data());
@@ -271,7 +267,7 @@ void SystemMessagesTest::notConnected()
     QVERIFY(!KivInterface::deleteSysMessage(text("r"), text("app"), text("7")));
 }
 
-void SystemMessagesTest::noInterface()
+void TestSystemMessages::failsWithoutInterface()
 {
     kiv.reset();
     QVERIFY(!put(texts("r|app|7|error||t|d")));
@@ -280,6 +276,6 @@ void SystemMessagesTest::noInterface()
     QVERIFY(!KivInterface::deleteSysMessage(text("r"), text("app"), text("7")));
 }
 
-QTEST_MAIN(SystemMessagesTest)
+QTEST_MAIN(TestSystemMessages)
 
 #include "tst_systemmessages.moc"

@@ -10,4 +10,10 @@ inline QString text(const char *utf8)
     return QString::fromUtf8(utf8);
 }
 
+/** The text in which each byte is one character, whatever the bytes are. */
+inline QString latin1(const char *bytes)
+{
+    return QString::fromLatin1(bytes);
+}
+
 #endif
