@@ -99,7 +99,9 @@ public:
     static int result() { return failureResult; }
 
     static int open(const char *name, const char *path, int flags, mode_t mode);
+    static bool seekFails(int descriptor, long long offset, int whence);
     static size_t cutSize(size_t size);
+    static int print(FILE *stream, const char *format, va_list arguments);
     static void sendToSyslog(int priority, const char *format, va_list arguments);
     static void openSyslog(const char *ident, int option, int facility);
     static bool tellStoppedTime(timeval *time);
@@ -215,11 +217,24 @@ int LibcHooks::open(const char *name, const char *path, int flags, mode_t mode)
     return descriptor;
 }
 
+bool LibcHooks::seekFails(int descriptor, long long offset, int whence)
+{
+    return concern(descriptor) &&
+           fails("lseek", nameOf(descriptor), number(offset) + ' ' + whenceName(whence));
+}
+
 size_t LibcHooks::cutSize(size_t size)
 {
     const int limit = active->nextWriteSize;
     active->nextWriteSize = -1;
     return limit >= 0 && size_t(limit) < size ? size_t(limit) : size;
+}
+
+int LibcHooks::print(FILE *stream, const char *format, va_list arguments)
+{
+    return concern(stream) && fails("fprintf", nameOf(stream))
+               ? result()
+               : vfprintf(stream, format, arguments);
 }
 
 void LibcHooks::sendToSyslog(int priority, const char *format, va_list arguments)
@@ -290,21 +305,15 @@ ssize_t write(int descriptor, const void *bytes, size_t size)
 off_t lseek(int descriptor, off_t offset, int whence) noexcept
 {
     static const auto call = SYSTEM_CALL(lseek);
-    if (LibcHooks::concern(descriptor) &&
-        LibcHooks::fails("lseek", LibcHooks::nameOf(descriptor),
-                         number(offset) + ' ' + whenceName(whence)))
-        return LibcHooks::result();
-    return call(descriptor, offset, whence);
+    return LibcHooks::seekFails(descriptor, offset, whence) ? LibcHooks::result()
+                                                            : call(descriptor, offset, whence);
 }
 
 off64_t lseek64(int descriptor, off64_t offset, int whence) noexcept
 {
     static const auto call = SYSTEM_CALL(lseek64);
-    if (LibcHooks::concern(descriptor) &&
-        LibcHooks::fails("lseek", LibcHooks::nameOf(descriptor),
-                         number(offset) + ' ' + whenceName(whence)))
-        return LibcHooks::result();
-    return call(descriptor, offset, whence);
+    return LibcHooks::seekFails(descriptor, offset, whence) ? LibcHooks::result()
+                                                            : call(descriptor, offset, whence);
 }
 
 int close(int descriptor)
@@ -369,11 +378,9 @@ FILE *fdopen(int descriptor, const char *mode) noexcept
 
 int fprintf(FILE *stream, const char *format, ...)
 {
-    if (LibcHooks::concern(stream) && LibcHooks::fails("fprintf", LibcHooks::nameOf(stream)))
-        return LibcHooks::result();
     va_list arguments;
     va_start(arguments, format);
-    const int result = vfprintf(stream, format, arguments);
+    const int result = LibcHooks::print(stream, format, arguments);
     va_end(arguments);
     return result;
 }
@@ -381,11 +388,9 @@ int fprintf(FILE *stream, const char *format, ...)
 /** What fprintf() is in programs that are built with checks. */
 int __fprintf_chk(FILE *stream, int, const char *format, ...)
 {
-    if (LibcHooks::concern(stream) && LibcHooks::fails("fprintf", LibcHooks::nameOf(stream)))
-        return LibcHooks::result();
     va_list arguments;
     va_start(arguments, format);
-    const int result = vfprintf(stream, format, arguments);
+    const int result = LibcHooks::print(stream, format, arguments);
     va_end(arguments);
     return result;
 }
