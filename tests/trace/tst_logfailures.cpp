@@ -3,14 +3,9 @@
 // What becomes of the lines when the next file cannot be opened, the disk is full, or the
 // directory goes away.
 
-#include "libccalls.h"
-#include "logfolder.h"
-#include "loghandler.h"
-#include "messagelog.h"
+#include "logtest.h"
 #include "privatemounts.h"
 #include "skip.h"
-#include "threadtimes.h"
-#include "trace.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
@@ -19,15 +14,10 @@
 
 #include <cerrno>
 
-static const QString app = QLatin1String("app");
-static const int limit = 102400; // characters
-
-class TestLogFailures : public QObject
+class TestLogFailures : public LogTest
 {
     Q_OBJECT
 private Q_SLOTS:
-    void init();
-    void cleanup();
     void losesALineWhenNoFileOpens();
     void triesAgainWithEachLineThatDoesNotFit();
     void writesOverAFileThatCannotBeMoved();
@@ -38,25 +28,7 @@ private Q_SLOTS:
     void survivesAFullDiskForReal();
     void opensOnAFullDisk();
     void mayReportFromInsideTheTraceLock();
-
-private:
-    MessageLog *messages;
-    LibcCalls *calls;
 };
-
-void TestLogFailures::init()
-{
-    messages = new MessageLog;
-    takePauses();
-    calls = new LibcCalls("write");
-}
-
-void TestLogFailures::cleanup()
-{
-    delete messages;
-    delete calls;
-    flushAfterEachLogMsg = true;
-}
 
 static QByteArray line(int length, char character = 'x')
 {

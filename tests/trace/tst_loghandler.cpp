@@ -3,13 +3,8 @@
 // The bytes of the log files, when files change, the flush timer, and what is reported.
 
 #include "kivlogs.h"
-#include "libccalls.h"
-#include "logfolder.h"
-#include "loghandler.h"
-#include "messagelog.h"
+#include "logtest.h"
 #include "random.h"
-#include "threadtimes.h"
-#include "trace.h"
 #include "waiting.h"
 
 #include <QtCore/QDir>
@@ -20,16 +15,10 @@
 #include <cerrno>
 #include <fcntl.h>
 
-static const QString app = QLatin1String("app");
-static const int limit = 102400; // characters
-
-class TestLogHandler : public QObject
+class TestLogHandler : public LogTest
 {
     Q_OBJECT
 private Q_SLOTS:
-    void init();
-    void cleanup();
-
     void opensInAnExistingDirectory();
     void createsTheDirectory();
     void reportsADirectoryThatCannotBeCreated();
@@ -64,25 +53,7 @@ private Q_SLOTS:
     void flushesEachSecond();
     void startsTheTimerOnce();
     void scramblesCharacters();
-
-private:
-    MessageLog *messages;
-    LibcCalls *calls;
 };
-
-void TestLogHandler::init()
-{
-    messages = new MessageLog;
-    takePauses();
-    calls = new LibcCalls("write");
-}
-
-void TestLogHandler::cleanup()
-{
-    delete messages;
-    delete calls;
-    flushAfterEachLogMsg = true;
-}
 
 static QString said(const char *text, const QString &name)
 {

@@ -4,12 +4,8 @@
 // the other.
 
 #include "kivlogs.h"
-#include "logfolder.h"
-#include "loghandler.h"
-#include "messagelog.h"
+#include "logtest.h"
 #include "program.h"
-#include "threadtimes.h"
-#include "trace.h"
 #include "waiting.h"
 
 #include <QtCore/QCoreApplication>
@@ -22,8 +18,6 @@
 #include <functional>
 #include <memory>
 #include <thread>
-
-static const QString app = QLatin1String("app");
 
 /** Blocks the thread it lives in. */
 class Blocker : public QObject
@@ -66,12 +60,10 @@ private:
     std::function<void()> work;
 };
 
-class TestLogShutdown : public QObject
+class TestLogShutdown : public LogTest
 {
     Q_OBJECT
 private Q_SLOTS:
-    void init();
-    void cleanup();
     void replacesTheInstance();
     void startsAfterAnotherHandler();
     void runsSlotsInItsThread();
@@ -89,24 +81,7 @@ private Q_SLOTS:
     void mayBeDestroyedWhileOthersLog();
     void survivesTheEndOfTheProcess_data();
     void survivesTheEndOfTheProcess();
-
-private:
-    MessageLog *messages;
 };
-
-void TestLogShutdown::init()
-{
-    messages = new MessageLog;
-    takePauses();
-    takeWaits();
-}
-
-void TestLogShutdown::cleanup()
-{
-    delete messages;
-    setWaitingTime(-1);
-    flushAfterEachLogMsg = true;
-}
 
 static void connectTo(LogHandler &handler, Qt::ConnectionType type)
 {
