@@ -43,12 +43,12 @@ class TestPathLookups : public QObject
 private Q_SLOTS:
     void findsTheTextAtAPath_data();
     void findsTheTextAtAPath();
-    void cutsThePrefix_data();
-    void cutsThePrefix();
-    void findsTheIndexInAStep_data();
-    void findsTheIndexInAStep();
-    void tellsTheRemainingSteps_data();
-    void tellsTheRemainingSteps();
+    void skipsThePrefix_data();
+    void skipsThePrefix();
+    void takesTheMatchOfAnIndex_data();
+    void takesTheMatchOfAnIndex();
+    void leavesTheStepsThatRemain_data();
+    void leavesTheStepsThatRemain();
     void takesAListStepApart_data();
     void takesAListStepApart();
     void cutsListStepsAsByRegularExpression();
@@ -63,8 +63,8 @@ private Q_SLOTS:
     void cutsKeysAsBySplit();
     void survivesXmlCutAtEveryCharacter();
     void readsNoFurtherThanTheElement();
-    void readsTheKeyOfAnEntryOnce();
-    void takesItsOutputsAsInputs();
+    void doesNotReadTheKeyOfAnEntryAgain();
+    void writesOutputsOverInputs();
 };
 
 void TestPathLookups::findsTheTextAtAPath_data()
@@ -192,7 +192,7 @@ void TestPathLookups::findsTheTextAtAPath()
     QTEST(result, "result");
 }
 
-void TestPathLookups::cutsThePrefix_data()
+void TestPathLookups::skipsThePrefix_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("prefixText");
@@ -233,7 +233,7 @@ void TestPathLookups::cutsThePrefix_data()
     QTest::newRow("null path") << QString() << text("") << false << text(untouched);
 }
 
-void TestPathLookups::cutsThePrefix()
+void TestPathLookups::skipsThePrefix()
 {
     QFETCH(QString, path);
     QFETCH(QString, prefixText);
@@ -256,7 +256,7 @@ void TestPathLookups::cutsThePrefix()
     }
 }
 
-void TestPathLookups::findsTheIndexInAStep_data()
+void TestPathLookups::takesTheMatchOfAnIndex_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<int>("index");
@@ -277,7 +277,7 @@ void TestPathLookups::findsTheIndexInAStep_data()
     QTest::newRow("negative for the key") << text("b[k='9']/k") << -1 << true << text("9");
 }
 
-void TestPathLookups::findsTheIndexInAStep()
+void TestPathLookups::takesTheMatchOfAnIndex()
 {
     QFETCH(QString, path);
     QFETCH(int, index);
@@ -291,7 +291,7 @@ void TestPathLookups::findsTheIndexInAStep()
     QTEST(result, "result");
 }
 
-void TestPathLookups::tellsTheRemainingSteps_data()
+void TestPathLookups::leavesTheStepsThatRemain_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<bool>("found");
@@ -307,7 +307,7 @@ void TestPathLookups::tellsTheRemainingSteps_data()
     QTest::newRow("last missing") << text("a/b/x") << false << text("x");
 }
 
-void TestPathLookups::tellsTheRemainingSteps()
+void TestPathLookups::leavesTheStepsThatRemain()
 {
     QFETCH(QString, path);
     QFETCH(bool, found);
@@ -655,7 +655,7 @@ void TestPathLookups::readsNoFurtherThanTheElement()
     QCOMPARE(nextToken(reader), text("</v>"));
 }
 
-void TestPathLookups::readsTheKeyOfAnEntryOnce()
+void TestPathLookups::doesNotReadTheKeyOfAnEntryAgain()
 {
     QXmlStreamReader reader(text("<r><item><id>2</id><id>3</id></item></r>"));
     QStringList steps = QStringList() << text("item[id='2']") << text("id");
@@ -666,7 +666,7 @@ void TestPathLookups::readsTheKeyOfAnEntryOnce()
     QCOMPARE(nextToken(reader), text("3"));
 }
 
-void TestPathLookups::takesItsOutputsAsInputs()
+void TestPathLookups::writesOutputsOverInputs()
 {
     const QString xml = text("<p><item><id>2</id><v>y</v></item></p>");
     QString path = text("p/item[id='2']/v");
