@@ -57,24 +57,24 @@ class TestFrames : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void received_data();
-    void received();
-    void textsBeyondLatin1_data();
-    void textsBeyondLatin1();
-    void bytesBehindANulAreLost();
-    void keptPartIsNotLookedAt();
-    void likeThePlainFormulation_data();
-    void likeThePlainFormulation();
-    void hugeFrames_data();
-    void hugeFrames();
-    void hugeFrameHasNoUnusedMemory();
-    void growthIsLinear();
-    void memoryOfAHugeFrameIsReleased();
-    void discarded_data();
-    void discarded();
+    void cutsWhatIsReceived_data();
+    void cutsWhatIsReceived();
+    void takesTextsBeyondLatin1_data();
+    void takesTextsBeyondLatin1();
+    void losesBytesBehindANul();
+    void doesNotLookAtTheKeptPartAgain();
+    void equalsThePlainFormulation_data();
+    void equalsThePlainFormulation();
+    void takesHugeFrames_data();
+    void takesHugeFrames();
+    void wastesNoMemoryOnAHugeFrame();
+    void growsLinearly();
+    void releasesTheMemoryOfAHugeFrame();
+    void keepsItsReserveWhenItDiscards_data();
+    void keepsItsReserveWhenItDiscards();
 };
 
-void TestFrames::received_data()
+void TestFrames::cutsWhatIsReceived_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("frames");
@@ -115,7 +115,7 @@ void TestFrames::received_data()
     row("form feed at the end of a frame", "X\f\f\nY", "", keep("X\f\fY"));
 }
 
-void TestFrames::received()
+void TestFrames::cutsWhatIsReceived()
 {
     QFETCH(QString, text);
     QFETCH(QString, frames);
@@ -133,7 +133,7 @@ void TestFrames::received()
     QCOMPARE(shownReception(same, sameBuffer), shownReception(reception, buffer));
 }
 
-void TestFrames::textsBeyondLatin1_data()
+void TestFrames::takesTextsBeyondLatin1_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("kept");
@@ -147,7 +147,7 @@ void TestFrames::textsBeyondLatin1_data()
         << QString(QChar(0x010c)) + QLatin1Char('\n') << QString(QChar(0x010c));
 }
 
-void TestFrames::textsBeyondLatin1()
+void TestFrames::takesTextsBeyondLatin1()
 {
     QFETCH(QString, text);
     QFETCH(QString, kept);
@@ -156,7 +156,7 @@ void TestFrames::textsBeyondLatin1()
     QCOMPARE(shown(buffer), shown(kept));
 }
 
-void TestFrames::bytesBehindANulAreLost()
+void TestFrames::losesBytesBehindANul()
 {
     QString buffer;
     const Reception reception = receive(buffer, QByteArray("a\tb\0c\f\n", 7));
@@ -167,7 +167,7 @@ void TestFrames::bytesBehindANulAreLost()
     QCOMPARE(shownReception(next, buffer), QByteArray("3>5: abe | "));
 }
 
-void TestFrames::keptPartIsNotLookedAt()
+void TestFrames::doesNotLookAtTheKeptPartAgain()
 {
     // Such a buffer never arises; it shows what is looked at.
     QString buffer = QLatin1String("\t\nX\f\nY");
@@ -177,7 +177,7 @@ void TestFrames::keptPartIsNotLookedAt()
     QCOMPARE(shownReception(one, buffer), QByteArray("3>9: [9][a]X[c][a]Y | Z ..."));
 }
 
-void TestFrames::likeThePlainFormulation_data()
+void TestFrames::equalsThePlainFormulation_data()
 {
     QTest::addColumn<int>("longest");
     QTest::addColumn<int>("streams");
@@ -185,7 +185,7 @@ void TestFrames::likeThePlainFormulation_data()
     QTest::newRow("many separators in a read") << 400 << 500;
 }
 
-void TestFrames::likeThePlainFormulation()
+void TestFrames::equalsThePlainFormulation()
 {
     QFETCH(int, longest);
     QFETCH(int, streams);
@@ -211,7 +211,7 @@ void TestFrames::likeThePlainFormulation()
     }
 }
 
-void TestFrames::hugeFrames_data()
+void TestFrames::takesHugeFrames_data()
 {
     const QString x = QString(receiveReserve + 1, QLatin1Char('x'));
     const QString y = QString(receiveReserve + 1, QLatin1Char('y'));
@@ -233,7 +233,7 @@ void TestFrames::hugeFrames_data()
                                              << QLatin1String("\n") << QLatin1String("last\f\n"));
 }
 
-void TestFrames::hugeFrames()
+void TestFrames::takesHugeFrames()
 {
     QFETCH(QStringList, reads);
     QString buffer;
@@ -245,7 +245,7 @@ void TestFrames::hugeFrames()
     }
 }
 
-void TestFrames::hugeFrameHasNoUnusedMemory()
+void TestFrames::wastesNoMemoryOnAHugeFrame()
 {
     const int length = 3 * receiveReserve;
     QString buffer;
@@ -258,7 +258,7 @@ void TestFrames::hugeFrameHasNoUnusedMemory()
     QVERIFY(buffer.capacity() < 1024);
 }
 
-void TestFrames::growthIsLinear()
+void TestFrames::growsLinearly()
 {
     const int pieces = 4096;
     const QByteArray piece = bytes(4096, 'x');
@@ -282,7 +282,7 @@ void TestFrames::growthIsLinear()
     QVERIFY2(moves < 64, QByteArray::number(moves).constData());
 }
 
-void TestFrames::memoryOfAHugeFrameIsReleased()
+void TestFrames::releasesTheMemoryOfAHugeFrame()
 {
     QString buffer;
     buffer.reserve(receiveReserve);
@@ -301,7 +301,7 @@ void TestFrames::memoryOfAHugeFrameIsReleased()
     }
 }
 
-void TestFrames::discarded_data()
+void TestFrames::keepsItsReserveWhenItDiscards_data()
 {
     QTest::addColumn<int>("size");
     QTest::newRow("empty") << 0;
@@ -310,7 +310,7 @@ void TestFrames::discarded_data()
     QTest::newRow("huge") << 20 * receiveReserve;
 }
 
-void TestFrames::discarded()
+void TestFrames::keepsItsReserveWhenItDiscards()
 {
     QFETCH(int, size);
     QString buffer;

@@ -123,36 +123,36 @@ class TestReplies : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void bodies_data();
-    void bodies();
-    void data_data();
-    void data();
-    void entities();
-    void cutAtEveryCharacter_data();
-    void cutAtEveryCharacter();
-    void simpleText_data();
-    void simpleText();
-    void simpleTextOfArguments_data();
-    void simpleTextOfArguments();
-    void nullAndEmpty_data();
-    void nullAndEmpty();
-    void checksum();
-    void handlers_data();
-    void handlers();
-    void requestIsNotRead();
-    void parsingError();
-    void specialCharacters_data();
-    void specialCharacters();
-    void tokens_data();
-    void tokens();
-    void longTokenText();
-    void hugeBody();
-    void deepNesting();
-    void levels();
-    void likeThePlainFormulation();
+    void signalsWhatABodySays_data();
+    void signalsWhatABodySays();
+    void rendersData_data();
+    void rendersData();
+    void expandsEntitiesOfTheBody();
+    void survivesABodyCutAtEveryCharacter_data();
+    void survivesABodyCutAtEveryCharacter();
+    void tellsSimpleTextInData_data();
+    void tellsSimpleTextInData();
+    void tellsSimpleTextInArguments_data();
+    void tellsSimpleTextInArguments();
+    void tellsNullFromEmpty_data();
+    void tellsNullFromEmpty();
+    void keepsTheChecksumForSlots();
+    void handlesEachPartAlone_data();
+    void handlesEachPartAlone();
+    void doesNotReadARequest();
+    void reportsAParsingError();
+    void removesSpecialCharacters_data();
+    void removesSpecialCharacters();
+    void logsTokens_data();
+    void logsTokens();
+    void leavesPlaceholdersInALongTokenTextAlone();
+    void signalsAHugeBody();
+    void survivesDeepNesting();
+    void logsWithTheRightGroupsAndLevels();
+    void equalsThePlainFormulation();
 };
 
-void TestReplies::bodies_data()
+void TestReplies::signalsWhatABodySays_data()
 {
     bodyColumns();
     row("null", QString(), nothing);
@@ -331,7 +331,7 @@ void TestReplies::bodies_data()
     row("cut in ref", latin1("<reply><ref>"), QStringList(reported()));
 }
 
-void TestReplies::bodies()
+void TestReplies::signalsWhatABodySays()
 {
     QFETCH(QString, body);
     QFETCH(QStringList, said);
@@ -341,7 +341,7 @@ void TestReplies::bodies()
     QVERIFY(likePlain(fixture, body));
 }
 
-void TestReplies::data_data()
+void TestReplies::rendersData_data()
 {
     QTest::addColumn<QString>("sent");
     QTest::addColumn<QString>("received");
@@ -377,7 +377,7 @@ void TestReplies::data_data()
     row("<crc32>1</crc32>", "<crc32>1</crc32>");
 }
 
-void TestReplies::data()
+void TestReplies::rendersData()
 {
     QFETCH(QString, sent);
     QFETCH(QString, received);
@@ -387,7 +387,7 @@ void TestReplies::data()
     QVERIFY(likePlain(fixture, body));
 }
 
-void TestReplies::entities()
+void TestReplies::expandsEntitiesOfTheBody()
 {
     KivFixture fixture;
     const QString body = QLatin1String("<!DOCTYPE reply [<!ENTITY e 'x<b>1</b>&#38;amp;y'>]>") +
@@ -397,7 +397,7 @@ void TestReplies::entities()
     QVERIFY(likePlain(fixture, body));
 }
 
-void TestReplies::cutAtEveryCharacter_data()
+void TestReplies::survivesABodyCutAtEveryCharacter_data()
 {
     QTest::addColumn<QString>("body");
     QTest::newRow("edit") << reply("<edit><ok/></edit>");
@@ -414,14 +414,14 @@ void TestReplies::cutAtEveryCharacter_data()
         QLatin1String("<n:reply xmlns:n='u'><n:out><n:edit><n:ok/></n:edit></n:out></n:reply>"));
 }
 
-void TestReplies::cutAtEveryCharacter()
+void TestReplies::survivesABodyCutAtEveryCharacter()
 {
     QFETCH(QString, body);
     KivFixture fixture;
     QVERIFY(survivesCuts(fixture, body));
 }
 
-void TestReplies::simpleText_data()
+void TestReplies::tellsSimpleTextInData_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<bool>("simple");
@@ -431,7 +431,7 @@ void TestReplies::simpleText_data()
     QTest::newRow("a smiley") << QString::fromUtf8("\xf0\x9f\x98\x80") << true;
 }
 
-void TestReplies::simpleText()
+void TestReplies::tellsSimpleTextInData()
 {
     QFETCH(QString, text);
     QFETCH(bool, simple);
@@ -466,9 +466,9 @@ void TestReplies::simpleText()
                    QStringList(signalled("get", latin1("7, ") + text))));
 }
 
-void TestReplies::simpleTextOfArguments_data()
+void TestReplies::tellsSimpleTextInArguments_data()
 {
-    simpleText_data();
+    tellsSimpleTextInData_data();
     for (const Limit &limit : furtherLimits)
         QTest::newRow(codeOf(limit.character).constData())
             << QString(QLatin1Char('a') + QString(QChar(limit.character))) << limit.simple;
@@ -480,7 +480,7 @@ void TestReplies::simpleTextOfArguments_data()
                                   << false;
 }
 
-void TestReplies::simpleTextOfArguments()
+void TestReplies::tellsSimpleTextInArguments()
 {
     QFETCH(QString, text);
     QFETCH(bool, simple);
@@ -508,7 +508,7 @@ void TestReplies::simpleTextOfArguments()
     }
 }
 
-void TestReplies::nullAndEmpty_data()
+void TestReplies::tellsNullFromEmpty_data()
 {
     QTest::addColumn<QString>("body");
     QTest::addColumn<QString>("heard");
@@ -532,7 +532,7 @@ void TestReplies::nullAndEmpty_data()
         "null text text");
 }
 
-void TestReplies::nullAndEmpty()
+void TestReplies::tellsNullFromEmpty()
 {
     QFETCH(QString, body);
     QFETCH(QString, heard);
@@ -542,7 +542,7 @@ void TestReplies::nullAndEmpty()
     QCOMPARE(listener.heard.value(0), heard);
 }
 
-void TestReplies::checksum()
+void TestReplies::keepsTheChecksumForSlots()
 {
     KivFixture fixture;
     Listener listener(fixture.kiv.get());
@@ -587,7 +587,7 @@ static bool callHandler(KivInterface &kiv, const QString &name, QXmlStreamReader
     return kiv.handleReplyOutError(xml, ref);
 }
 
-void TestReplies::handlers_data()
+void TestReplies::handlesEachPartAlone_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("content");
@@ -610,7 +610,7 @@ void TestReplies::handlers_data()
     row("error", "<type>t</type><message>m</message>", one("error", "r, t, m"));
 }
 
-void TestReplies::handlers()
+void TestReplies::handlesEachPartAlone()
 {
     QFETCH(QString, name);
     QFETCH(QString, content);
@@ -650,7 +650,7 @@ void TestReplies::handlers()
              name == QLatin1String("data") ? QStringList(emptyDocumentEnd()) : nothing);
 }
 
-void TestReplies::requestIsNotRead()
+void TestReplies::doesNotReadARequest()
 {
     KivFixture fixture;
     fixture.take();
@@ -662,7 +662,7 @@ void TestReplies::requestIsNotRead()
     QCOMPARE(fixture.take(), QStringList(noRequests()));
 }
 
-void TestReplies::parsingError()
+void TestReplies::reportsAParsingError()
 {
     KivFixture fixture;
     fixture.take();
@@ -675,7 +675,7 @@ void TestReplies::parsingError()
     QCOMPARE(fixture.take(), QStringList() << reported() << traced("reportKivParsingErr", ""));
 }
 
-void TestReplies::specialCharacters_data()
+void TestReplies::removesSpecialCharacters_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("left");
@@ -696,7 +696,7 @@ void TestReplies::specialCharacters_data()
     row(QString(QLatin1Char('<') + QString(QChar(0)) + QLatin1Char('>')), QString(QChar(0)));
 }
 
-void TestReplies::specialCharacters()
+void TestReplies::removesSpecialCharacters()
 {
     QFETCH(QString, text);
     QFETCH(QString, left);
@@ -708,7 +708,7 @@ void TestReplies::specialCharacters()
     QCOMPARE(shown(copy), shown(before));
 }
 
-void TestReplies::tokens_data()
+void TestReplies::logsTokens_data()
 {
     QTest::addColumn<QString>("xml");
     QTest::addColumn<int>("reads");
@@ -731,7 +731,7 @@ void TestReplies::tokens_data()
     row("premature end", "<a>", 3, nullptr);
 }
 
-void TestReplies::tokens()
+void TestReplies::logsTokens()
 {
     QFETCH(QString, xml);
     QFETCH(int, reads);
@@ -749,7 +749,7 @@ void TestReplies::tokens()
     }
 }
 
-void TestReplies::longTokenText()
+void TestReplies::leavesPlaceholdersInALongTokenTextAlone()
 {
     KivFixture fixture;
     fixture.take();
@@ -761,7 +761,7 @@ void TestReplies::longTokenText()
     QCOMPARE(fixture.take(), QStringList(traced("debugXmlNode", latin1("xmlTextNode: ") + text)));
 }
 
-void TestReplies::hugeBody()
+void TestReplies::signalsAHugeBody()
 {
     KivFixture fixture;
     const QString text(4 << 20, QLatin1Char('x'));
@@ -778,7 +778,7 @@ void TestReplies::hugeBody()
     QVERIFY(saysOf(fixture, reply(latin1("<get><data>") + elements), QStringList(reported())));
 }
 
-void TestReplies::deepNesting()
+void TestReplies::survivesDeepNesting()
 {
     KivFixture fixture;
     const int depth = 100000;
@@ -792,7 +792,7 @@ void TestReplies::deepNesting()
     QVERIFY(saysOf(fixture, reply(latin1("<edit>").repeated(depth)), QStringList(reported())));
 }
 
-void TestReplies::levels()
+void TestReplies::logsWithTheRightGroupsAndLevels()
 {
     KivFixture fixture;
     KivInterface::debugPrintEnable();
@@ -824,7 +824,7 @@ void TestReplies::levels()
              QString());
 }
 
-void TestReplies::likeThePlainFormulation()
+void TestReplies::equalsThePlainFormulation()
 {
     KivFixture fixture;
     Random random(4);
