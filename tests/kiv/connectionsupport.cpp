@@ -12,6 +12,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -109,6 +110,22 @@ void BusyDaemon::close()
 void BusyDaemon::accept()
 {
     descriptors << ::accept(descriptors[0], nullptr, nullptr);
+}
+
+QByteArray BusyDaemon::receive()
+{
+    QByteArray received;
+    fcntl(descriptors[0], F_SETFL, O_NONBLOCK);
+    for (;;) {
+        const int connection = ::accept(descriptors[0], nullptr, nullptr);
+        if (connection < 0)
+            return received;
+        descriptors << connection;
+        char bytes[1000];
+        const ssize_t count = recv(connection, bytes, sizeof bytes, MSG_DONTWAIT);
+        if (count > 0)
+            received += QByteArray(bytes, int(count));
+    }
 }
 
 QStringList domainError()

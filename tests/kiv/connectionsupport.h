@@ -39,6 +39,8 @@ public:
     void close();
     /** Takes the oldest connection out of the queue, which makes room for one more. */
     void accept();
+    /** Accepts all connections. @return what has come in over them */
+    QByteArray receive();
 
 private:
     Q_DISABLE_COPY(BusyDaemon)

@@ -1,12 +1,25 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "connectionsupport.h"
+#include "kivdredirect.h"
 #include "kivfixture.h"
 #include "scripteddaemon.h"
 #include "waiting.h"
 
+#include <QtCore/QCoreApplication>
+#include <QtCore/QDir>
 #include <QtNetwork/QLocalSocket>
 #include <QtNetwork/QTcpSocket>
 #include <QtTest/QtTest>
+
+namespace
+{
+
+int openDescriptors()
+{
+    return int(QDir(QLatin1String("/proc/self/fd")).entryList(QDir::NoDotAndDotDot).size());
+}
+
+} // namespace
 
 class TestConnecting : public QObject
 {
@@ -15,6 +28,9 @@ private Q_SLOTS:
     void init();
     void connectsAndReconnectsByItsTimers();
     void leavesALocalAttemptAlone();
+    void triesABusyDaemonOncePerTick_data();
+    void triesABusyDaemonOncePerTick();
+    void connectsToADaemonThatHasBeenBusy();
     void restartsALocalSocketThatIsClosing();
     void restartsTheDomainSocketInMostStates_data();
     void restartsTheDomainSocketInMostStates();
@@ -59,9 +75,8 @@ void TestConnecting::leavesALocalAttemptAlone()
     KivFixture fixture;
     fixture.take();
     KivInterface::debugPrintEnable();
-    fixture.kiv->connectToLocalKivSocketSlot();
+    localSocket(fixture)->connectToServer(QLatin1String("/tmp/kivd"));
     QCOMPARE(localSocket(fixture)->state(), QLocalSocket::ConnectingState);
-    QCOMPARE(fixture.take(), QStringList(latin1(localRestarted)));
     fixture.kiv->connectToLocalKivSocketSlot();
     QCOMPARE(localSocket(fixture)->state(), QLocalSocket::ConnectingState);
     QCOMPARE(fixture.take(), QStringList());
@@ -72,6 +87,60 @@ void TestConnecting::leavesALocalAttemptAlone()
     QVERIFY(fixture.take().contains(latin1("signal: local connected")));
     fixture.kiv->connectToLocalKivSocketSlot();
     QCOMPARE(fixture.take(), QStringList());
+}
+
+void TestConnecting::triesABusyDaemonOncePerTick_data()
+{
+    QTest::addColumn<bool>("debug");
+    QTest::newRow("quiet") << false;
+    QTest::newRow("debug") << true;
+}
+
+void TestConnecting::triesABusyDaemonOncePerTick()
+{
+    QFETCH(bool, debug);
+    BusyDaemon daemon;
+    KivFixture fixture;
+    fixture.take();
+    KivInterface::enableDebugPrint = debug;
+    const int attempts = kivdAttempts();
+    const int descriptors = openDescriptors();
+    for (int ticks = 1; ticks <= 3; ++ticks) {
+        tick(fixture);
+        QCOMPARE(localSocket(fixture)->state(), QLocalSocket::UnconnectedState);
+        // An attempt that goes on would try again each time the event loop runs.
+        for (int round = 0; round < 20; ++round)
+            QCoreApplication::processEvents();
+        QCOMPARE(kivdAttempts() - attempts, ticks);
+        QCOMPARE(openDescriptors(), descriptors);
+        QCOMPARE(fixture.take(), debug ? QStringList(latin1(localRestarted)) : QStringList());
+        QVERIFY(!fixture.kiv->sendMsgToLocalKiv(QLatin1String("dropped")));
+        QCOMPARE(fixture.take(),
+                 QStringList(traced("verifyLocalKivSocketOk", "localKivSocket->state(): 0")));
+    }
+}
+
+void TestConnecting::connectsToADaemonThatHasBeenBusy()
+{
+    BusyDaemon daemon;
+    KivFixture fixture;
+    tick(fixture);
+    tick(fixture);
+    fixture.take();
+    daemon.accept();
+    tick(fixture);
+    QCOMPARE(localSocket(fixture)->state(), QLocalSocket::ConnectedState);
+    QVERIFY(sameRecord(fixture.take(), QStringList()
+                                           << traced("connectedToLocalKivSlot",
+                                                     "Application is connceted to local kivd "
+                                                     "daemon through a unix socket.")
+                                           << traced("connectedToLocalKivSlot", "socket->state: 3")
+                                           << latin1("signal: local connected")));
+    QCOMPARE(daemon.receive(), QByteArray(handshake));
+    const int attempts = kivdAttempts();
+    tick(fixture);
+    QCOMPARE(kivdAttempts(), attempts);
+    QVERIFY(fixture.kiv->sendMsgToLocalKiv(QLatin1String("kept")));
 }
 
 void TestConnecting::restartsALocalSocketThatIsClosing()

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "connectionsupport.h"
 #include "kivfixture.h"
+#include "localcodec.h"
+#include "program.h"
 #include "scripteddaemon.h"
 #include "waiting.h"
 
@@ -8,6 +10,87 @@
 #include <QtNetwork/QLocalSocket>
 #include <QtNetwork/QTcpSocket>
 #include <QtTest/QtTest>
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace
+{
+
+/** Sends when the connection is lost, after something else has been given its descriptor. */
+class LateSender : public QObject
+{
+    Q_OBJECT
+public:
+    LateSender(KivInterface *kiv, bool local, int descriptor)
+        : kiv(kiv)
+        , local(local)
+        , descriptor(descriptor)
+    {
+        if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, others))
+            qFatal("no sockets");
+        connect(kiv,
+                local ? SIGNAL(kivLocalUnixSocketDisConnectedSignal())
+                      : SIGNAL(kivDomainTcpSocketDisConnectedSignal()),
+                SLOT(send()));
+    }
+
+    ~LateSender()
+    {
+        close(others[0]);
+        close(others[1]);
+    }
+
+    bool wasFree = false;
+    bool accepted = false;
+
+    /** What has been written into the other's descriptor. */
+    QByteArray misdirected() const
+    {
+        char bytes[100];
+        const ssize_t count = read(others[1], bytes, sizeof bytes);
+        return count < 0 && errno == EAGAIN ? QByteArray() : QByteArray(bytes, int(count));
+    }
+
+private Q_SLOTS:
+    void send()
+    {
+        wasFree = fcntl(descriptor, F_GETFD) == -1 && dup2(others[0], descriptor) == descriptor;
+        const QString text = QLatin1String("late");
+        accepted = local ? kiv->sendMsgToLocalKiv(text) : kiv->sendMsgToDomainKiv(text);
+    }
+
+private:
+    KivInterface *kiv;
+    bool local;
+    int descriptor;
+    int others[2];
+};
+
+/** Writes over a connection to the daemon. @return whether SIGPIPE is ignored then */
+bool isBrokenPipeIgnored(bool byClient)
+{
+    std::signal(SIGPIPE, SIG_DFL);
+    BusyDaemon daemon;
+    daemon.accept();
+    if (byClient) {
+        KivInterface kiv(nullptr);
+        kiv.connectToLocalKivSocketSlot();
+        if (!kiv.sendMsgToLocalKiv(QLatin1String("text")))
+            qFatal("not connected");
+    } else {
+        QLocalSocket socket;
+        socket.connectToServer(QLatin1String("/tmp/kivd"));
+        if (socket.write("text") != 4 || !socket.flush())
+            qFatal("not connected");
+    }
+    return std::signal(SIGPIPE, SIG_DFL) == SIG_IGN;
+}
+
+} // namespace
 
 class TestSending : public QObject
 {
@@ -21,9 +104,15 @@ private Q_SLOTS:
     void dropsTextsWithoutAConnection();
     void writesTextsAsTheyStand_data();
     void writesTextsAsTheyStand();
+    void writesTheLocalEncoding_data();
+    void writesTheLocalEncoding();
+    void writesIntoItsOwnSocketOnly_data();
+    void writesIntoItsOwnSocketOnly();
+    void ignoresBrokenPipesAsQtDoes();
     void acceptsTextsForADaemonThatHasGone_data();
     void acceptsTextsForADaemonThatHasGone();
     void tellsWhatTheSlotIsToldWasWritten();
+    void letsTheSocketsTellWhatTheyHaveWritten();
 };
 
 void TestSending::init()
@@ -41,7 +130,7 @@ void TestSending::tellsTheStateOfTheLocalSocket()
                  QStringList(traced("verifyLocalKivSocketOk", "localKivSocket->state(): 0")));
 
         BusyDaemon busy;
-        fixture.kiv->connectToLocalKivSocketSlot();
+        localSocket(fixture)->connectToServer(QLatin1String("/tmp/kivd"));
         QVERIFY(!fixture.kiv->verifyLocalKivSocketOk());
         QCOMPARE(fixture.take(),
                  QStringList(traced("verifyLocalKivSocketOk", "localKivSocket->state(): 2")));
@@ -163,6 +252,104 @@ void TestSending::writesTextsAsTheyStand()
     QCOMPARE(fixture.take(), QStringList());
 }
 
+void TestSending::writesTheLocalEncoding_data()
+{
+    const struct {
+        const char *name;
+        QString text;
+    } texts[] = {{"ASCII", QLatin1String("<request><ref>r1</ref>\r\n\f\n \x01\x7f+~\\")},
+                 {"Latin-1", QLatin1String("caf\xe9")},
+                 {"others", QString(QChar(0x20ac)) + QLatin1String(" 5")},
+                 {"half a character", QLatin1String("a") + QString(QChar(0xd83d))},
+                 {"NUL within", QLatin1String("ab") + QString(QChar(0)) + QLatin1String("cd")},
+                 {"long", QString(100000, QLatin1Char('x'))},
+                 {"long, others", QString(100000, QChar(0xe9))}};
+
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QByteArray>("codec");
+    for (const char *const codec : {"UTF-8", "ISO-8859-1", "UTF-16", "Shift_JIS", "rot"}) {
+        for (const auto &row : texts) {
+            QTest::newRow(
+                qPrintable(QLatin1String(codec) + QLatin1String(" ") + QLatin1String(row.name)))
+                << row.text << QByteArray(codec);
+        }
+    }
+}
+
+/** Characters that the encoding makes a NUL byte of end the text, too. */
+void TestSending::writesTheLocalEncoding()
+{
+    QFETCH(QString, text);
+    QFETCH(QByteArray, codec);
+    ScriptedDaemon local(ScriptedDaemon::Local);
+    ScriptedDaemon domain(ScriptedDaemon::Tcp);
+    KivFixture fixture;
+    QVERIFY(fixture.connectTo(local));
+    QVERIFY(fixture.connectTo(domain));
+    setLocalCodec(codec.constData());
+    const QByteArray bytes = text.toLocal8Bit().constData();
+    const bool sent = fixture.kiv->sendMsgToLocalKiv(text) && fixture.kiv->sendMsgToDomainKiv(text);
+    setLocalCodec(nullptr);
+    QVERIFY(sent);
+    QVERIFY(fixture.kiv->sendMsgToLocalKiv(QLatin1String("|local")));
+    QVERIFY(fixture.kiv->sendMsgToDomainKiv(QLatin1String("|domain")));
+    QVERIFY(spinUntil([&]() {
+        return local.lastReceived().endsWith("|local") && domain.lastReceived().endsWith("|domain");
+    }));
+    QVERIFY(local.lastReceived() == bytes + "|local");
+    QVERIFY(domain.lastReceived() == bytes + "|domain");
+}
+
+void TestSending::writesIntoItsOwnSocketOnly_data()
+{
+    QTest::addColumn<bool>("local");
+    QTest::addColumn<bool>("writing");
+    QTest::newRow("local") << true << false;
+    QTest::newRow("local, found out by writing") << true << true;
+    QTest::newRow("domain") << false << false;
+}
+
+/** Qt closes the descriptor of a lost connection before it tells of the loss. */
+void TestSending::writesIntoItsOwnSocketOnly()
+{
+    QFETCH(bool, local);
+    QFETCH(bool, writing);
+    ScriptedDaemon daemon(local ? ScriptedDaemon::Local : ScriptedDaemon::Tcp);
+    KivFixture fixture;
+    QVERIFY(fixture.connectTo(daemon));
+    const int descriptor = local ? int(localSocket(fixture)->socketDescriptor())
+                                 : int(domainSocket(fixture)->socketDescriptor());
+    LateSender sender(fixture.kiv.get(), local, descriptor);
+    daemon.cut();
+    if (writing)
+        QVERIFY(fixture.kiv->sendMsgToLocalKiv(QLatin1String("lost")));
+    QVERIFY(spinUntil([&]() {
+        return local ? localSocket(fixture)->state() == QLocalSocket::UnconnectedState
+                     : domainSocket(fixture)->state() == QAbstractSocket::UnconnectedState;
+    }));
+    settle();
+    QVERIFY(sender.wasFree);
+    QVERIFY(sender.accepted); // the socket still says that it is connected
+    QCOMPARE(sender.misdirected(), QByteArray());
+    QCOMPARE(close(descriptor), 0); // nobody else has
+    const QString closed = traced("handleLocalKivSocketErrorSlot", peerClosedText);
+    QVERIFY(sameRecord(fixture.take(), local ? localError(closed) : domainError()));
+
+    tick(fixture);
+    QVERIFY(spinUntil(
+        [&]() { return daemon.connections() == 2 && daemon.lastReceived() == handshake; }));
+}
+
+void TestSending::ignoresBrokenPipesAsQtDoes()
+{
+    // What Qt does about the signal it does once in a process.
+    Program client("/proc/self/exe", QStringList(QLatin1String("client")));
+    Program socket("/proc/self/exe", QStringList(QLatin1String("socket")));
+    const int bySocket = socket.wait();
+    QVERIFY(bySocket == 0 || bySocket == 1);
+    QCOMPARE(client.wait(), bySocket);
+}
+
 void TestSending::acceptsTextsForADaemonThatHasGone_data()
 {
     QTest::addColumn<QString>("text");
@@ -170,7 +357,7 @@ void TestSending::acceptsTextsForADaemonThatHasGone_data()
     QTest::newRow("much") << QString(3000000, QLatin1Char('x'));
 }
 
-/** That a daemon has gone shows when the event loop runs, not before. */
+/** That a daemon has gone shows when the event loop runs or something is written, not before. */
 void TestSending::acceptsTextsForADaemonThatHasGone()
 {
     QFETCH(QString, text);
@@ -203,11 +390,34 @@ void TestSending::tellsWhatTheSlotIsToldWasWritten()
                                            << latin1("debug: domain bytesWrittenSlot 5000000000 "));
 }
 
+void TestSending::letsTheSocketsTellWhatTheyHaveWritten()
+{
+    ScriptedDaemon local(ScriptedDaemon::Local);
+    ScriptedDaemon domain(ScriptedDaemon::Tcp);
+    KivFixture fixture;
+    QVERIFY(fixture.connectTo(local));
+    QVERIFY(fixture.connectTo(domain));
+    KivInterface *const kiv = fixture.kiv.get();
+    kiv->connect(localSocket(fixture), SIGNAL(bytesWritten(qint64)),
+                 SLOT(bytesWrittenSlot(qint64)));
+    kiv->connect(domainSocket(fixture), SIGNAL(bytesWritten(qint64)),
+                 SLOT(bytesWrittenSlot(qint64)));
+    KivInterface::debugPrintEnable();
+    QVERIFY(kiv->sendMsgToLocalKiv(QLatin1String("12345")));
+    QCOMPARE(fixture.take(), QStringList(latin1("debug: domain bytesWrittenSlot 5 ")));
+    QVERIFY(kiv->sendMsgToDomainKiv(QLatin1String("1234567")));
+    QCOMPARE(fixture.take(), QStringList(latin1("debug: domain bytesWrittenSlot 7 ")));
+}
+
 int main(int argc, char **argv)
 {
     // Texts in UTF-8, wherever the test runs.
     qputenv("LC_ALL", "C.UTF-8");
     QCoreApplication application(argc, argv);
+    if (argc == 2 && qstrcmp(argv[1], "client") == 0)
+        return isBrokenPipeIgnored(true);
+    if (argc == 2 && qstrcmp(argv[1], "socket") == 0)
+        return isBrokenPipeIgnored(false);
     TestSending test;
     return QTest::qExec(&test, argc, argv);
 }
