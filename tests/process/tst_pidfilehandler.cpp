@@ -10,6 +10,7 @@
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 #include <QtCore/QScopedPointer>
 #include <QtTest/QTest>
 
@@ -114,6 +115,8 @@ private Q_SLOTS:
     void pathWithPlaceholders();
     void pathInOtherScript();
     void failureWithoutTrace();
+    void linkToNothing();
+    void linkIntoAMissingFolder();
     void fullDisk();
     void unwrittenTextIsDropped();
     void raceLost();
@@ -524,6 +527,36 @@ void PidFileHandlerTest::failureWithoutTrace()
     const QByteArray name = pathOf("missing/pid");
     PidFileHandler handler(name.constData());
     QCOMPARE(handler.writePid(), 0);
+}
+
+void PidFileHandlerTest::linkToNothing()
+{
+    const QByteArray target = pathOf("target");
+    QCOMPARE(symlink(target.constData(), path.constData()), 0);
+    {
+        PidFileHandler handler(path.constData());
+        QCOMPARE(handler.readPid(), 0);
+        QCOMPARE(handler.checkPid(), 0);
+        QCOMPARE(handler.writePid(), int(getpid()));
+        QCOMPARE(handler.readPid(), int(getpid()));
+    }
+    // The link is removed; what it points to stays.
+    QVERIFY(!QFileInfo(QFile::decodeName(path)).isSymLink());
+    QFile file(QFile::decodeName(target));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), QByteArray::number(getpid()) + '\n');
+    QCOMPARE(log->take(), QStringList());
+}
+
+void PidFileHandlerTest::linkIntoAMissingFolder()
+{
+    QCOMPARE(symlink(pathOf("missing/target").constData(), path.constData()), 0);
+    PidFileHandler handler(path.constData());
+    QCOMPARE(handler.writePid(), 0);
+    QCOMPARE(log->take(),
+             QStringList(QString::fromLatin1("PidFileHandler|writePid|Can not open or create [%1]")
+                             .arg(QFile::decodeName(path))));
+    QVERIFY(QFileInfo(QFile::decodeName(path)).isSymLink());
 }
 
 void PidFileHandlerTest::fullDisk()
