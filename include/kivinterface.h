@@ -20,7 +20,8 @@ class QXmlStreamReader;
  * The application constructs one KivInterface in a thread that runs an event loop. It connects to
  * the local daemon over the Unix socket /tmp/kivd and, once an address is known and the connection
  * is activated, to a domain daemon over TCP; both are kept up for ever: a first attempt after
- * 2 seconds, then one every 10 seconds while there is no connection.
+ * 2 seconds, then one every 10 seconds while there is no connection. A local daemon that does not
+ * accept at once, because too many others wait for it, is left alone until the next attempt.
  *
  * @code
  * KivInterface kiv(nullptr);
@@ -94,7 +95,8 @@ public:
     /**
      * Writes a text to the local daemon as it stands, in the local 8-bit encoding and up to the
      * first NUL byte. The text ends with the frame separator "\f\n".
-     * @return false if there is no connection: the text is dropped
+     * @return false if there is no connection: the text is dropped. A text that is sent from a slot
+     * on the disconnected signal may be dropped although the call returns true.
      */
     bool sendMsgToLocalKiv(const QString &msg);
     /** The same for the domain daemon. */
@@ -385,7 +387,10 @@ public Q_SLOTS:
     void connectToLocalKivSocketSlot();
     /** Connects to the domain daemon, if that is wanted, unless connected or connecting. */
     void connectToDomainKivSocketSlot();
-    /** Prints a count of written bytes if the diagnostic output is on; connected to nothing. */
+    /**
+     * Prints a count of written bytes if the diagnostic output is on. Nothing is connected to it;
+     * an application may connect the bytesWritten(qint64) of a socket.
+     */
     void bytesWrittenSlot(qint64 bytes);
 
 private:

@@ -39,7 +39,7 @@ void logGpio(TraceLevel level, const char *function, const char *message)
     logOwn(DeviceGroup, level, "Gpio", function, message);
 }
 
-/** For messages of the lowest rank, which stand apart from the device group. */
+/** Logs a debug message. Those of this class have group 1; its other messages have group 8. */
 void logGpioDebug(const char *function, const char *message)
 {
     logOwn(TracingGroup, DebugLevel, "Gpio", function, message);

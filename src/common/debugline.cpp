@@ -46,14 +46,16 @@ DebugLine &DebugLine::operator<<(qint64 number)
 
 DebugLine &DebugLine::operator<<(const QDateTime &time)
 {
+    // Qt 4 names day and month in the system's language, but writes all numbers in ASCII digits.
     const QLocale locale = QLocale::system();
+    const QLatin1Char blank(' ');
     const QDate date = time.date();
     line += QLatin1String("QDateTime(\"");
-    line += locale.dayName(date.dayOfWeek(), QLocale::ShortFormat);
-    line += QLatin1Char(' ');
-    line += locale.monthName(date.month(), QLocale::ShortFormat);
-    line += date.toString(QLatin1String(" d "));
-    line += time.toString(QLatin1String("hh:mm:ss yyyy"));
+    line += locale.dayName(date.dayOfWeek(), QLocale::ShortFormat) + blank;
+    line += locale.monthName(date.month(), QLocale::ShortFormat) + blank;
+    line += QString::number(date.day()) + blank;
+    line += time.time().toString(Qt::ISODate) + blank;
+    line += QString::number(date.year());
     line += QLatin1String("\") ");
     return *this;
 }

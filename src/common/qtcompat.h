@@ -2,8 +2,6 @@
 #ifndef QVCOMMON_QTCOMPAT_H
 #define QVCOMMON_QTCOMPAT_H
 
-#include "atomics.h"
-
 #include <QtCore/QByteArray>
 #include <QtCore/QDateTime>
 #include <QtCore/QString>
@@ -11,7 +9,7 @@
 #include <QtCore/QtGlobal>
 #include <QtCore/QTimer>
 #include <QtCore/QXmlStreamReader>
-#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+#if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
 #    include <QtCore/QTextCodec>
 #endif
 
@@ -51,28 +49,6 @@ inline bool hasCodecForCStrings()
 #else
     return false;
 #endif
-}
-
-/**
- * Whether ASCII characters are bytes of the same value in the local 8-bit encoding, which the
- * application can choose up to Qt 5.
- */
-inline bool isLocal8BitAscii()
-{
-#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
-    const QTextCodec *const codec = QTextCodec::codecForLocale();
-    static const QTextCodec *known; // to be so
-    if (codec == load(known))
-        return true;
-    char ascii[0x80];
-    for (int i = 0; i < 0x80; ++i)
-        ascii[i] = char(i + 1);
-    ascii[0x7f] = '\0';
-    if (codec && codec->fromUnicode(QString::fromLatin1(ascii)) != ascii)
-        return false;
-    store(known, codec);
-#endif
-    return true;
 }
 
 /** Splits a text, leaving out empty pieces. */

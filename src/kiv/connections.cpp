@@ -4,15 +4,10 @@
 #include "debugline.h"
 #include "frames.h"
 #include "kivlog.h"
-#include "localbytes.h"
 #include "qtcompat.h"
 #include "textreader.h"
 
 #include <QtNetwork/QTcpSocket>
-
-#include <algorithm>
-#include <cstring>
-#include <sys/socket.h>
 
 using namespace qvcommon;
 
@@ -35,10 +30,10 @@ QString withNumber(const char *text, int number)
     return QString::fromLatin1(text).arg(number, 0, 10, QLatin1Char(' '));
 }
 
-/** True for the two states in which a connection is on its way or up; the same on both sockets. */
+/** Whether a socket is to be left alone. Both classes of sockets number their states alike. */
 bool isConnectingOrConnected(int state)
 {
-    return unsigned(state - QAbstractSocket::ConnectingState) <= 1;
+    return state == QAbstractSocket::ConnectingState || state == QAbstractSocket::ConnectedState;
 }
 
 /** What is told of an error of the local socket on the warning stream, or null. */
@@ -80,27 +75,31 @@ int stateOf(const Socket *socket)
     return socket ? int(socket->state()) : int(QAbstractSocket::UnconnectedState);
 }
 
-/** Writes bytes and pushes them out at once. */
+/**
+ * Writes a text in the local 8-bit encoding, up to the first NUL byte, and pushes it out at once.
+ *
+ * Qt closes a lost connection before it reports the error, and says "connected" until the slots on
+ * the error have returned. A text that one of them sends is lost with the connection: Qt would
+ * warn of the closed descriptor, and Qt 4 would send the text ahead of the next greeting.
+ */
 template <typename Socket>
-void writeAtOnce(Socket &socket, const char *bytes)
+void writeAtOnce(Socket &socket, const QString &text)
 {
-    socket.write(bytes);
+    if (!socket.isValid())
+        return;
+    socket.write(text.toLocal8Bit().constData());
     socket.flush();
 }
 
 /**
- * Sends bytes past the buffer of a socket that has nothing in it, which saves most of what write()
- * and flush() cost. What the system does not take, and its errors, are left to them.
+ * Ends an attempt that the daemon neither accepts nor refuses, because its queue of connections is
+ * full. Left to itself Qt would ask again without a pause, which takes all of the processor, and
+ * Qt 4 and 5 would stop after half a minute without a signal and stay in this state for ever.
  */
-void sendAtOnce(QLocalSocket &socket, const char *bytes)
+void giveUp(QLocalSocket &socket)
 {
-    if (socket.bytesToWrite() == 0) {
-        bytes += std::max<ssize_t>(0, send(int(socket.socketDescriptor()), bytes,
-                                           std::strlen(bytes), MSG_DONTWAIT | MSG_NOSIGNAL));
-        if (!*bytes)
-            return;
-    }
-    writeAtOnce(socket, bytes);
+    socket.close(); // closes the descriptor of the attempt, which abort() does not know before Qt 6
+    socket.abort(); // leaves the state
 }
 
 } // namespace
@@ -184,6 +183,8 @@ void KivInterface::connectToLocalKivSocketSlot()
         return;
     localKivSocket->abort();
     localKivSocket->connectToServer(QLatin1String("/tmp/kivd"), QIODevice::ReadWrite);
+    if (localKivSocket->state() == QLocalSocket::ConnectingState)
+        giveUp(*localKivSocket);
     if (enableDebugPrint)
         DebugLine() << "Restart connection to local kivd (unix socket)";
 }
@@ -273,8 +274,7 @@ bool KivInterface::sendMsgToLocalKiv(const QString &msg)
 {
     if (!verifyLocalKivSocketOk())
         return false;
-    // As much as a C string would hold.
-    sendAtOnce(*localKivSocket, LocalBytes(msg).constData());
+    writeAtOnce(*localKivSocket, msg);
     return true;
 }
 
@@ -282,7 +282,7 @@ bool KivInterface::sendMsgToDomainKiv(const QString &msg)
 {
     if (!verifyDomainKivSocketOk())
         return false;
-    writeAtOnce(*domainKivSocket, LocalBytes(msg).constData());
+    writeAtOnce(*domainKivSocket, msg);
     return true;
 }
 

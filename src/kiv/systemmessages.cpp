@@ -26,7 +26,8 @@ bool KivInterface::putSysMessage(const QString &ref, const QString &reporter, co
     const QString lineElement =
         lineId.isEmpty() ? QString() : filled(QLatin1String("<line_id>%1</line_id>"), lineId);
 
-    // There is no %3: it is free for a value to ask for.
+    // The number %3 is left out on purpose. Each value goes to the lowest number that is left, those
+    // in the values before it included: after a reporter "%3" the level takes its place there.
     QString message = QLatin1String("<sys_messages><sys_message><reporter>%1</reporter>"
                                     "<rep_ref>%2</rep_ref>"
                                     "<src_path>/state/sys_messages</src_path>"

@@ -11,6 +11,7 @@
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 #include <QtCore/QScopedPointer>
 #include <QtTest/QTest>
 
@@ -129,6 +130,8 @@ private Q_SLOTS:
     void fillsPlaceholdersInThePath();
     void showsThePathInLatin1();
     void failsSilentlyWithoutTrace();
+    void writesThroughALinkToNothing();
+    void reportsALinkIntoAMissingFolder();
     void doesNotNoticeAFullDisk();
     void dropsTextThatCouldNotBeWritten();
     void losesAgainstAnotherThatIsWriting();
@@ -540,6 +543,36 @@ void TestPidFileHandler::failsSilentlyWithoutTrace()
     const QByteArray name = pathOf("missing/pid");
     PidFileHandler handler(name.constData());
     QCOMPARE(handler.writePid(), 0);
+}
+
+void TestPidFileHandler::writesThroughALinkToNothing()
+{
+    const QByteArray target = pathOf("target");
+    QCOMPARE(symlink(target.constData(), path.constData()), 0);
+    {
+        PidFileHandler handler(path.constData());
+        QCOMPARE(handler.readPid(), 0);
+        QCOMPARE(handler.checkPid(), 0);
+        QCOMPARE(handler.writePid(), int(getpid()));
+        QCOMPARE(handler.readPid(), int(getpid()));
+    }
+    // The link is removed; what it points to stays.
+    QVERIFY(!QFileInfo(QFile::decodeName(path)).isSymLink());
+    QFile file(QFile::decodeName(target));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), QByteArray::number(getpid()) + '\n');
+    QCOMPARE(log->take(), QStringList());
+}
+
+void TestPidFileHandler::reportsALinkIntoAMissingFolder()
+{
+    QCOMPARE(symlink(pathOf("missing/target").constData(), path.constData()), 0);
+    PidFileHandler handler(path.constData());
+    QCOMPARE(handler.writePid(), 0);
+    QCOMPARE(log->take(),
+             QStringList(QString::fromLatin1("PidFileHandler|writePid|Can not open or create [%1]")
+                             .arg(QFile::decodeName(path))));
+    QVERIFY(QFileInfo(QFile::decodeName(path)).isSymLink());
 }
 
 void TestPidFileHandler::doesNotNoticeAFullDisk()

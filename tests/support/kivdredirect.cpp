@@ -16,6 +16,7 @@ namespace
 const char daemonPath[] = "/tmp/kivd";
 char redirectedPath[sizeof(sockaddr_un().sun_path)] = "/nonexistent/kivd";
 int forcedError = 0;
+int attempts = 0;
 
 bool isDaemonAddress(const sockaddr *address, socklen_t length)
 {
@@ -37,6 +38,11 @@ void failKivdConnections(int error)
     forcedError = error;
 }
 
+int kivdAttempts()
+{
+    return attempts;
+}
+
 // The executable's own definition comes before the C library's, for QtNetwork too.
 extern "C" __attribute__((visibility("default"))) int
 connect(int descriptor, const sockaddr *address, socklen_t length)
@@ -45,6 +51,7 @@ connect(int descriptor, const sockaddr *address, socklen_t length)
     static const Connect systemConnect = reinterpret_cast<Connect>(dlsym(RTLD_NEXT, "connect"));
     if (!isDaemonAddress(address, length))
         return systemConnect(descriptor, address, length);
+    ++attempts;
     if (forcedError) {
         errno = forcedError;
         return -1;

@@ -13,4 +13,7 @@ void redirectKivd(const QString &socketPath);
 /** Lets the next connections to the daemon fail at once with this errno; 0 ends that. */
 void failKivdConnections(int error);
 
+/** How often this process has tried to connect to the daemon. */
+int kivdAttempts();
+
 #endif

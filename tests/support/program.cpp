@@ -5,6 +5,7 @@
 
 #include <QtCore/QFile>
 
+#include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
@@ -51,7 +52,7 @@ QByteArray Program::readLine()
 {
     QByteArray line;
     char character;
-    while (read(output, &character, 1) == 1 && character != '\n')
+    while (TEMP_FAILURE_RETRY(read(output, &character, 1)) == 1 && character != '\n')
         line += character;
     return line;
 }
@@ -64,7 +65,8 @@ void Program::signal(int number)
 int Program::wait()
 {
     int status = 0;
-    if (waitpid(id, &status, 0) != id)
+    // Qt 4 handles the signal of a child's end, which interrupts calls.
+    if (TEMP_FAILURE_RETRY(waitpid(id, &status, 0)) != id)
         qFatal("the program is not there");
     id = 0;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
