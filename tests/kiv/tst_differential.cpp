@@ -1,0 +1,263 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The client against the plain formulations over a bare XML reader, on whatever text. Random texts
+// are grown from a seed that is printed; these variables of the environment choose others:
+//   QVCOMMON_TEST_SEED     the seed of the first text; each text has one more than that before it
+//   QVCOMMON_TEST_CASES    how many texts each test grows
+
+#include "differential.h"
+#include "plainreceiver.h"
+#include "xmlgrammar.h"
+
+#include <QtCore/QFile>
+#include <QtTest/QTest>
+
+#include <cstdio>
+#include <memory>
+
+class TestDifferential : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+    void bodies();
+    void lookUps();
+    void cutAtEveryPlace_data();
+    void cutAtEveryPlace();
+    void everyCharacter_data();
+    void everyCharacter();
+    void document();
+    void piecesOfTheDocument();
+
+private:
+    /** Grows texts and compares; with what differs, the test says how to get there again. */
+    void compareGrown(int usual, QByteArray (TestDifferential::*compare)(Random &));
+    QByteArray compareBodies(Random &random);
+    QByteArray compareLookUps(Random &random);
+    QByteArray comparePieces(Random &random);
+    QByteArray compareBody(const QString &body);
+
+    std::unique_ptr<Differential> differential;
+    QString device;
+};
+
+namespace
+{
+
+/** A difference with the text that has led to it. */
+QByteArray with(const QString &text, const QByteArray &difference)
+{
+    return difference.isEmpty() ? difference : difference + "text:\n    " + shown(text) + "\n";
+}
+
+Delivery anyDelivery(Random &random)
+{
+    return Delivery(random.below(deliveryCount));
+}
+
+Question anyQuestion(Random &random, XmlGrammar &grammar, const QString &xml)
+{
+    Question question;
+    question.xml = xml;
+    question.path = grammar.pathInto(xml);
+    question.index = random.below(4) == 0 ? random.below(5) - 1 : 0;
+    const int prefix = random.below(3) == 0 ? random.below(int(question.path.length()) + 1) : 0;
+    const int root = random.below(prefix + 1);
+    question.rootPath = question.path.left(root);
+    question.subPath = question.path.mid(root, prefix - root);
+    return question;
+}
+
+} // namespace
+
+void TestDifferential::initTestCase()
+{
+    QFile file(QString::fromLocal8Bit(KIVSIM_DOCUMENT));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    device = QString::fromUtf8(file.readAll());
+    differential.reset(new Differential); // behind QtTest, which has a message handler as well
+    std::printf("the seed of the first text is %u\n", randomSeed(1));
+}
+
+void TestDifferential::cleanupTestCase()
+{
+    differential.reset();
+}
+
+void TestDifferential::compareGrown(int usual, QByteArray (TestDifferential::*compare)(Random &))
+{
+    const quint32 first = randomSeed(1);
+    const int cases = randomCases(usual);
+    for (int i = 0; i < cases; ++i) {
+        Random random(first + quint32(i));
+        const QByteArray wrong = (this->*compare)(random);
+        if (!wrong.isEmpty())
+            std::fprintf(stderr, "QVCOMMON_TEST_SEED=%u QVCOMMON_TEST_CASES=1:\n%s",
+                         first + quint32(i), wrong.constData());
+        QVERIFY(wrong.isEmpty());
+    }
+}
+
+QByteArray TestDifferential::compareBody(const QString &body)
+{
+    return with(body, differential->body(body, false) + differential->body(body, true));
+}
+
+QByteArray TestDifferential::compareBodies(Random &random)
+{
+    XmlGrammar grammar(random);
+    const QString other = grammar.body();
+    const QString body = grammar.mutated(grammar.body(), other);
+    QByteArray wrong = differential->body(body, random.below(4) == 0);
+    if (random.below(8) == 0)
+        wrong += differential->bodyInBody(body, other);
+    if (random.below(8) == 0)
+        wrong += differential->debugNodes(body);
+    if (random.below(2) == 0)
+        wrong +=
+            differential->handler(body, anyDelivery(random), random.below(1000), random.below(12));
+    return with(body, wrong);
+}
+
+QByteArray TestDifferential::compareLookUps(Random &random)
+{
+    XmlGrammar grammar(random);
+    const QString other = grammar.data();
+    const QString xml =
+        grammar.mutated(random.below(4) == 0 ? grammar.body() : grammar.data(), other);
+    const Question question = anyQuestion(random, grammar, xml);
+    QByteArray wrong = differential->lookUps(question);
+    if (random.below(2) == 0)
+        wrong += differential->lookUpsByReader(question, anyDelivery(random));
+    return with(question.path + QLatin1Char('\n') + xml, wrong);
+}
+
+QByteArray TestDifferential::comparePieces(Random &random)
+{
+    XmlGrammar grammar(random);
+    const int from = random.below(int(device.length()));
+    QString piece = device.mid(from, random.below(random.below(8) == 0 ? 10000 : 1000));
+    if (random.below(2) == 0)
+        piece = piece.mid(int(piece.indexOf(QLatin1String("\n    <"))) + 1);
+    const Question question = anyQuestion(random, grammar, piece);
+    const QString data = QLatin1String("<data>") + piece + QLatin1String("</data>");
+    const QString reply = QLatin1String("<reply><ref>r</ref><out><get>") + data +
+                          QLatin1String("</get></out></reply>");
+    const QString notification = QLatin1String("<notify><event><change>") + data +
+                                 QLatin1String("</change></event></notify>");
+    return with(question.path + QLatin1Char('\n') + piece,
+                differential->body(reply, false) + differential->body(notification, true) +
+                    differential->lookUps(question));
+}
+
+void TestDifferential::bodies()
+{
+    const int before = differential->signalCount();
+    compareGrown(20000, &TestDifferential::compareBodies);
+    QVERIFY(differential->signalCount() > before);
+}
+
+void TestDifferential::lookUps()
+{
+    const int before = differential->foundCount;
+    compareGrown(10000, &TestDifferential::compareLookUps);
+    QVERIFY(differential->foundCount > before);
+}
+
+void TestDifferential::cutAtEveryPlace_data()
+{
+    QTest::addColumn<QString>("body");
+    const auto row = [](const char *name, const char *utf8) {
+        QTest::newRow(name) << QString::fromUtf8(utf8);
+    };
+    row("reply", "<reply><ref>7</ref><out><get><path>/x</path><data><a>1 &amp; 2</a><b/></data>"
+                 "<crc32>99</crc32></get><edit><ok/></edit><session_info><ok /></session_info>"
+                 "<error><type>t</type><message>m\xc3\xa9</message></error></out></reply>\r");
+    row("notification",
+        "<notify><ref>s1</ref><event><change><op>patch</op><spath>/a</spath><rpath>/a/b</rpath>"
+        "<data>\r\n<b>5&#x41;</b >\r</data><crc32>1</crc32></change><change></change></event>"
+        "</notify>\r");
+    row("everything",
+        "<?xml version='1.0' encoding='UTF-8' standalone='yes'?>\r<!DOCTYPE r [<!ENTITY e "
+        "'<b>x</b>'><!ATTLIST a b CDATA 'c'>]><!-- c --><notify xmlns='u' "
+        "xmlns:p=\"v\"><p:ref>&e;</p:ref><ref>\xf0\x9f\x98\x80</ref><event><change>"
+        "<?pi x?><data a='&lt;'><![CDATA[<x>]]>&e;&#65;</data></change></event>"
+        "</notify><!-- d --><?p?>\r");
+    row("two bodies and a request",
+        "<x><reply><out><edit><ok/></edit></out></reply><request><a/></request><notify><event>"
+        "<change><op>o</op></event></notify></x>");
+    row("wrong nesting", "<reply><out><get><data><a></b></data></get></out></reply>");
+}
+
+void TestDifferential::cutAtEveryPlace()
+{
+    QFETCH(QString, body);
+    Question question;
+    question.path = QLatin1String("out/get/data/a");
+    question.index = 0;
+    for (int length = 0; length <= int(body.length()); ++length) {
+        question.xml = body.left(length);
+        const QByteArray wrong = compareBody(question.xml) + differential->lookUps(question) +
+                                 differential->lookUpsByReader(question, AsText);
+        QVERIFY2(wrong.isEmpty(), wrong);
+    }
+}
+
+void TestDifferential::everyCharacter_data()
+{
+    QTest::addColumn<QString>("before");
+    QTest::addColumn<QString>("behind");
+    const auto row = [](const char *before, const char *behind) {
+        QTest::newRow(before) << QString::fromUtf8(before) << QString::fromUtf8(behind);
+    };
+    row("<reply><out><get><data>x", "y</data></get></out></reply>");
+    row("<reply><out><get><data><a", "b/></data></get></out></reply>");
+    row("<reply><out><get><data><", "b/></data></get></out></reply>");
+    row("<reply><out><get><data></", "data></get></out></reply>");
+    row("<reply><out><get><data/", "></get></out></reply>");
+    row("<reply><out><get><data><a ", "='1'/></data></get></out></reply>");
+    row("<reply><out><get><data>&", ";</data></get></out></reply>");
+    row("<reply><ref>", "</ref><out><edit><ok/></edit></out></reply>");
+    row("<reply><ref>x</ref", "><out><edit><ok/></edit></out></reply>");
+    row("", "<reply><out><edit><ok/></edit></out></reply>");
+    row("<reply><out><edit><ok/></edit></out></reply>", "");
+}
+
+void TestDifferential::everyCharacter()
+{
+    QFETCH(QString, before);
+    QFETCH(QString, behind);
+    const int all = 0x10000;
+    // Where each case takes long, only some of those that are not Latin-1 are tried.
+    const int step = 1 + all / randomCases(all);
+    for (int code = 0; code < all; code += code < 0x100 ? 1 : step) {
+        const QString body = before + QChar(ushort(code)) + behind;
+        const QByteArray wrong = with(body, differential->body(body, false));
+        QVERIFY2(wrong.isEmpty(), wrong);
+    }
+}
+
+void TestDifferential::document()
+{
+    const QString root = device.mid(int(device.indexOf(QLatin1String("<device>"))));
+    for (const QString &text : {device, root}) {
+        QCOMPARE(compareBody(text), QByteArray());
+        QCOMPARE(compareBody(QLatin1String("<reply><out><get><data>") + text +
+                             QLatin1String("</data></get></out></reply>")),
+                 QByteArray());
+        Question question = {QLatin1String("/config/interfaces/interface[name='eth1']/mtu"),
+                             QString(), QString(), 0, text};
+        QCOMPARE(differential->lookUps(question), QByteArray());
+        for (int delivery = 0; delivery < deliveryCount; ++delivery)
+            QCOMPARE(differential->lookUpsByReader(question, Delivery(delivery)), QByteArray());
+    }
+}
+
+void TestDifferential::piecesOfTheDocument()
+{
+    compareGrown(2000, &TestDifferential::comparePieces);
+}
+
+QTEST_MAIN(TestDifferential)
+#include "tst_differential.moc"
