@@ -323,9 +323,11 @@ QString utf8(const char *text)
 XmlGrammar::XmlGrammar(Random &random)
     : random(random)
     , manners(Plain)
+    , hasEntities(false)
 {
     const int kind = random.below(10);
     manners = kind < 3 ? Plain : kind < 6 ? WellFormed : Wild;
+    hasEntities = manners != Plain && chance(20);
 }
 
 bool XmlGrammar::chance(int percent)
@@ -336,7 +338,7 @@ bool XmlGrammar::chance(int percent)
 QString XmlGrammar::name()
 {
     const int longName = 4000; // readers may refuse names of more than 4 kB
-    if (manners != Plain && chance(1))
+    if (manners != Plain && random.below(2000) == 0)
         return QString(longName + random.below(300), QLatin1Char('n'));
     return utf8(manners == Wild && chance(15) ? random.oneOf(oddNames) : random.oneOf(allNames));
 }
@@ -366,12 +368,14 @@ QString XmlGrammar::text()
 {
     const int longText = 9000; // readers take in some thousand characters at once
     QString result = utf8(random.oneOf(plainTexts));
-    if (chance(1))
+    if (random.below(500) == 0)
         result = result.repeated(1 + random.below(longText / int(result.length())));
     if (manners != Plain && chance(20))
         result += utf8(random.oneOf(wellFormedMarkup));
     if (manners == Wild && chance(15))
         result += snippet();
+    if (hasEntities && chance(20))
+        result += QLatin1String(chance(50) ? "&e;" : "&f;");
     if (chance(20))
         result += utf8(random.oneOf(plainTexts));
     return result;
@@ -387,7 +391,7 @@ QString XmlGrammar::attributes()
     if (manners == Plain || chance(85))
         return QString();
     const QString result = utf8(random.oneOf(attributeTexts));
-    return chance(20) ? result + utf8(random.oneOf(attributeTexts)) : result;
+    return chance(20) ? result + QLatin1String(" c='2'") : result;
 }
 
 QString XmlGrammar::children(const QString &parent, int depth)
@@ -395,12 +399,12 @@ QString XmlGrammar::children(const QString &parent, int depth)
     QString result;
     const char *const expected = childrenOf(parent);
     const QStringList names = utf8(expected ? expected : "x").split(QLatin1Char(' '));
-    if (expected && depth > 2 && chance(70)) { // all of them in order, as the daemon has it
+    if (expected && depth > 2 && chance(60)) { // all of them in order, as the daemon has it
         for (const QString &child : names)
             result += element(child, depth - 1);
         return result;
     }
-    for (int count = depth > 0 && (expected || chance(30)) ? random.below(5) : 0; count > 0;
+    for (int count = depth > 0 && (expected || chance(30)) ? random.below(4) : 0; count > 0;
          --count) {
         const bool usual = expected && !chance(15);
         result += element(usual ? names.at(random.below(int(names.size()))) : name(), depth - 1);
@@ -446,9 +450,8 @@ QString XmlGrammar::around(const QString &root)
         result +=
             utf8(manners == Wild ? random.oneOf(declarations) : declarations[random.below(5)]);
     result += misc();
-    if (manners != Plain && chance(15))
-        result +=
-            utf8(manners == Wild ? random.oneOf(documentTypes) : documentTypes[random.below(8)]);
+    if (hasEntities)
+        result += utf8(random.oneOf(documentTypes));
     result += misc() + root + misc();
     if (chance(10))
         result += QLatin1Char('\r');

@@ -45,6 +45,7 @@ private:
 
     Random &random;
     Manners manners;
+    bool hasEntities; ///< whether the text declares some, and refers to them
 };
 
 #endif
