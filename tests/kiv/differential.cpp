@@ -3,7 +3,8 @@
 
 #include "plainhandlers.h"
 #include "plainlookups.h"
-#include "xmltokens.h"
+#include "plainreceiver.h"
+#include "tokenof.h"
 
 #include <QtCore/QBuffer>
 

@@ -32,6 +32,10 @@ private Q_SLOTS:
     void cutAtEveryPlace();
     void everyCharacter_data();
     void everyCharacter();
+    void everyPieceAtEveryPlace_data();
+    void everyPieceAtEveryPlace();
+    void longNames_data();
+    void longNames();
     void document();
     void piecesOfTheDocument_data();
     void piecesOfTheDocument();
@@ -43,6 +47,7 @@ private:
     QByteArray compareLookUps(Random &random);
     QByteArray comparePieces(Random &random);
     QByteArray compareBody(const QString &body);
+    QByteArray compareLookUp(const QString &path, const QString &xml);
 
     std::unique_ptr<Differential> differential;
     QString device;
@@ -50,6 +55,11 @@ private:
 
 namespace
 {
+
+QString latin1(const char *text)
+{
+    return QString::fromLatin1(text);
+}
 
 /** A difference with the text that has led to it. */
 QByteArray with(const QString &text, const QByteArray &difference)
@@ -73,6 +83,14 @@ Question anyQuestion(Random &random, XmlGrammar &grammar, const QString &xml)
     question.rootPath = question.path.left(root);
     question.subPath = question.path.mid(root, prefix - root);
     return question;
+}
+
+/** The name in the last start tag of a text, or what is there of it. */
+QString lastName(const QString &xml)
+{
+    const QString rest = xml.mid(int(xml.lastIndexOf(QLatin1Char('<'))) + 1);
+    const auto end = rest.indexOf(QLatin1Char('>'));
+    return rest.left(int(end < 0 ? rest.length() : end));
 }
 
 /** Rows of some thousand texts each: QtTest believes that a row hangs if it takes five minutes. */
@@ -122,6 +140,13 @@ void TestDifferential::compareGrown(QByteArray (TestDifferential::*compare)(Rand
 QByteArray TestDifferential::compareBody(const QString &body)
 {
     return with(body, differential->body(body, false) + differential->body(body, true));
+}
+
+QByteArray TestDifferential::compareLookUp(const QString &path, const QString &xml)
+{
+    const Question question = {path, QString(), QString(), 0, xml};
+    return with(path + QLatin1Char('\n') + xml,
+                differential->lookUps(question) + differential->lookUpsByReader(question, AsText));
 }
 
 QByteArray TestDifferential::compareBodies(Random &random)
@@ -233,19 +258,18 @@ void TestDifferential::cutAtEveryPlace_data()
     row("two bodies and a request",
         "<x><reply><out><edit><ok/></edit></out></reply><request><a/></request><notify><event>"
         "<change><op>o</op></event></notify></x>");
+    row("request", "<request><ref>1</ref></request>");
     row("wrong nesting", "<reply><out><get><data><a></b></data></get></out></reply>");
 }
 
 void TestDifferential::cutAtEveryPlace()
 {
     QFETCH(QString, body);
-    Question question;
-    question.path = QLatin1String("out/get/data/a");
-    question.index = 0;
     for (int length = 0; length <= int(body.length()); ++length) {
-        question.xml = body.left(length);
-        const QByteArray wrong = compareBody(question.xml) + differential->lookUps(question) +
-                                 differential->lookUpsByReader(question, AsText);
+        const QString cut = body.left(length);
+        const QByteArray wrong = compareBody(cut) +
+                                 compareLookUp(QLatin1String("out/get/data/a"), cut) +
+                                 compareLookUp(lastName(cut), cut);
         QVERIFY2(wrong.isEmpty(), wrong);
     }
 }
@@ -280,6 +304,58 @@ void TestDifferential::everyCharacter()
     for (int code = 0; code < all; code += code < 0x100 ? 1 : step) {
         const QString body = before + QChar(ushort(code)) + behind;
         const QByteArray wrong = with(body, differential->body(body, false));
+        QVERIFY2(wrong.isEmpty(), wrong);
+    }
+}
+
+void TestDifferential::everyPieceAtEveryPlace_data()
+{
+    QTest::addColumn<QString>("body");
+    QTest::newRow("get") << latin1("<reply><ref>7</ref><out><get><data><a>1]</a><b/>\r</data>"
+                                   "</get></out></reply>");
+    QTest::newRow("notification") << latin1(
+        "<notify><event><change><op>p</op><data><b>&amp;</b></data></change></event>"
+        "</notify>\r");
+    QTest::newRow("request") << latin1("<request>1</request>");
+}
+
+void TestDifferential::everyPieceAtEveryPlace()
+{
+    QFETCH(QString, body);
+    const QStringList pieces = XmlGrammar::pieces();
+    const int all = int(body.length() + 1) * int(pieces.size());
+    const int step = (all + randomCases(all) - 1) / randomCases(all);
+    for (int i = 0; i < all; i += step) {
+        QString text = body;
+        text.insert(i / int(pieces.size()), pieces.at(i % int(pieces.size())));
+        const QByteArray wrong =
+            with(text, differential->body(text, false)) + compareLookUp(lastName(text), text);
+        QVERIFY2(wrong.isEmpty(), wrong);
+    }
+}
+
+void TestDifferential::longNames_data()
+{
+    QTest::addColumn<QString>("before");
+    QTest::addColumn<QString>("behind");
+    const auto row = [](const char *before, const char *behind) {
+        QTest::newRow(before) << latin1(before) << latin1(behind);
+    };
+    row("<reply><out><get><data><", "/></data></get></out></reply>");
+    row("<reply><out><get><data><a></", "></data></get></out></reply>");
+    row("<reply><out><get><data><a ", "='1'/></data></get></out></reply>");
+    row("<reply><out><get><data><p:", "/></data></get></out></reply>");
+    row("<reply><out><get><data>&", ";</data></get></out></reply>");
+    row("<reply><out><get><data><?", "?></data></get></out></reply>");
+}
+
+void TestDifferential::longNames()
+{
+    QFETCH(QString, before);
+    QFETCH(QString, behind);
+    for (int length = 4090; length <= 4100; ++length) {
+        const QString body = before + QString(length, QLatin1Char('n')) + behind;
+        const QByteArray wrong = differential->body(body, false);
         QVERIFY2(wrong.isEmpty(), wrong);
     }
 }

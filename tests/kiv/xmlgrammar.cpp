@@ -58,8 +58,7 @@ const char *const oddNames[] = {"p:a",
                                 "\xc3\xa9",
                                 "\xe6\x97\xa5\xe6\x9c\xac",
                                 "a\xc2\xb7",
-                                "\xc2\xb7"
-                                "a",
+                                "\xc2\xb7x",
                                 "d\xe2\x80\xa8",
                                 "\xf0\x9f\x98\x80"};
 
@@ -318,6 +317,13 @@ QString utf8(const char *text)
     return QString::fromUtf8(text);
 }
 
+template <int size>
+void addAll(QStringList &list, const char *const (&pieces)[size])
+{
+    for (const char *piece : pieces)
+        list << utf8(piece);
+}
+
 } // namespace
 
 XmlGrammar::XmlGrammar(Random &random)
@@ -328,6 +334,26 @@ XmlGrammar::XmlGrammar(Random &random)
     const int kind = random.below(10);
     manners = kind < 3 ? Plain : kind < 6 ? WellFormed : Wild;
     hasEntities = manners != Plain && chance(20);
+}
+
+QStringList XmlGrammar::pieces()
+{
+    QStringList list;
+    addAll(list, oddNames);
+    addAll(list, references);
+    addAll(list, plainTexts);
+    addAll(list, wellFormedMarkup);
+    addAll(list, wrongMarkup);
+    addAll(list, attributeTexts);
+    addAll(list, declarations);
+    addAll(list, documentTypes);
+    for (const char *name : entityNames)
+        list << QLatin1Char('&') + utf8(name) + QLatin1Char(';');
+    for (const char *c = special; *c; ++c)
+        list << QString(QLatin1Char(*c));
+    for (const ushort code : edges)
+        list << QString(QChar(code));
+    return list;
 }
 
 bool XmlGrammar::chance(int percent)
@@ -522,9 +548,11 @@ QString XmlGrammar::pathInto(const QString &xml)
 QString XmlGrammar::mutated(const QString &text, const QString &other)
 {
     QString result = text;
-    if (manners == Plain || chance(40))
+    if (chance(40))
         return result;
-    for (int count = 1 + random.below(3); count > 0 && !result.isEmpty(); --count)
+    // A plain text with one odd place in it is where a reader of plain texts may go wrong.
+    const int most = manners == Plain ? 1 : 3;
+    for (int count = 1 + random.below(most); count > 0 && !result.isEmpty(); --count)
         mutate(result, other);
     return result;
 }
@@ -555,6 +583,6 @@ void XmlGrammar::mutate(QString &text, const QString &other)
         text.replace(at, 1, character());
         break;
     default:
-        text.insert(at, snippet());
+        text.insert(at, chance(80) ? snippet() : utf8(random.oneOf(wellFormedMarkup)));
     }
 }

@@ -16,6 +16,9 @@ class XmlGrammar
 public:
     explicit XmlGrammar(Random &random);
 
+    /** All pieces that texts are grown of, and characters at the edges of what is allowed. */
+    static QStringList pieces();
+
     /** A reply, a notification, or something like them. */
     QString body();
     /** A text to look values up in. */
