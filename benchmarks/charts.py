@@ -78,7 +78,8 @@ SIZE_ROWS = {"get": "#2a78b5", "notify": "#2e8b57", "socket": "#8e44ad"}
 
 def size_chart(results):
     """Cost for one byte against the size of the message, ours and the peer's."""
-    results = [result for result in results if result.target.row in SIZE_ROWS]
+    results = [result for result in results
+               if result.target.row in SIZE_ROWS and result.target.peer == "reader"]
     left, right, top, bottom = 60, WIDTH - 170, 60, 360
     sizes = [math.log10(result.bytes) for result in results]
     first, last = math.floor(min(sizes) + 0.1), max(sizes)
@@ -107,7 +108,8 @@ def draw_axes(drawing, frame, exponents, most, x, y):
     left, right, bottom = frame
     for exponent in range(exponents[0], math.floor(exponents[1]) + 1):
         size = 10 ** exponent
-        label = f"{size // 1000000} MB" if exponent >= 6 else f"{size // 1000} kB"
+        label = (f"{size // 1000000} MB" if exponent >= 6 else
+                 f"{size // 1000} kB" if exponent >= 3 else f"{size} B")
         drawing.line(x(size), bottom, x(size), bottom + 5, "#222222")
         drawing.text(x(size), bottom + 20, label, "middle")
     step = 10 ** math.floor(math.log10(most)) / 2

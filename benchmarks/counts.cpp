@@ -38,8 +38,11 @@ void require(bool holds, const char *what)
     std::exit(1);
 }
 
-/** Counts an operation, @a times times after some that are not counted. */
-void count(const char *name, const std::function<void()> &operation)
+/**
+ * Counts an operation, @a times times after some that are not counted.
+ * @param characters how many it has to do with, if the count is to be given for each of them, too
+ */
+void count(const char *name, const std::function<void()> &operation, int characters = 0)
 {
     for (int i = 0; i < warmUps; ++i)
         operation();
@@ -48,7 +51,10 @@ void count(const char *name, const std::function<void()> &operation)
     for (int i = 0; i < times; ++i)
         operation();
     CALLGRIND_TOGGLE_COLLECT;
-    CALLGRIND_DUMP_STATS_AT(name);
+    QByteArray label = name;
+    if (characters > 0)
+        label += ' ' + QByteArray::number(characters);
+    CALLGRIND_DUMP_STATS_AT(label.constData());
 }
 
 void countLine(const char *name, const QString &message)
@@ -97,10 +103,11 @@ void countBody(const char *name, const Document &document)
     SignalCounter counter(&kiv);
     counter.expected = QString::fromLatin1(document.data);
     const QString body = QString::fromLatin1(document.body);
-    count(name, [&] {
+    const auto handle = [&] {
         QString own = body;
         kiv.handleKivMsgBody(own);
-    });
+    };
+    count(name, handle, int(body.length()));
     require(counter.count == warmUps + times, "signals are missing");
 }
 
@@ -112,10 +119,11 @@ void countSocket(const char *name, const Document &document)
     SignalCounter &counter = client.counter;
     counter.expected = QString::fromLatin1(document.data);
     const QByteArray frame = document.body + frameEnd;
-    count(name, [&] {
+    const auto feed = [&] {
         const int before = counter.count;
         require(feeder.feed(frame, [&] { return counter.count != before; }), "no signal");
-    });
+    };
+    count(name, feed, frame.size());
 }
 
 void countRequest()
@@ -131,10 +139,10 @@ void countRequest()
     });
 }
 
-void countLookUp(const char *name, int size)
+void countLookUp(const char *name, int size, const char *steps = "a/b")
 {
     const QString xml = QString::fromLatin1(lookUpText(size));
-    const QString path = QLatin1String("a/b");
+    const QString path = QLatin1String(steps);
     count(name, [&] {
         QString value;
         require(KivInterface::xpathGetTextNode(value, path, QString(), xml), "nothing is found");
@@ -201,8 +209,10 @@ int main(int argc, char **argv)
     const MessageLog messages;
     countLines();
     countRejected();
+    countBody("get-300-bytes", getReply(300));
     countBody("get-1-kB", getReply(1000));
     countBody("get-16-kB", getReply(16000));
+    countBody("notification-300-bytes", notification(300));
     countBody("notification-1-kB", notification(1000));
     countSocket("socket-1-kB", getReply(1000));
     countSocket("socket-16-kB", getReply(16000));
@@ -210,6 +220,7 @@ int main(int argc, char **argv)
     countLookUp("lookup-15-bytes", 15);
     countLookUp("lookup-1-kB", 1000);
     countLookUp("lookup-20-kB", 20000);
+    countLookUp("lookup-at-the-front", 200000, "a/sensor/name");
     countBoard();
     return 0;
 }

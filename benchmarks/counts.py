@@ -6,6 +6,7 @@ import argparse
 import glob
 import os
 import sys
+from typing import NamedTuple
 
 from report import Broken, replace_between
 
@@ -15,6 +16,16 @@ MARK_BEGIN = "<!-- made by ./bench --count --record: begin -->"
 MARK_END = "<!-- made by ./bench --count --record: end -->"
 
 
+class Count(NamedTuple):
+    """The instructions of one operation, and the characters that it has to do with, or 0."""
+    instructions: int
+    characters: int
+
+    def each(self):
+        """Instructions for one character, as a text."""
+        return f"{self.instructions / self.characters:.1f}" if self.characters else "-"
+
+
 def read_part(path):
     """The name and the count of one part of callgrind's output; None for one without a name."""
     trigger = "desc: Trigger: Client Request: "
@@ -22,10 +33,10 @@ def read_part(path):
     with open(path, encoding="utf-8") as file:
         for line in file:
             if line.startswith(trigger):
-                name = line[len(trigger):].strip()
+                name, _, characters = line[len(trigger):].strip().partition(" ")
             elif line.startswith("totals: "):
                 total = int(line.split()[1])
-    return (name, round(total / TIMES)) if name else None
+    return (name, Count(round(total / TIMES), int(characters or 0))) if name else None
 
 
 def read_parts(folder):
@@ -39,19 +50,22 @@ def read_recorded(path):
         return {}
     with open(path, encoding="utf-8") as file:
         rows = [line.split("\t") for line in file if not line.startswith("#")]
-    return {name: int(count) for name, count in rows}
+    return {row[0]: int(row[1]) for row in rows}
 
 
 def write_recorded(path, machine, counts):
     with open(path, "w", encoding="utf-8") as file:
-        file.write("# Instructions for one operation, from ./bench --count --record.\n")
+        file.write("# From ./bench --count --record: operation, instructions, and instructions for "
+                   "each character.\n")
         file.write(f"# {machine}\n")
-        file.writelines(f"{name}\t{count}\n" for name, count in counts.items())
+        file.writelines(f"{name}\t{count.instructions}\t{count.each()}\n"
+                        for name, count in counts.items())
 
 
 def table(counts, machine):
-    lines = [machine, "", "| operation | instructions |", "| --- | ---: |"]
-    lines += [f"| {name} | {count} |" for name, count in counts.items()]
+    lines = [machine, "", "| operation | instructions | a character |", "| --- | ---: | ---: |"]
+    lines += [f"| {name} | {count.instructions} | {count.each()} |"
+              for name, count in counts.items()]
     return "\n".join(lines)
 
 
@@ -60,11 +74,12 @@ def compare(counts, recorded):
     wrong = [f"{name} is not counted any more" for name in recorded if name not in counts]
     for name, count in counts.items():
         if name not in recorded:
-            print(f"{name:24} {count:9}  not recorded")
+            print(f"{name:24} {count.instructions:9} {count.each():>6}  not recorded")
             wrong.append(f"{name} is not recorded: ./bench --count --record")
             continue
-        change = count / recorded[name] - 1
-        print(f"{name:24} {count:9}  recorded {recorded[name]:9}  {change:+.1%}")
+        change = count.instructions / recorded[name] - 1
+        print(f"{name:24} {count.instructions:9} {count.each():>6}  recorded {recorded[name]:9}"
+              f"  {change:+.1%}")
         if change > TOLERATED:
             wrong.append(f"{name} takes {change:.1%} more instructions than recorded")
     return wrong

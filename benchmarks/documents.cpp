@@ -4,6 +4,7 @@
 
 #include "documenttexts.h"
 #include "kivinterface.h"
+#include "pugipeer.h"
 #include "registry.h"
 #include "signalcounter.h"
 
@@ -42,6 +43,18 @@ void bodyByReader(benchmark::State &state, const Document &document)
     while (state.KeepRunning())
         complete &= countTokens(document.body) == expected;
     require(state, complete, "the document was not read to its end");
+    report(state, document.body);
+}
+
+void bodyByPugixml(benchmark::State &state, const Document &document)
+{
+    const QString body = QString::fromLatin1(document.body);
+    const QString expected = QString::fromLatin1(document.data);
+    bool complete = dataByPugixml(body) == expected;
+    fetchMemory(document.body);
+    while (state.KeepRunning())
+        complete &= dataByPugixml(body).size() == expected.size();
+    require(state, complete, "the data is not what it should be");
     report(state, document.body);
 }
 
@@ -101,14 +114,25 @@ void lookUpByReader(benchmark::State &state, const LookUp &lookUp)
     report(state, lookUp, found);
 }
 
+template <typename Text>
+void lookUpByPugi(benchmark::State &state, const LookUp &lookUp, const Text &xml)
+{
+    int found = 0;
+    while (state.KeepRunning())
+        found += lookUpByPugixml(xml) == lookUp.value;
+    report(state, lookUp, found);
+}
+
 void addBodies(TimedList &list, const std::string &row, Document (*make)(int))
 {
     using std::placeholders::_1;
-    for (int size : {kB, 16 * kB, 128 * kB, 1000 * kB, 4000 * kB}) {
+    for (int size : {300, kB, 16 * kB, 128 * kB, 1000 * kB, 4000 * kB}) {
         const Document document = make(size);
         const std::string suffix = "/" + std::to_string(size);
         list.push_back({row + "/client" + suffix, std::bind(bodyByClient, _1, document)});
         list.push_back({row + "/reader" + suffix, std::bind(bodyByReader, _1, document)});
+        if (make == getReply)
+            list.push_back({row + "/pugixml" + suffix, std::bind(bodyByPugixml, _1, document)});
     }
 }
 
@@ -120,6 +144,19 @@ void addLookUp(TimedList &list, const std::string &row, const LookUp &lookUp)
     list.push_back({row + "/reader" + suffix, std::bind(lookUpByReader, _1, lookUp)});
 }
 
+/** The look-ups that pugixml is asked to make as well. */
+void addLookUpWithPeers(TimedList &list, const LookUp &lookUp)
+{
+    using std::placeholders::_1;
+    const std::string suffix = "/" + std::to_string(lookUp.xml.size());
+    const QString text = QString::fromLatin1(lookUp.xml);
+    addLookUp(list, "lookup", lookUp);
+    list.push_back(
+        {"lookup/pugixml" + suffix, std::bind(lookUpByPugi<QByteArray>, _1, lookUp, lookUp.xml)});
+    list.push_back(
+        {"lookup/pugitext" + suffix, std::bind(lookUpByPugi<QString>, _1, lookUp, text)});
+}
+
 } // namespace
 
 void addDocuments(TimedList &list)
@@ -127,8 +164,11 @@ void addDocuments(TimedList &list)
     addBodies(list, "get", getReply);
     addBodies(list, "notify", notification);
 
-    for (int size : {15, 1 * kB, 20 * kB, 200 * kB})
-        addLookUp(list, "lookup", {lookUpText(size), QLatin1String("a/b"), QLatin1String("7")});
+    const QString path = QLatin1String("a/b");
+    const QString value = QLatin1String("7");
+    for (int size : {1 * kB, 20 * kB, 200 * kB})
+        addLookUpWithPeers(list, {lookUpText(size), path, value});
+    addLookUp(list, "lookupshort", {lookUpText(15), path, value});
     addLookUp(list, "lookupfront",
               {lookUpText(200 * kB), QLatin1String("a/sensor/name"), QLatin1String("t1")});
 }

@@ -22,6 +22,40 @@ QString signalled(const char *name, const QString &arguments)
 namespace
 {
 
+/** Leaves a record like that of KivFixture. */
+class RecordingHandlers : public PlainHandlers
+{
+public:
+    RecordingHandlers()
+        : PlainHandlers(false)
+    {
+    }
+
+    QStringList record;
+
+private:
+    void signal(const char *name, const QStringList &arguments)
+    {
+        record << signalled(name, arguments.join(QLatin1String(", ")));
+    }
+    void log(const char *function, const QString &message) { record << traced(function, message); }
+    void debugOutput(const QString &line) { record << QLatin1String("debug: ") + line; }
+};
+
+/** What is said of a body with the debug output on, from what is said of it without. */
+QStringList underDebug(const QString &body, const QStringList &record)
+{
+    if (body.isEmpty())
+        return record;
+    QStringList result(traced("handleKivMsgBody", body));
+    for (const QString &entry : record) {
+        result << entry;
+        if (entry == reported())
+            result << traced("reportKivParsingErr", body);
+    }
+    return result;
+}
+
 bool handle(KivFixture &fixture, const QString &body, bool debug, const QStringList &expected,
             const QString &crc32)
 {
@@ -184,19 +218,19 @@ bool saysOf(KivFixture &fixture, const QString &body, const QStringList &expecte
 
 bool likePlain(KivFixture &fixture, const QString &body)
 {
-    PlainHandlers plain(false);
+    RecordingHandlers plain;
     plain.handleBody(body);
     return handle(fixture, body, false, plain.record, plain.crc32);
 }
 
 bool survivesCuts(KivFixture &fixture, const QString &body)
 {
-    PlainHandlers whole(false);
+    RecordingHandlers whole;
     whole.handleBody(body);
     const QStringList allSignals = signalsIn(whole.record);
     bool good = saysOf(fixture, body, whole.record, whole.crc32);
     for (int length = 1; good && length < int(body.length()); ++length) {
-        PlainHandlers plain(false);
+        RecordingHandlers plain;
         plain.handleBody(body.left(length));
         const QStringList some = signalsIn(plain.record);
         good = saysOf(fixture, body.left(length), plain.record, plain.crc32) &&

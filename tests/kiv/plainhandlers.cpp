@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "plainhandlers.h"
 
-#include "kivfixture.h"
-
 #include <QtCore/QXmlStreamReader>
 
 namespace
@@ -61,25 +59,45 @@ void serialize(QString &result, const QXmlStreamReader &xml)
     }
 }
 
-QString debugLine(const char *text, const QXmlStreamReader &xml)
+/** What Qt 4's debug stream makes of words and a quoted text. */
+QString debugLine(const char *words, const QString &quoted)
 {
-    return QLatin1String("debug: handleNotifyEventChange ") + QLatin1String(text) +
-           QLatin1String(" \"") + xml.name().toString() + QLatin1String("\" ");
+    return QLatin1String(words) + QLatin1String(" \"") + quoted + QLatin1String("\" ");
+}
+
+QString changeLine(const char *words, const QXmlStreamReader &xml)
+{
+    return QLatin1String("handleNotifyEventChange ") + debugLine(words, xml.name().toString());
 }
 
 } // namespace
 
-void PlainHandlers::signal(const char *name, const QStringList &arguments)
-{
-    record << QLatin1String("signal: ") + QLatin1String(name) + QLatin1Char('(') +
-                  arguments.join(QLatin1String(", ")) + QLatin1Char(')');
-}
-
 void PlainHandlers::report(const QString &body)
 {
-    record << traced("reportKivParsingErr", "Kiv meg frame error");
+    log("reportKivParsingErr", QLatin1String("Kiv meg frame error"));
     if (debug)
-        record << traced("reportKivParsingErr", body);
+        log("reportKivParsingErr", body);
+}
+
+void PlainHandlers::debugNode(const QXmlStreamReader &xml)
+{
+    if (xml.isStartElement())
+        log("debugXmlNode", QString::fromLatin1("xmlStartNode: <%1>").arg(xml.name().toString()));
+    else if (xml.isCharacters())
+        log("debugXmlNode", QString::fromLatin1("xmlTextNode: %1").arg(xml.text().toString()));
+    else if (xml.isEndElement())
+        log("debugXmlNode", QString::fromLatin1("xmlEndNode: %1").arg(xml.name().toString()));
+    else if (xml.isEndDocument())
+        log("debugXmlNode", QString::fromLatin1("xmlEndDoc: %1").arg(xml.name().toString()));
+}
+
+/** Where a body is cut off counts as its end. */
+void PlainHandlers::debugEnd(const QXmlStreamReader &xml)
+{
+    if (cutOff(xml))
+        log("debugXmlNode", QLatin1String("xmlEndDoc: "));
+    else if (xml.isEndDocument())
+        debugNode(xml);
 }
 
 void PlainHandlers::handleBody(const QString &body)
@@ -87,7 +105,7 @@ void PlainHandlers::handleBody(const QString &body)
     if (body.isEmpty())
         return;
     if (debug)
-        record << traced("handleKivMsgBody", body);
+        log("handleKivMsgBody", body);
     QXmlStreamReader xml;
     xml.addData(body);
     while (!xml.atEnd() && !xml.hasError()) {
@@ -105,19 +123,25 @@ void PlainHandlers::handleBody(const QString &body)
                 if (!reply(xml))
                     report(body);
             } else if (named(xml, "request")) {
-                record << traced(
-                    "handleRequest",
-                    "KivInterface::handleRequest() - No support for request handling!!!!!");
+                if (request())
+                    report(body);
             }
             break;
         case QXmlStreamReader::Invalid:
             report(body);
             break;
         default:
-            record << QLatin1String("debug: handleKivMsgBody  NOt existing xml.tokenString \"") +
-                          xml.tokenString() + QLatin1String("\" ");
+            debugOutput(
+                debugLine("handleKivMsgBody  NOt existing xml.tokenString", xml.tokenString()));
         }
     }
+}
+
+bool PlainHandlers::request()
+{
+    log("handleRequest",
+        QLatin1String("KivInterface::handleRequest() - No support for request handling!!!!!"));
+    return false;
 }
 
 bool PlainHandlers::reply(QXmlStreamReader &xml)
@@ -224,8 +248,7 @@ bool PlainHandlers::getData(QXmlStreamReader &xml, const QString &ref)
     QString result;
     while (!stopped(xml)) {
         xml.readNext();
-        if (xml.isEndDocument() || cutOff(xml))
-            record << traced("debugXmlNode", "xmlEndDoc: ");
+        debugEnd(xml);
         if (over(xml))
             return false;
         if (xml.isEndElement() && named(xml, "data")) {
@@ -259,8 +282,7 @@ bool PlainHandlers::event(QXmlStreamReader &xml, const QString &ref)
 {
     while (!stopped(xml)) {
         xml.readNext();
-        if (xml.isEndDocument() || cutOff(xml))
-            record << traced("debugXmlNode", "xmlEndDoc: ");
+        debugEnd(xml);
         if (over(xml))
             return false;
         if (xml.isStartElement() && named(xml, "change")) {
@@ -281,9 +303,9 @@ bool PlainHandlers::change(QXmlStreamReader &xml, const QString &ref)
     for (;;) {
         if (stopped(xml)) {
             if (xml.atEnd())
-                record << debugLine("xml.atEnd xml.name", xml);
+                debugOutput(changeLine("xml.atEnd xml.name", xml));
             if (xml.hasError())
-                record << debugLine("xml.hasError xml.name", xml);
+                debugOutput(changeLine("xml.hasError xml.name", xml));
             return false;
         }
         xml.readNext();
@@ -308,7 +330,7 @@ bool PlainHandlers::change(QXmlStreamReader &xml, const QString &ref)
             signal("notify", QStringList() << ref << op << rpath << spath << data);
             return true;
         } else if (xml.isEndElement() && (named(xml, "event") || named(xml, "notify"))) {
-            record << debugLine("Incomplete notify kiv message : xml.name", xml);
+            debugOutput(changeLine("Incomplete notify kiv message : xml.name", xml));
             return false;
         }
     }
@@ -325,18 +347,4 @@ bool PlainHandlers::changeData(QXmlStreamReader &xml, QString &data)
         serialize(data, xml);
     }
     return false;
-}
-
-QStringList underDebug(const QString &body, const QStringList &record)
-{
-    if (body.isEmpty())
-        return record;
-    const QString report = traced("reportKivParsingErr", "Kiv meg frame error");
-    QStringList result(traced("handleKivMsgBody", body));
-    for (const QString &entry : record) {
-        result << entry;
-        if (entry == report)
-            result << traced("reportKivParsingErr", body);
-    }
-    return result;
 }

@@ -3,31 +3,7 @@
 #define TESTS_XMLTOKENS_H
 
 #include "plainreceiver.h"
-
-#include <QtCore/QStringList>
-#include <QtCore/QXmlStreamReader>
-
-/** All that can be seen of the token that the reader stands at. */
-inline QString tokenOf(const QXmlStreamReader &xml)
-{
-    QStringList fields;
-    fields << xml.tokenString() << xml.name().toString() << xml.namespaceUri().toString()
-           << xml.qualifiedName().toString() << xml.text().toString()
-           << xml.processingInstructionTarget().toString()
-           << xml.processingInstructionData().toString() << xml.dtdName().toString()
-           << QString::number(xml.error()) << QString::number(xml.lineNumber())
-           << QString::number(xml.columnNumber()) << QString::number(xml.characterOffset())
-           << QString::number(xml.atEnd() + 2 * xml.hasError() + 4 * xml.isWhitespace());
-    if (xml.hasError())
-        fields << xml.errorString();
-    if (xml.isStartDocument())
-        fields << xml.documentEncoding().toString();
-    const QXmlStreamAttributes attributes = xml.attributes();
-    for (int i = 0; i < int(attributes.size()); ++i)
-        fields << attributes.at(i).qualifiedName().toString()
-               << attributes.at(i).value().toString();
-    return fields.join(QLatin1String("|"));
-}
+#include "tokenof.h"
 
 /** Reads on to the end, and a little further: what is not there stays away. */
 inline QStringList tokensOf(QXmlStreamReader &xml)

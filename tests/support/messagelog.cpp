@@ -28,12 +28,22 @@ void record(QtMsgType type, const QString &text)
 }
 
 #if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
+QString decoded(const QString &line)
+{
+    return QString::fromLocal8Bit(line.toLocal8Bit().constData());
+}
+
 QtMsgHandler previous;
 void handler(QtMsgType type, const char *text)
 {
     record(type, QString::fromLocal8Bit(text));
 }
 #else
+QString decoded(const QString &line)
+{
+    return line;
+}
+
 QtMessageHandler previous;
 void handler(QtMsgType type, const QMessageLogContext &, const QString &text)
 {
@@ -70,6 +80,12 @@ QStringList MessageLog::debugLines() const
             result.append(line.mid(prefix.length()));
     }
     return result;
+}
+
+QString MessageLog::asHandled(const QString &line)
+{
+    const auto nul = line.indexOf(QChar(0));
+    return QLatin1String(debugPrefix) + decoded(nul < 0 ? line : line.left(nul));
 }
 
 void MessageLog::clear()

@@ -21,6 +21,9 @@ public:
     QStringList debugLines() const;
     void clear();
 
+    /** What is recorded of a debug line: as with Qt 4's C strings, it ends at a NUL. */
+    static QString asHandled(const QString &line);
+
 private:
     Q_DISABLE_COPY(MessageLog)
 };

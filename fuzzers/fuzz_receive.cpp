@@ -4,21 +4,14 @@
 // large reads the rest arrives.
 
 #include "frames.h"
+#include "fuzzing.h"
 #include "kivinterface.h"
 #include "trace.h"
-
-#include <QtCore/QCoreApplication>
-
-#include <stdint.h>
 
 static void ignoreMessage(QtMsgType, const QMessageLogContext &, const QString &) {}
 
 static KivInterface &client()
 {
-    static int argc = 1;
-    static char name[] = "fuzz_receive";
-    static char *argv[] = {name, nullptr};
-    static QCoreApplication application(argc, argv);
     static Trace trace(nullptr);
     static KivInterface kiv(nullptr);
     qInstallMessageHandler(ignoreMessage);
@@ -26,13 +19,13 @@ static KivInterface &client()
     return kiv;
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+void fuzz(const QByteArray &input)
 {
     KivInterface &kiv = client();
-    if (size == 0)
-        return 0;
-    const int readSize = 1 + data[0];
-    QByteArray bytes(reinterpret_cast<const char *>(data + 1), int(size - 1));
+    if (input.isEmpty())
+        return;
+    const int readSize = 1 + uchar(input.at(0));
+    QByteArray bytes = input.mid(1);
     QString buffer;
     while (!bytes.isEmpty()) {
         qvcommon::Reception reception = qvcommon::receive(buffer, bytes.left(readSize));
@@ -40,5 +33,4 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         for (QString &frame : reception.frames)
             kiv.handleFrame(frame);
     }
-    return 0;
 }

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// A body, the whole input, is handled by the client and by the plain formulation. So is it by one
+// of the handlers that work on the caller's reader, which the body itself chooses.
+
+#include "differential.h"
+#include "fuzzing.h"
+#include "random.h"
+
+#include <QtCore/QHash>
+
+void fuzz(const QByteArray &bytes)
+{
+    static Differential differential;
+    const QString body = textOf(bytes);
+    requireNone(differential.body(body, false));
+    requireNone(differential.body(body, true));
+    Random random(qHash(bytes, 0));
+    requireNone(differential.handler(body, Delivery(random.below(deliveryCount)),
+                                     random.below(1000), random.below(12)));
+}
