@@ -2,6 +2,8 @@
 #ifndef KIVSIM_LISTENINGSOCKETS_H
 #define KIVSIM_LISTENINGSOCKETS_H
 
+#include <QtCore/QtGlobal>
+
 #include <string>
 #include <sys/types.h>
 
@@ -30,25 +32,24 @@ public:
     void close();
 
     /** @return the descriptor, or -1 */
-    int unixSocket() const { return m_unixSocket; }
-    int tcpSocket() const { return m_tcpSocket; }
+    int unixSocket() const { return unixDescriptor; }
+    int tcpSocket() const { return tcpDescriptor; }
     /** @return the TCP port, or 0 if there has not been one yet */
     int port() const;
 
 private:
-    ListeningSockets(const ListeningSockets &);
-    ListeningSockets &operator=(const ListeningSockets &);
+    Q_DISABLE_COPY(ListeningSockets)
 
     bool openTcp(int port, std::string &error);
     bool listenOnTcp(int port);
     bool openUnix(const std::string &path, bool replace, std::string &error);
 
-    int m_unixSocket;
-    int m_tcpSocket;
-    int m_portHolder;   ///< bound to the port, without listening
-    std::string m_path; ///< of the socket file while there is one
-    dev_t m_device;     ///< and what tells it from another one under the same name
-    ino_t m_inode;
+    int unixDescriptor;
+    int tcpDescriptor;
+    int portHolder;      ///< bound to the port, without listening
+    std::string ownPath; ///< of the socket file while there is one
+    dev_t device;        ///< and what tells it from another one under the same name
+    ino_t inode;
 };
 
 } // namespace kivsim

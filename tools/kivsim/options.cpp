@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "options.h"
+#include "kivsim/options.h"
 
-#include "number.h"
+#include "kivsim/number.h"
 
 #include <getopt.h>
 #include <sys/un.h>
@@ -48,7 +48,7 @@ const int mostClients = 100000;
 
 bool setSocketPath(const std::string &text, Options &options, std::string &error)
 {
-    const std::size_t longest = sizeof(sockaddr_un::sun_path) - 1;
+    const size_t longest = sizeof(sockaddr_un::sun_path) - 1;
     if (text.empty() || text.size() > longest) {
         error = "--socket needs a path of 1 to " + std::to_string(longest) + " bytes";
         return false;

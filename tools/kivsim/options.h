@@ -2,7 +2,7 @@
 #ifndef KIVSIM_OPTIONS_H
 #define KIVSIM_OPTIONS_H
 
-#include "misbehaviour.h"
+#include "kivsim/misbehaviour.h"
 
 #include <string>
 

@@ -2,10 +2,11 @@
 #ifndef KIVSIM_TREE_H
 #define KIVSIM_TREE_H
 
-#include "path.h"
+#include "kivsim/path.h"
+
+#include <pugixml.hpp>
 
 #include <map>
-#include <pugixml.hpp>
 #include <string>
 #include <vector>
 
@@ -43,8 +44,8 @@ public:
 private:
     void readListKeys();
 
-    pugi::xml_document m_document;
-    std::map<std::string, std::vector<std::string>> m_listKeys;
+    pugi::xml_document document;
+    std::map<std::string, std::vector<std::string>> keysOfLists;
 };
 
 /** @return the children that a step designates, in document order */

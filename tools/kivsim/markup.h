@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#ifndef KIVSIM_XMLTEXT_H
-#define KIVSIM_XMLTEXT_H
+#ifndef KIVSIM_MARKUP_H
+#define KIVSIM_MARKUP_H
+
+#include <pugixml.hpp>
 
 #include <cstddef>
-#include <pugixml.hpp>
 #include <string>
 
 namespace kivsim
@@ -37,7 +38,7 @@ bool isPlainName(const std::string &name);
  * @param processingInstructions whether to keep these
  * @throws RequestError of type protocol
  */
-void parseXml(pugi::xml_document &document, const char *text, std::size_t length,
+void parseXml(pugi::xml_document &document, const char *text, size_t length,
               bool processingInstructions);
 
 } // namespace kivsim
