@@ -50,29 +50,30 @@ class Inserter
 public:
     explicit Inserter(pugi::xml_node parent)
         : parent(parent)
+        , indexed(false)
     {
     }
     pugi::xml_node insert(const pugi::xml_node &element)
     {
-        const auto place = lasts.insert(std::make_pair(element.name(), pugi::xml_node()));
-        pugi::xml_node &last = place.first->second;
-        if (place.second)
-            last = lastOf(element.name());
+        if (!indexed)
+            index();
+        pugi::xml_node &last = lasts[element.name()];
         last = last ? parent.insert_copy_after(element, last) : parent.append_copy(element);
         return last;
     }
 
 private:
-    pugi::xml_node lastOf(const std::string &name) const
+    // A search for each name would take as many steps as there are children, each time.
+    void index()
     {
-        pugi::xml_node node = parent.last_child();
-        while (node && name != node.name())
-            node = node.previous_sibling();
-        return node;
+        for (const pugi::xml_node &child : parent.children())
+            lasts[child.name()] = child;
+        indexed = true;
     }
 
     pugi::xml_node parent;
-    std::unordered_map<std::string, pugi::xml_node> lasts;
+    bool indexed;
+    std::unordered_map<std::string, pugi::xml_node> lasts; ///< by their names
 };
 
 /** Gives an element a text in place of all it holds. */

@@ -14,6 +14,8 @@ namespace
 
 /** With this limit and that of a message the tree cannot grow deep enough to exhaust the stack. */
 const size_t maxSteps = 64;
+/** Each key is looked for among the children of each entry, so that many keep everybody waiting. */
+const size_t maxKeys = 16;
 
 /** Reads a path text from left to right. */
 class PathReader
@@ -46,8 +48,11 @@ private:
     {
         Step step;
         step.name = readName("/[");
-        while (!atEnd() && peek() == '[')
+        while (!atEnd() && peek() == '[') {
             step.keys.push_back(readKey());
+            if (step.keys.size() > maxKeys)
+                fail("more than " + std::to_string(maxKeys) + " keys");
+        }
         if (!atEnd() && peek() != '/')
             fail("no slash behind a key");
         return step;
