@@ -125,6 +125,10 @@ private Q_SLOTS:
 
     void leavesALiveDaemonAlone();
     void replacesADeadSocket();
+    void startsOnceOverADeadSocket();
+    void keepsItsPlaceWhileAway();
+    void removesItsLock();
+    void leavesAFileInThePlaceOfItsLockAlone();
     void leavesOtherFilesAlone_data();
     void leavesOtherFilesAlone();
     void cannotListenWithoutAFolder();
@@ -379,6 +383,84 @@ void tst_KivSimProcess::replacesADeadSocket()
     QVERIFY(!exists(kivsim.socketPath()));
 }
 
+// Without the lock, two of them or more thought in one round of ten that they had the place.
+void tst_KivSimProcess::startsOnceOverADeadSocket()
+{
+    const int rounds = 20;
+    const int atOnce = 12;
+    SimulatorProcess dead;
+    const QStringList arguments = QStringList()
+                                  << QLatin1String("--socket") << dead.socketPath()
+                                  << QLatin1String("--data") << dead.filePath("document.xml");
+    QVERIFY(dead.start());
+    dead.kill();
+    for (int round = 0; round < rounds; ++round) {
+        std::vector<std::unique_ptr<SimulatorProcess>> all;
+        for (int i = 0; i < atOnce; ++i)
+            all.emplace_back(new SimulatorProcess);
+        for (const std::unique_ptr<SimulatorProcess> &one : all)
+            one->run(arguments);
+        int ready = 0;
+        for (const std::unique_ptr<SimulatorProcess> &one : all) {
+            if (one->waitForReady(1))
+                ++ready;
+            else
+                QCOMPARE(one->end(), QByteArray("exit 1"));
+        }
+        QCOMPARE(ready, 1);
+        BareClient client(local, dead);
+        QCOMPARE(readable(client.exchange(question)), readable(answer));
+        // They die with their sockets' files left behind.
+    }
+}
+
+void tst_KivSimProcess::keepsItsPlaceWhileAway()
+{
+    SimulatorProcess first;
+    QVERIFY(first.start());
+    BareClient client(local, first);
+    client.send(misbehaveRequest("m", "restart:600000"));
+    QCOMPARE(readable(client.untilClosed()), readable(sessionInfoAnswer("m")));
+    QVERIFY(waitFor([&]() { return !exists(first.socketPath()); }));
+    SimulatorProcess second;
+    second.run(QStringList() << QLatin1String("--socket") << first.socketPath());
+    QCOMPARE(second.end(), QByteArray("exit 1"));
+    const QByteArray path = QFile::encodeName(first.socketPath());
+    QCOMPARE(readable(second.errors()), readable("kivsim: another kivsim holds " + path +
+                                                 ".lock; " + path + " is left as it is\n"));
+    QVERIFY(!exists(first.socketPath()));
+    QCOMPARE(first.stop(), QByteArray("exit 0"));
+}
+
+void tst_KivSimProcess::removesItsLock()
+{
+    SimulatorProcess kivsim;
+    const QString lock = kivsim.filePath("kivd.lock");
+    QVERIFY(kivsim.start());
+    QVERIFY(exists(lock));
+    QCOMPARE(kivsim.stop(), QByteArray("exit 0"));
+    QVERIFY(!exists(lock));
+    // One that has died leaves it, and it is in nobody's way.
+    QVERIFY(kivsim.start());
+    kivsim.kill();
+    QVERIFY(exists(lock));
+    QVERIFY(kivsim.start());
+    QCOMPARE(kivsim.stop(), QByteArray("exit 0"));
+    QVERIFY(!exists(lock));
+}
+
+void tst_KivSimProcess::leavesAFileInThePlaceOfItsLockAlone()
+{
+    SimulatorProcess kivsim;
+    const QString lock = kivsim.filePath("kivd.lock");
+    writeFile(lock, "precious");
+    QVERIFY(!kivsim.start());
+    QCOMPARE(kivsim.end(), QByteArray("exit 1"));
+    QCOMPARE(readable(kivsim.errors()),
+             readable("kivsim: cannot lock " + QFile::encodeName(lock) + ": File exists\n"));
+    QCOMPARE(readable(readFile(lock)), readable("precious"));
+}
+
 void tst_KivSimProcess::leavesOtherFilesAlone_data()
 {
     QTest::addColumn<int>("kind");
@@ -408,6 +490,7 @@ void tst_KivSimProcess::leavesOtherFilesAlone()
     struct stat status;
     QCOMPARE(::lstat(path.constData(), &status), 0);
     QCOMPARE(int(status.st_mode & S_IFMT), kind);
+    QVERIFY(!exists(kivsim.filePath("kivd.lock")));
     if (kind == S_IFREG)
         QCOMPARE(readable(readFile(kivsim.socketPath())), readable("precious"));
 }
@@ -418,9 +501,8 @@ void tst_KivSimProcess::cannotListenWithoutAFolder()
     const QString path = kivsim.filePath("absent/kivd");
     QVERIFY(!kivsim.start(QStringList() << QLatin1String("--socket") << path));
     QCOMPARE(kivsim.end(), QByteArray("exit 1"));
-    QCOMPARE(readable(kivsim.errors()),
-             readable("kivsim: cannot listen on " + QFile::encodeName(path) +
-                      ": No such file or directory\n"));
+    QCOMPARE(readable(kivsim.errors()), readable("kivsim: cannot lock " + QFile::encodeName(path) +
+                                                 ".lock: No such file or directory\n"));
 }
 
 void tst_KivSimProcess::cannotListenOnAPortInUse()

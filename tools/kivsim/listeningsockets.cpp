@@ -118,12 +118,26 @@ ListeningSockets::~ListeningSockets()
 
 bool ListeningSockets::open(const std::string &path, int port, std::string &error)
 {
-    const FileState state = path.empty() ? NoFile : inspect(path, error);
-    const bool opened = state != Unusable && openTcp(port, error) &&
-                        (path.empty() || openUnix(path, state == DeadSocket, error));
+    const bool opened =
+        path.empty() ? openTcp(port, error)
+                     : lockPath(path, error) && openTcp(port, error) && openUnix(path, error);
     if (!opened)
         close();
     return opened;
+}
+
+bool ListeningSockets::lockPath(const std::string &path, std::string &error)
+{
+    // Nothing is put beside a file that is not ours.
+    if (inspect(path, error) == Unusable)
+        return false;
+    const std::string lockName = path + ".lock";
+    const int failure = lock.take(lockName);
+    if (failure == EWOULDBLOCK)
+        error = "another kivsim holds " + lockName + "; " + path + " is left as it is";
+    else if (failure != 0)
+        error = "cannot lock " + lockName + ": " + std::strerror(failure);
+    return failure == 0;
 }
 
 bool ListeningSockets::openTcp(int port, std::string &error)
@@ -154,8 +168,13 @@ int ListeningSockets::port() const
     return known ? ntohs(address.sin_port) : 0;
 }
 
-bool ListeningSockets::openUnix(const std::string &path, bool replace, std::string &error)
+bool ListeningSockets::openUnix(const std::string &path, std::string &error)
 {
+    // Another kivsim may have come and gone before the lock was taken.
+    const FileState state = inspect(path, error);
+    if (state == Unusable)
+        return false;
+    const bool replace = state == DeadSocket;
     const sockaddr_un address = unixAddress(path);
     unixDescriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     struct stat status;

@@ -2,6 +2,8 @@
 #ifndef KIVSIM_LISTENINGSOCKETS_H
 #define KIVSIM_LISTENINGSOCKETS_H
 
+#include "kivsim/filelock.h"
+
 #include <QtCore/QtGlobal>
 
 #include <string>
@@ -18,8 +20,8 @@ public:
     ~ListeningSockets();
 
     /**
-     * Opens the sockets. A dead socket file is replaced; a live one, and any other file, is left
-     * alone.
+     * Opens the sockets. A dead socket file is replaced; a live one, any other file, and one that
+     * another kivsim has locked, is left alone. The lock is kept until the object is destroyed.
      * @param path of the socket file, or empty
      * @param port TCP port, or 0 for any that is free; after the first time it is the same again
      * @return whether all are open; if not, none is, and error says why in one line
@@ -42,8 +44,10 @@ private:
 
     bool openTcp(int port, std::string &error);
     bool listenOnTcp(int port);
-    bool openUnix(const std::string &path, bool replace, std::string &error);
+    bool lockPath(const std::string &path, std::string &error);
+    bool openUnix(const std::string &path, std::string &error);
 
+    FileLock lock; ///< beside the socket file: of several that start at once one gets it
     int unixDescriptor;
     int tcpDescriptor;
     int portHolder;      ///< bound to the port, without listening
