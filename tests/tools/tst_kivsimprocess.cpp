@@ -145,6 +145,8 @@ private Q_SLOTS:
     void logsWhatItDoes();
     void refusesLongFrames();
     void forgetsTheRestOfLongFrames();
+    void limitsTheTree();
+    void cannotServeMoreThanTheLimit();
     void servesManyClients();
     void limitsClients();
     void survivesClientsThatVanish();
@@ -245,7 +247,7 @@ void tst_KivSimProcess::explainsItself()
     const bool isHelp = begin.startsWith("Usage");
     for (const char *name :
          {"--socket", "--no-socket", "--port", "--data", "--misbehave", "--max-frame",
-          "--max-output", "--max-clients", "--verbose", "--help", "--version"})
+          "--max-output", "--max-tree", "--max-clients", "--verbose", "--help", "--version"})
         QCOMPARE(bool(output.contains(name)), isHelp);
 }
 
@@ -271,6 +273,7 @@ void tst_KivSimProcess::refusesWrongOptions_data()
     add("-p 99999999999", port + "'99999999999'");
     add("--max-frame 0", "--max-frame needs a number from 1 to 999999999, not '0'");
     add("--max-output x", "--max-output needs a number from 1 to 999999999, not 'x'");
+    add("--max-tree 0", "--max-tree needs a number from 1 to 999999999, not '0'");
     add("--max-clients 0", "--max-clients needs a number from 1 to 100000, not '0'");
     add("--misbehave nonsense", "bad misbehave: nonsense");
     add("--misbehave restart", "restart can only be asked for at run time");
@@ -681,6 +684,59 @@ void tst_KivSimProcess::forgetsTheRestOfLongFrames()
         client.send("\n");
         QCOMPARE(readable(client.exchange(question)), readable(answer));
     }
+}
+
+void tst_KivSimProcess::limitsTheTree()
+{
+    SimulatorProcess kivsim;
+    kivsim.setDocument("<device><list/></device>");
+    QVERIFY(kivsim.start(list("--max-tree 2000")));
+    const QByteArray refusal =
+        errorAnswer("e", "application", "the tree would be larger than 2000 bytes");
+    BareClient client(local, kivsim);
+    QByteArray items;
+    QByteArray done = editAnswer("e");
+    for (int i = 0; i < 100 && done == editAnswer("e"); ++i) {
+        const QByteArray item = "<i" + QByteArray::number(i) + ">" + QByteArray(80, 'x') + "</i" +
+                                QByteArray::number(i) + ">";
+        done = client.exchange(editRequest("e", "patch", "/list", "<list>" + item + "</list>"));
+        if (done == editAnswer("e"))
+            items += item;
+    }
+    QCOMPARE(readable(done), readable(refusal));
+    QVERIFY(items.size() > 1500 && items.size() < 2000);
+    // Nothing has come of what was refused, in whichever way it was asked for.
+    const QByteArray large(2000, 'x');
+    QCOMPARE(
+        readable(client.exchange(editRequest("e", "replace", "/list/i0", "<i0>" + large + "</i0>") +
+                                 validateOffRequest("v", "1") +
+                                 editRequest("e", "patch", "/new[k='" + large + "']/b", "<b/>") +
+                                 getRequest("r", "/"))),
+        readable(refusal + sessionInfoAnswer("v") + refusal +
+                 getAnswer("r", "/", "<list>" + items + "</list>")));
+    // What is deleted gives its room back, each time.
+    for (int i = 0; i < 10; ++i) {
+        QCOMPARE(readable(client.exchange(
+                     editRequest("e", "delete", "/list", "") +
+                     editRequest("e", "patch", "/list", "<list>" + items + "</list>"))),
+                 readable(editAnswer("e") + editAnswer("e")));
+    }
+    QCOMPARE(kivsim.stop(), QByteArray("exit 0"));
+}
+
+void tst_KivSimProcess::cannotServeMoreThanTheLimit()
+{
+    SimulatorProcess kivsim;
+    const QByteArray document = "<device><a>" + QByteArray(1000, 'x') + "</a></device>";
+    kivsim.setDocument(document);
+    const QByteArray size = QByteArray::number(int(document.size()));
+    const QByteArray less = QByteArray::number(int(document.size()) - 1);
+    QVERIFY(kivsim.start(list("--max-tree " + size)));
+    QVERIFY(!kivsim.start(list("--max-tree " + less)));
+    QCOMPARE(kivsim.end(), QByteArray("exit 1"));
+    QCOMPARE(readable(kivsim.errors()),
+             readable("kivsim: cannot use " + QFile::encodeName(kivsim.filePath("document.xml")) +
+                      ": larger than " + less + " bytes\n"));
 }
 
 void tst_KivSimProcess::servesManyClients()

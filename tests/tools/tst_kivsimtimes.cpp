@@ -203,7 +203,7 @@ void tst_KivSimTimes::readsTheTimeOfARestart()
 {
     QFETCH(QByteArray, order);
     QFETCH(int, time);
-    kivsim::Tree tree;
+    kivsim::Tree tree(1000);
     kivsim::Subscriptions subscriptions(tree);
     QList<int> restarts;
     kivsim::RequestHandler requests(tree, subscriptions, [&](int delay) { restarts << delay; });

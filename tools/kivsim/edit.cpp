@@ -16,6 +16,9 @@ namespace
 
 const char *const opNames[] = {"patch", "replace", "delete"};
 
+/** A byte of a path becomes at most this many bytes of markup, as "/a" becomes "<a></a>". */
+const size_t mostMarkup = 6;
+
 /**
  * Tells which elements of two parents correspond: list entries by their keys, others by their
  * name and by how many namesakes stand before them. Looking up by text keeps large lists linear.
@@ -330,9 +333,10 @@ EditResult applyEdit(Tree &tree, const Edit &edit)
     readIncoming(incoming, edit);
     check(tree, edit, designated, incoming);
 
+    const std::string content = contentOf(incoming);
+    tree.makeRoom(content.size() + mostMarkup * edit.path.text().size());
     if (!parent)
         parent = createPath(tree, edit.path.parent());
-    const std::string content = contentOf(incoming);
     const bool changed = edit.op == Edit::Patch ? patch(tree, parent, designated, incoming, last)
                                                 : replace(parent, designated, incoming, content);
     return EditResult{changed, content};

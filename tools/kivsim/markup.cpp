@@ -147,6 +147,19 @@ public:
     std::string text;
 };
 
+/** Counts what is written. */
+class SizeWriter : public pugi::xml_writer
+{
+public:
+    void write(const void *, size_t size) override { bytes += size; }
+    size_t bytes = 0;
+};
+
+void print(const pugi::xml_node &node, pugi::xml_writer &writer)
+{
+    node.print(writer, "", pugi::format_raw | pugi::format_no_declaration, pugi::encoding_utf8);
+}
+
 } // namespace
 
 std::string escaped(const std::string &text)
@@ -200,8 +213,15 @@ pugi::xml_node nextElement(const pugi::xml_node &element)
 std::string markup(const pugi::xml_node &node)
 {
     StringWriter writer;
-    node.print(writer, "", pugi::format_raw | pugi::format_no_declaration, pugi::encoding_utf8);
+    print(node, writer);
     return writer.text;
+}
+
+size_t markupSize(const pugi::xml_node &node)
+{
+    SizeWriter writer;
+    print(node, writer);
+    return writer.bytes;
 }
 
 bool isPlainName(const std::string &name)

@@ -27,6 +27,9 @@ pugi::xml_node nextElement(const pugi::xml_node &element);
 /** @return the markup of one node with all that is in it, on one line */
 std::string markup(const pugi::xml_node &node);
 
+/** @return the length of that markup */
+size_t markupSize(const pugi::xml_node &node);
+
 /** @return whether the name is one that every reader of the protocol copes with */
 bool isPlainName(const std::string &name);
 

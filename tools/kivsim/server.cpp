@@ -35,6 +35,7 @@ void connectNotifier(QScopedPointer<QSocketNotifier> &notifier, int socket, QObj
 
 Server::Server(const Options &options)
     : options(options)
+    , tree(size_t(options.maxTree))
     , subscriptions(tree)
     , requestHandler(tree, subscriptions, [this](int delay) { restart(delay); })
     , nextNumber(1)

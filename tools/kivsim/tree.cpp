@@ -60,6 +60,12 @@ std::vector<pugi::xml_node> childrenMatching(const pugi::xml_node &parent, const
     return result;
 }
 
+Tree::Tree(size_t limit)
+    : limit(limit)
+    , mostBytes(0)
+{
+}
+
 bool Tree::load(const std::string &fileName, std::string &error)
 {
     std::string text;
@@ -72,9 +78,25 @@ bool Tree::load(const std::string &fileName, std::string &error)
         error = "cannot use " + fileName + ": " + failure.what();
         return false;
     }
+    const size_t size = markupSize(loaded);
+    if (size > limit) {
+        error = "cannot use " + fileName + ": larger than " + std::to_string(limit) + " bytes";
+        return false;
+    }
     document.reset(loaded);
+    mostBytes = size;
     readListKeys();
     return true;
+}
+
+void Tree::makeRoom(size_t bytes)
+{
+    // Deletions are not followed. To measure the tree takes long, so it is done when it decides.
+    if (bytes > limit || mostBytes > limit - bytes)
+        mostBytes = markupSize(document);
+    if (bytes > limit || mostBytes > limit - bytes)
+        throw applicationError("the tree would be larger than " + std::to_string(limit) + " bytes");
+    mostBytes += bytes;
 }
 
 void Tree::readListKeys()

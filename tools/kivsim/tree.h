@@ -6,6 +6,7 @@
 
 #include <pugixml.hpp>
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
@@ -17,11 +18,21 @@ namespace kivsim
 class Tree
 {
 public:
+    /** @param limit the largest tree, in bytes of its markup */
+    explicit Tree(size_t limit);
+
     /**
-     * Reads the data file anew.
+     * Reads the data file anew. One beyond the limit is refused.
      * @return whether it could be read; if not, error says why in one line and the tree stays
      */
     bool load(const std::string &fileName, std::string &error);
+
+    /**
+     * To be called before so many bytes of markup come into the tree. What an edit replaces counts
+     * until it is gone.
+     * @throws RequestError if the tree might become larger than the limit
+     */
+    void makeRoom(size_t bytes);
 
     /** @return the root element */
     pugi::xml_node root() const;
@@ -44,6 +55,8 @@ public:
 private:
     void readListKeys();
 
+    const size_t limit;
+    size_t mostBytes; ///< the tree is not larger than this; when it may be less is seen on demand
     pugi::xml_document document;
     std::map<std::string, std::vector<std::string>> keysOfLists;
 };
