@@ -659,7 +659,7 @@ void tst_KivSim::validatesPerConnection()
 // So many that whoever looks through all of them for each of them does not come to an end.
 void tst_KivSim::takesManyUnlikeChildrenAtOnce()
 {
-    const int count = 300000;
+    const int count = 100000;
     const QByteArray path = "/config/many";
     QByteArray children;
     for (int i = 0; i < count; ++i)
