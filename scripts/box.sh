@@ -1,4 +1,5 @@
 # SPDX-License-Identifier: LGPL-2.1-or-later
+# shellcheck shell=bash
 # For sourcing: runs programs of the board under the emulator, out of reach of all others.
 
 # The emulator refuses a kind of process creation in a way that Qt 5.15's QProcess takes for

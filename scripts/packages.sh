@@ -1,11 +1,13 @@
 # SPDX-License-Identifier: LGPL-2.1-or-later
+# shellcheck shell=bash disable=SC2034 # the lists are for those who source this
 # For sourcing: makes sure that Debian packages are installed.
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then
         "$@"
     elif command -v sudo >/dev/null; then
-        sudo "$@"
+        # Without a terminal nobody can type a password.
+        if [ -t 0 ]; then sudo "$@"; else sudo -n "$@"; fi
     else
         echo "Not root, and sudo is not installed. Run as root: $*" >&2
         return 1
