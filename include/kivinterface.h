@@ -7,12 +7,17 @@
 #include <QtCore/QObject>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
+#include <QtCore/QXmlStreamReader>
 #include <QtNetwork/QAbstractSocket>
 #include <QtNetwork/QLocalSocket>
 
 class QTcpSocket;
 class QTimerEvent;
-class QXmlStreamReader;
+
+namespace qvcommon
+{
+class SignalEmitter;
+}
 
 /**
  * @brief The client of the configuration daemon: requests go out, answers come back as signals.
@@ -395,6 +400,8 @@ public Q_SLOTS:
 
 private:
     Q_DISABLE_COPY(KivInterface)
+
+    friend class qvcommon::SignalEmitter; // signals are protected on Qt 4
 
     QString rcvLocalFrameBuffer;
     QString rcvDomainFrameBuffer;

@@ -24,8 +24,11 @@ namespace qvcommon
 /** The type of lengths and indexes: int up to Qt 5, 64 bits wide on 64-bit machines with Qt 6. */
 using Size = decltype(QString().size());
 
-/** A piece of text inside an XML reader, without a copy of its own. */
-using XmlText = decltype(QXmlStreamReader().name());
+/** Whether XML readers refuse entities that grow too long when they are replaced. */
+inline bool limitsEntities()
+{
+    return QT_VERSION >= QT_VERSION_CHECK(5, 15, 0);
+}
 
 /**
  * The text in received bytes, up to the first NUL byte: in Latin-1, or on Qt 4 in the codec that
@@ -33,21 +36,10 @@ using XmlText = decltype(QXmlStreamReader().name());
  */
 inline QString fromCString(const QByteArray &bytes)
 {
-    const Size length = Size(qstrnlen(bytes.constData(), uint(bytes.size())));
 #if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
-    return QString::fromAscii(bytes.constData(), length);
+    return QString::fromAscii(bytes.constData());
 #else
-    return QString::fromLatin1(bytes.constData(), length);
-#endif
-}
-
-/** Whether the application has installed a codec for C strings, which it can on Qt 4 only. */
-inline bool hasCodecForCStrings()
-{
-#if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
-    return QTextCodec::codecForCStrings() != nullptr;
-#else
-    return false;
+    return QString::fromLatin1(bytes.constData());
 #endif
 }
 

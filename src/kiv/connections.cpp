@@ -5,7 +5,6 @@
 #include "frames.h"
 #include "kivlog.h"
 #include "qtcompat.h"
-#include "textreader.h"
 
 #include <QtNetwork/QTcpSocket>
 
@@ -14,15 +13,8 @@ using namespace qvcommon;
 // Some of the texts below have a "%d" or "%s" in them that nothing ever fills. They are logged just
 // so, because logs from the field are searched for them.
 
-KivInterface *KivInterface::instance = nullptr;
-bool KivInterface::enableDebugPrint = false;
-QString KivInterface::crc32;
-
 namespace
 {
-
-const int firstConnectDelay = 2000; // ms
-const int reconnectPeriod = 10000;  // ms
 
 /** A text with a number in the place of its "%1". */
 QString withNumber(const char *text, int number)
@@ -103,43 +95,6 @@ void giveUp(QLocalSocket &socket)
 }
 
 } // namespace
-
-KivInterface::KivInterface(QObject *parent)
-    : QObject(parent)
-    , domainTcpActive(false)
-    , localKivSocket(nullptr)
-    , domainKivSocket(nullptr)
-    , domainServerPort(0)
-    , reserved(0)
-{
-    if (instance)
-        return;
-    instance = this;
-    logKiv(InfoLevel, "KivInterface", "Starting KivInterface");
-    rcvDomainFrameBuffer.reserve(receiveReserve);
-    DebugLine() << "KivInterface"
-                << "Allocate 20000 bytes for rcvDomainFrameBuffer";
-    createLocalKivSocket();
-    createDomainKivSocket();
-    startSingleShot(firstConnectDelay, this, SLOT(connectToLocalKivSocketSlot()));
-    startSingleShot(firstConnectDelay, this, SLOT(connectToDomainKivSocketSlot()));
-    startTimerEvents(this, reconnectPeriod);
-}
-
-KivInterface::~KivInterface()
-{
-    logKiv(InfoLevel, "~KivInterface", "Deleting KivInterface");
-    if (localKivSocket) {
-        localKivSocket->abort();
-        localKivSocket->close();
-    }
-    if (domainKivSocket) {
-        domainKivSocket->abort();
-        domainKivSocket->close();
-    }
-    TextReader::forget();
-    instance = nullptr;
-}
 
 void KivInterface::debugPrintEnable()
 {

@@ -3,107 +3,56 @@
 
 #include <QtCore/QVarLengthArray>
 
-#include <algorithm>
-#include <cstring>
-
 namespace qvcommon
 {
 
 namespace
 {
 
-const char tabulator = '\t';
-const char lineFeed = '\n';
-const char formFeed = '\f';
+const ushort tabulator = '\t';
+const ushort lineFeed = '\n';
+const ushort formFeed = '\f';
 const Size separatorLength = 2;
 
 /** Where separators stand in a receive buffer. */
 typedef QVarLengthArray<Size, 32> Separators;
 
-ushort codeOf(char byte)
-{
-    return uchar(byte);
-}
-
-ushort codeOf(QChar character)
-{
-    return character.unicode();
-}
-
-const char *find(const char *from, const char *end, char wanted)
-{
-    const void *const found = std::memchr(from, wanted, size_t(end - from));
-    return found ? static_cast<const char *>(found) : end;
-}
-
-const QChar *find(const QChar *from, const QChar *end, char wanted)
-{
-    return std::find(from, end, QLatin1Char(wanted));
-}
-
-/** The places of one character in a text, from the front to the back. */
-template <typename Char>
-class Occurrences
-{
-public:
-    Occurrences(char wanted, const Char *begin, const Char *end)
-        : wanted(wanted)
-        , end(end)
-        , next(find(begin, end, wanted))
-    {
-    }
-
-    /** The first one at or behind @a from, or the end. */
-    const Char *notBefore(const Char *from)
-    {
-        if (next < from)
-            next = find(from, end, wanted);
-        return next;
-    }
-
-private:
-    const char wanted;
-    const Char *const end;
-    const Char *next;
-};
-
 /**
  * Appends text to a receive buffer, cleaned, and notes the separators in it. They can only stand in
  * what is new, and only where a line feed was kept because of the form feed before it.
  */
-template <typename Char>
-void appendCleaned(QString &buffer, const Char *from, const Char *end, Separators &separators)
+void appendCleaned(QString &buffer, const QString &text, Separators &separators)
 {
     const Size before = buffer.size();
-    buffer.resize(before + Size(end - from) + 1); // one more for a form feed at the end
+    buffer.resize(before + text.size() + 1); // one more for a form feed at the end
     QChar *const begin = buffer.data();
     QChar *out = begin + before;
-    Occurrences<Char> tabulators(tabulator, from, end);
-    Occurrences<Char> lineFeeds(lineFeed, from, end);
-    Occurrences<Char> formFeeds(formFeed, from, end);
-    while (from != end) {
-        const Char *const behind =
-            std::min(std::min(tabulators.notBefore(from), lineFeeds.notBefore(from)),
-                     formFeeds.notBefore(from));
-        for (; from != behind; ++from)
-            *out++ = QChar(codeOf(*from));
-        if (from == end)
+    const QChar *const end = text.constData() + text.size();
+    for (const QChar *from = text.constData(); from != end;) {
+        const QChar character = *from++;
+        switch (character.unicode()) {
+        case tabulator:
+        case lineFeed:
             break;
-        if (codeOf(*from++) != formFeed)
-            continue;
-        const ushort second = from != end ? codeOf(*from++) : ushort(0);
-        if (second == lineFeed)
-            separators.append(Size(out - begin));
-        *out++ = QLatin1Char(formFeed);
-        *out++ = QChar(second);
+        case formFeed: {
+            const QChar second = from != end ? *from++ : QChar(0);
+            if (second.unicode() == lineFeed)
+                separators.append(Size(out - begin));
+            *out++ = character;
+            *out++ = second;
+            break;
+        }
+        default:
+            *out++ = character;
+        }
     }
     buffer.resize(Size(out - begin));
 }
 
 bool beginsWithSeparator(const QString &buffer)
 {
-    return buffer.size() >= separatorLength && buffer.at(0) == QLatin1Char(formFeed) &&
-           buffer.at(1) == QLatin1Char(lineFeed);
+    return buffer.size() >= separatorLength && buffer.at(0).unicode() == formFeed &&
+           buffer.at(1).unicode() == lineFeed;
 }
 
 /** Removes the first @a count characters, and with them the memory that a huge frame has taken. */
@@ -147,32 +96,23 @@ void takeFrames(Reception &reception, QString &buffer, Size kept, const Separato
         dropFront(buffer, begin);
 }
 
-template <typename Char>
-Reception receive(QString &buffer, const Char *from, const Char *end)
-{
-    Reception reception;
-    Separators separators;
-    const Size kept = buffer.size();
-    appendCleaned(buffer, from, end, separators);
-    reception.received = Size(end - from);
-    reception.filtered = buffer.size();
-    takeFrames(reception, buffer, kept, separators);
-    return reception;
-}
-
 } // namespace
 
 Reception receive(QString &buffer, const QByteArray &bytes)
 {
-    if (hasCodecForCStrings())
-        return receiveText(buffer, fromCString(bytes));
-    const char *const begin = bytes.constData();
-    return receive(buffer, begin, find(begin, begin + bytes.size(), '\0'));
+    return receiveText(buffer, fromCString(bytes));
 }
 
 Reception receiveText(QString &buffer, const QString &text)
 {
-    return receive(buffer, text.constData(), text.constData() + text.size());
+    Reception reception;
+    Separators separators;
+    const Size kept = buffer.size();
+    appendCleaned(buffer, text, separators);
+    reception.received = text.size();
+    reception.filtered = buffer.size();
+    takeFrames(reception, buffer, kept, separators);
+    return reception;
 }
 
 void discardReceived(QString &buffer)

@@ -1,17 +1,21 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "kivinterface.h"
+#include "notifications.h"
 
+#include "children.h"
 #include "debugline.h"
 #include "kivlog.h"
-#include "xmltext.h"
+#include "markup.h"
 
 using namespace qvcommon;
+
+// Each of these functions reads one element from behind its start tag, and tells whether it came to
+// the element's end tag.
 
 namespace
 {
 
 /** Tells on Qt's debug output why a change could not be read to its end. */
-void reportOpenChange(const QXmlStreamReader &xml, const char *reason, const char *label = nullptr)
+void reportOpenChange(const TokenReader &xml, const char *reason, const char *label = nullptr)
 {
     DebugLine line;
     line << "handleNotifyEventChange" << reason;
@@ -20,96 +24,99 @@ void reportOpenChange(const QXmlStreamReader &xml, const char *reason, const cha
     line << xml.name().toString();
 }
 
-} // namespace
-
-bool KivInterface::handleNotify(QXmlStreamReader &xml)
+/** Tells why a change has ended without its end tag, unless what follows is wrong in itself. */
+void reportEndOfChange(const TokenReader &xml, TokenReader::TokenType lastToken)
 {
-    QString ref;
-    while (!isFinished(xml)) {
-        const QXmlStreamReader::TokenType token = xml.readNext();
-        if (isOver(token))
-            return false;
-        if (token == QXmlStreamReader::StartElement) {
-            const XmlText name = xml.name();
-            if (is(name, "ref"))
-                readFollowingText(xml, ref);
-            else if (is(name, "event") && isSimpleText(ref) && !handleNotifyEvent(xml, ref))
-                return false;
-        } else if (token == QXmlStreamReader::EndElement && isNamed(xml, "notify")) {
-            return true;
-        }
+    if (lastToken == QXmlStreamReader::EndElement) {
+        reportOpenChange(xml, "Incomplete notify kiv message : xml.name");
+    } else if (lastToken == QXmlStreamReader::NoToken || isCutOff(xml)) {
+        if (xml.atEnd())
+            reportOpenChange(xml, "xml.atEnd", "xml.name");
+        if (xml.hasError())
+            reportOpenChange(xml, "xml.hasError", "xml.name");
     }
-    return false;
 }
 
-bool KivInterface::handleNotifyEvent(QXmlStreamReader &xml, QString &ref)
-{
-    while (!isFinished(xml)) {
-        const QXmlStreamReader::TokenType token = xml.readNext();
-        if (token == QXmlStreamReader::EndDocument)
-            debugXmlNode(xml);
-        else if (isCutOff(xml))
-            logEndOfDocument();
-        if (isOver(token))
-            return false;
-        if (token == QXmlStreamReader::StartElement && isNamed(xml, "change")) {
-            if (!handleNotifyEventChange(xml, ref))
-                return false;
-        } else if (token == QXmlStreamReader::EndElement && isNamed(xml, "event")) {
-            return true;
-        }
-    }
-    return false;
-}
-
-bool KivInterface::handleNotifyEventChange(QXmlStreamReader &xml, QString &ref)
+bool readChange(const SignalEmitter &emitter, TokenReader &xml, const QString &ref)
 {
     QString op;
     QString spath;
     QString rpath;
     QString data;
-    for (;;) {
-        if (isFinished(xml)) {
-            if (xml.atEnd())
-                reportOpenChange(xml, "xml.atEnd", "xml.name");
-            if (xml.hasError())
-                reportOpenChange(xml, "xml.hasError", "xml.name");
+    Children children(xml, "change", "event", "notify");
+    while (children.next()) {
+        const XmlText name = xml.name();
+        if (is(name, "op"))
+            readFollowingText(xml, op);
+        else if (is(name, "spath"))
+            readFollowingText(xml, spath);
+        else if (is(name, "rpath"))
+            readFollowingText(xml, rpath);
+        else if (is(name, "crc32"))
+            readFollowingText(xml, KivInterface::crc32);
+        else if (is(name, "data") && !appendData(data, xml))
             return false;
-        }
-        const QXmlStreamReader::TokenType token = xml.readNext();
-        if (isCutOff(xml))
-            continue;
-        if (isOver(token))
-            return false;
-        if (token == QXmlStreamReader::StartElement) {
-            const XmlText name = xml.name();
-            if (is(name, "op"))
-                readFollowingText(xml, op);
-            else if (is(name, "spath"))
-                readFollowingText(xml, spath);
-            else if (is(name, "rpath"))
-                readFollowingText(xml, rpath);
-            else if (is(name, "crc32"))
-                readFollowingText(xml, crc32);
-            else if (is(name, "data") && !handleNotifyEventChangeData(xml, data))
-                return false;
-        } else if (token == QXmlStreamReader::EndElement) {
-            const XmlText name = xml.name();
-            if (is(name, "change")) {
-                if (!isSimpleText(op) || !isSimpleText(rpath) || !isSimpleText(spath))
-                    return false;
-                Q_EMIT kivNotifySignal(ref, op, rpath, spath, data);
-                return true;
-            }
-            if (is(name, "event") || is(name, "notify")) {
-                reportOpenChange(xml, "Incomplete notify kiv message : xml.name");
-                return false;
-            }
-        }
     }
+    if (!children.closed()) {
+        reportEndOfChange(xml, children.lastToken());
+        return false;
+    }
+    if (!isSimpleText(op) || !isSimpleText(rpath) || !isSimpleText(spath))
+        return false;
+    emitter.notify(ref, op, rpath, spath, data);
+    return true;
+}
+
+bool readEvent(const SignalEmitter &emitter, TokenReader &xml, const QString &ref)
+{
+    Children children(xml, "event");
+    while (children.next()) {
+        if (is(xml.name(), "change") && !readChange(emitter, xml, ref))
+            return false;
+    }
+    const TokenReader::TokenType last = children.lastToken();
+    if (last == QXmlStreamReader::EndDocument ||
+        (last == QXmlStreamReader::Invalid && isCutOff(xml)))
+        logEndOfDocument();
+    return children.closed();
+}
+
+} // namespace
+
+bool qvcommon::readNotification(const SignalEmitter &emitter, TokenReader &xml)
+{
+    QString ref;
+    Children children(xml, "notify");
+    while (children.next()) {
+        const XmlText name = xml.name();
+        if (is(name, "ref"))
+            readFollowingText(xml, ref);
+        else if (is(name, "event") && isSimpleText(ref) && !readEvent(emitter, xml, ref))
+            return false;
+    }
+    return children.closed();
+}
+
+bool KivInterface::handleNotify(QXmlStreamReader &xml)
+{
+    TokenReader tokens(xml);
+    return readNotification(SignalEmitter(*this), tokens);
+}
+
+bool KivInterface::handleNotifyEvent(QXmlStreamReader &xml, QString &ref)
+{
+    TokenReader tokens(xml);
+    return readEvent(SignalEmitter(*this), tokens, ref);
+}
+
+bool KivInterface::handleNotifyEventChange(QXmlStreamReader &xml, QString &ref)
+{
+    TokenReader tokens(xml);
+    return readChange(SignalEmitter(*this), tokens, ref);
 }
 
 bool KivInterface::handleNotifyEventChangeData(QXmlStreamReader &xml, QString &data)
 {
-    return appendData(data, xml);
+    TokenReader tokens(xml);
+    return appendData(data, tokens);
 }

@@ -1,179 +1,71 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivinterface.h"
 
-#include "textreader.h"
-#include "xmltext.h"
-
-#include <algorithm>
+#include "tokenreader.h"
 
 using namespace qvcommon;
 
 namespace
 {
 
-/** A part of a text that lives elsewhere: look-ups in short texts are to cost no allocations. */
-struct Piece {
-    const QChar *begin;
-    Size size;
-
-    bool isEmpty() const { return size == 0; }
-    QString toString() const { return QString(begin, size); }
-};
-
-const Piece noPiece = {nullptr, 0};
-
-Piece whole(const QString &text)
-{
-    const Piece piece = {text.constData(), text.size()};
-    return piece;
-}
-
-bool operator==(Piece a, Piece b)
-{
-    return a.size == b.size && std::equal(a.begin, a.begin + a.size, b.begin);
-}
-
-bool operator==(const XmlText &text, Piece piece)
-{
-    return text.size() == piece.size &&
-           std::equal(piece.begin, piece.begin + piece.size, text.data());
-}
-
-bool isOneOf(QChar character, const char *set)
-{
-    for (; *set; ++set) {
-        if (character == QLatin1Char(*set))
-            return true;
-    }
-    return false;
-}
-
-/**
- * Cuts the first piece that is not empty off the front of a text; pieces end at the characters of
- * @a separators. Empty if there is none.
- */
-Piece takePiece(Piece &text, const char *separators)
-{
-    const QChar *const end = text.begin + text.size;
-    const QChar *begin = text.begin;
-    while (begin != end && isOneOf(*begin, separators))
-        ++begin;
-    const QChar *behind = begin;
-    while (behind != end && !isOneOf(*behind, separators))
-        ++behind;
-    const Piece piece = {begin, Size(behind - begin)};
-    text.begin = behind;
-    text.size = Size(end - behind);
-    return piece;
-}
-
-/** The steps of a path. */
-class PathSteps
-{
-public:
-    explicit PathSteps(const QString &path)
-        : rest(whole(path))
-        , step(takePiece(rest, "/"))
-        , next(takePiece(rest, "/"))
-    {
-    }
-
-    bool isEmpty() const { return step.isEmpty(); }
-    bool isLast() const { return next.isEmpty(); }
-    Piece first() const { return step; }
-    void removeFirst()
-    {
-        step = next;
-        next = takePiece(rest, "/");
-    }
-
-private:
-    Piece rest;
-    Piece step;
-    Piece next;
-};
-
-/** The steps in a list, which is emptied as they are done. */
-class ListedSteps
-{
-public:
-    explicit ListedSteps(QStringList &steps)
-        : steps(steps)
-        , all(steps)
-    {
-    }
-
-    bool isEmpty() const { return steps.isEmpty(); }
-    bool isLast() const { return steps.size() == 1; }
-    Piece first() const { return whole(all.at(all.size() - steps.size())); }
-    void removeFirst() { steps.removeFirst(); }
-
-private:
-    QStringList &steps;
-    const QStringList all; // keeps the text of removed steps
-};
-
 /** A step like item[key='value']. */
 struct ListStep {
-    Piece name;
-    Piece key;
-    Piece value;
+    QString name;
+    QString key;
+    QString value;
 };
 
 /** Takes a list step apart; if it is none, the parts from the missing one on stay as they were. */
-bool parse(Piece step, ListStep &list)
+bool parse(const QString &step, ListStep &list)
 {
-    const Piece name = takePiece(step, "[]");
-    Piece condition = takePiece(step, "[]");
-    if (condition.isEmpty())
+    QString marked = step;
+    marked.replace(QLatin1Char('['), QLatin1Char(']'));
+    const QStringList parts = splitNonEmpty(marked, QLatin1Char(']'));
+    if (parts.size() < 2)
         return false;
-    list.name = name;
-
-    const Piece key = takePiece(condition, "=");
-    Piece quoted = takePiece(condition, "=");
-    if (quoted.isEmpty())
+    list.name = parts.at(0);
+    const QStringList condition = splitNonEmpty(parts.at(1), QLatin1Char('='));
+    if (condition.size() < 2)
         return false;
-    list.key = key;
-
-    const Piece value = takePiece(quoted, "'");
-    if (value.isEmpty())
+    list.key = condition.at(0);
+    const QStringList values = splitNonEmpty(condition.at(1), QLatin1Char('\''));
+    if (values.isEmpty())
         return false;
-    list.value = value;
+    list.value = values.at(0);
     return true;
 }
 
 /** Reads up to the next start tag of that name; false at the end or at an error. */
-bool readToStart(Piece name, QXmlStreamReader &reader)
+bool readToStart(const QString &name, TokenReader &xml)
 {
-    while (!isFinished(reader)) {
-        const QXmlStreamReader::TokenType token = reader.readNext();
+    while (!isFinished(xml)) {
+        const TokenReader::TokenType token = xml.readNext();
         if (isOver(token))
             return false;
-        if (token == QXmlStreamReader::StartElement && reader.name() == name)
+        if (token == QXmlStreamReader::StartElement && xml.name() == name)
             return true;
     }
     return false;
 }
 
 /** Reads up to the end tag of the matching key; false at the end or at an error. */
-bool readToEntry(const ListStep &list, QXmlStreamReader &reader)
+bool readToEntry(const ListStep &list, TokenReader &xml)
 {
     bool matched = false;
-    while (!isFinished(reader)) {
-        const QXmlStreamReader::TokenType token = reader.readNext();
+    while (!isFinished(xml)) {
+        const TokenReader::TokenType token = xml.readNext();
         if (isOver(token))
             return false;
         if (token == QXmlStreamReader::StartElement) {
-            if (reader.name() == list.name)
+            if (xml.name() == list.name)
                 continue;
-            if (reader.name() == list.key) {
-                if (reader.readNext() == QXmlStreamReader::Characters &&
-                    reader.text() == list.value)
+            if (xml.name() == list.key) {
+                if (xml.readNext() == QXmlStreamReader::Characters && xml.text() == list.value)
                     matched = true;
-            } else if (reader.name() == list.value) {
+            } else if (xml.name() == list.value) {
                 return true; // an element named like the value ends the search as well
             }
-        } else if (token == QXmlStreamReader::EndElement && matched && reader.name() == list.key) {
+        } else if (token == QXmlStreamReader::EndElement && matched && xml.name() == list.key) {
             return true;
         }
     }
@@ -181,12 +73,12 @@ bool readToEntry(const ListStep &list, QXmlStreamReader &reader)
 }
 
 /** Reads the text of the next element but @a index of that name. */
-bool readText(QString &result, Piece name, QXmlStreamReader &reader, int index)
+bool readText(QString &result, const QString &name, TokenReader &xml, int index)
 {
-    while (readToStart(name, reader)) {
+    while (readToStart(name, xml)) {
         if (index == 0) {
             result.clear();
-            readFollowingText(reader, result);
+            readFollowingText(xml, result);
             return true;
         }
         if (index > 0) // a negative one never comes to 0
@@ -195,19 +87,18 @@ bool readText(QString &result, Piece name, QXmlStreamReader &reader, int index)
     return false;
 }
 
-template <typename Steps>
-bool follow(QString &result, Steps &steps, QXmlStreamReader &reader, int index)
+bool follow(QString &result, QStringList &steps, TokenReader &xml, int index)
 {
-    ListStep list = {noPiece, noPiece, noPiece};
+    ListStep list;
     for (; !steps.isEmpty(); steps.removeFirst()) {
-        const Piece step = steps.first();
-        if (steps.isLast()) {
-            if (!(step == list.key))
-                return readText(result, step, reader, index);
-            result = list.value.toString(); // the entry was chosen by it, and the key is behind
+        const QString step = steps.first();
+        if (steps.size() == 1) {
+            if (step != list.key)
+                return readText(result, step, xml, index);
+            result = list.value; // the entry was chosen by it, and the key is behind
             return true;
         }
-        if (!(parse(step, list) ? readToEntry(list, reader) : readToStart(step, reader)))
+        if (!(parse(step, list) ? readToEntry(list, xml) : readToStart(step, xml)))
             return false;
     }
     return false;
@@ -222,13 +113,11 @@ bool lookUp(QString &result, const QString &path, const QString &prefix, const Q
             return false;
         relative.remove(prefix);
     }
-    PathSteps steps(relative.isEmpty() ? path : relative);
-    while (relative.isEmpty() && !steps.isLast())
+    QStringList steps = splitNonEmpty(relative.isEmpty() ? path : relative, QLatin1Char('/'));
+    while (relative.isEmpty() && steps.size() > 1)
         steps.removeFirst();
-    if (steps.isEmpty())
-        return false;
-    TextReader reader(xml);
-    return follow(result, steps, reader.xml(), index);
+    TokenReader reader(xml);
+    return follow(result, steps, reader, index);
 }
 
 } // namespace
@@ -254,42 +143,43 @@ bool KivInterface::xpathGetTextNode(QString &result, const QString &path, const 
 bool KivInterface::xpathFindTextNode(QString &result, QStringList &steps, QXmlStreamReader &reader,
                                      int index)
 {
-    ListedSteps listed(steps);
-    return follow(result, listed, reader, index);
+    TokenReader xml(reader);
+    return follow(result, steps, xml, index);
 }
 
 bool KivInterface::xpathValidateListNode(const QString &step, QString &listName, QString &keyName,
                                          QString &keyValue)
 {
-    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): an output may be the step itself
-    const QString held = step;
-    ListStep list = {noPiece, noPiece, noPiece};
-    const bool valid = parse(whole(held), list);
+    ListStep list;
+    const bool valid = parse(step, list);
     if (!list.name.isEmpty())
-        listName = list.name.toString();
+        listName = list.name;
     if (!list.key.isEmpty())
-        keyName = list.key.toString();
+        keyName = list.key;
     if (!list.value.isEmpty())
-        keyValue = list.value.toString();
+        keyValue = list.value;
     return valid;
 }
 
 bool KivInterface::xpathCrawlToXmlNode(QString name, QXmlStreamReader &reader)
 {
-    return readToStart(whole(name), reader);
+    TokenReader xml(reader);
+    return readToStart(name, xml);
 }
 
 bool KivInterface::xpathCrawlToXmlList(QString &listName, QString &keyName, QString &keyValue,
                                        QXmlStreamReader &reader)
 {
-    const ListStep list = {whole(listName), whole(keyName), whole(keyValue)};
-    return readToEntry(list, reader);
+    const ListStep list = {listName, keyName, keyValue};
+    TokenReader xml(reader);
+    return readToEntry(list, xml);
 }
 
 bool KivInterface::xpathReturnXmlNode(QString &result, QString &name, QXmlStreamReader &reader,
                                       int index)
 {
-    return readText(result, whole(name), reader, index);
+    TokenReader xml(reader);
+    return readText(result, name, xml, index);
 }
 
 bool KivInterface::xpathGetKey(const QString &text, const QString &key, QString &value)

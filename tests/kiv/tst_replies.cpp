@@ -143,6 +143,8 @@ private Q_SLOTS:
     void reportsAParsingError();
     void removesSpecialCharacters_data();
     void removesSpecialCharacters();
+    void leavesNullNullWhenRemoving();
+    void refusesGrowingEntities();
     void logsTokens_data();
     void logsTokens();
     void leavesPlaceholdersInALongTokenTextAlone();
@@ -390,8 +392,8 @@ void TestReplies::rendersData()
 void TestReplies::expandsEntitiesOfTheBody()
 {
     KivFixture fixture;
-    const QString body = QLatin1String("<!DOCTYPE reply [<!ENTITY e 'x<b>1</b>&#38;amp;y'>]>") +
-                         reply("<get><data>&e;&e;</data></get>");
+    const QString body = QLatin1String("<!DOCTYPE reply [<!ENTITY e 'x<b>1</b>y'>]>") +
+                         reply("<get><data>&e;&amp;&e;</data></get>");
     QVERIFY(saysOf(fixture, body,
                    QStringList() << unknownToken("DTD") << one("get", "7, x<b>1</b>yx<b>1</b>y")));
     QVERIFY(likePlain(fixture, body));
@@ -468,7 +470,7 @@ void TestReplies::tellsSimpleTextInData()
 
 void TestReplies::tellsSimpleTextInArguments_data()
 {
-    tellsSimpleTextInData_data();
+    simpleText_data();
     for (const Limit &limit : furtherLimits)
         QTest::newRow(codeOf(limit.character).constData())
             << QString(QLatin1Char('a') + QString(QChar(limit.character))) << limit.simple;
@@ -706,6 +708,40 @@ void TestReplies::removesSpecialCharacters()
     fixture.kiv->removeXmlEscapeCharacters(text);
     QCOMPARE(shown(text), shown(left));
     QCOMPARE(shown(copy), shown(before));
+}
+
+void TestReplies::leavesNullNullWhenRemoving()
+{
+    KivFixture fixture;
+    QString null;
+    fixture.kiv->removeXmlEscapeCharacters(null);
+    QVERIFY(null.isNull());
+    for (const char *text : {"", "<&>"}) {
+        QString empty = latin1(text);
+        fixture.kiv->removeXmlEscapeCharacters(empty);
+        QVERIFY(empty.isEmpty() && !empty.isNull());
+    }
+}
+
+void TestReplies::refusesGrowingEntities()
+{
+    QString declarations = latin1("<!ENTITY e0 '0123456789'>");
+    for (int i = 1; i <= 12; ++i) {
+        declarations += QString::fromLatin1("<!ENTITY e%1 '").arg(i) +
+                        QString::fromLatin1("&e%1;").arg(i - 1).repeated(10) + latin1("'>");
+    }
+    QString body =
+        latin1("<!DOCTYPE reply [") + declarations +
+        latin1("]><reply><ref>1</ref><out><get><data>&e12;</data><end>1</end></get></out></reply>");
+    KivFixture fixture;
+    fixture.take();
+    fixture.kiv->handleKivMsgBody(body);
+    const QStringList said = fixture.take();
+    QCOMPARE(said.filter(latin1("signal: ")), QStringList());
+    QCOMPARE(said.filter(latin1("trace: ")), QStringList(reported()));
+    QString value = latin1("as before");
+    QVERIFY(!KivInterface::xpathGetTextNode(value, latin1("reply/out/end"), QString(), body));
+    QCOMPARE(value, latin1("as before"));
 }
 
 void TestReplies::logsTokens_data()

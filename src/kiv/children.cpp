@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "children.h"
+
+namespace qvcommon
+{
+
+bool Children::next()
+{
+    while (!isFinished(xml)) {
+        last = xml.readNext();
+        if (last == QXmlStreamReader::StartElement)
+            return true;
+        if (isOver(last) || (last == QXmlStreamReader::EndElement && isEnd(xml.name())))
+            return false;
+    }
+    last = QXmlStreamReader::NoToken;
+    return false;
+}
+
+bool Children::isEnd(const XmlText &name) const
+{
+    for (const char *const end : ends) {
+        if (end && is(name, end))
+            return true;
+    }
+    return false;
+}
+
+} // namespace qvcommon

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#ifndef QVCOMMON_REPLIES_H
+#define QVCOMMON_REPLIES_H
+
+#include "signalemitter.h"
+#include "tokenreader.h"
+
+namespace qvcommon
+{
+
+/**
+ * Reads a reply from behind its start tag and emits its signals.
+ * @return whether all of it could be read
+ */
+bool readReply(const SignalEmitter &emitter, TokenReader &xml);
+
+} // namespace qvcommon
+
+#endif

@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#ifndef QVCOMMON_TOKENREADER_H
+#define QVCOMMON_TOKENREADER_H
+
+#include "qtcompat.h"
+
+#include <QtCore/QVarLengthArray>
+
+#include <memory>
+
+namespace qvcommon
+{
+
+/** A piece of the text that a reader reads; it is gone at the next token. */
+class XmlText
+{
+public:
+    explicit XmlText(const QChar *begin = nullptr, const QChar *end = nullptr)
+        : first(begin)
+        , behind(end)
+    {
+    }
+
+    const QChar *begin() const { return first; }
+    const QChar *end() const { return behind; }
+    Size size() const { return Size(behind - first); }
+    QString toString() const { return QString(first, size()); }
+
+private:
+    const QChar *first;
+    const QChar *behind;
+};
+
+/** Whether a piece of text is @a expected, which most often is decided by the first letter. */
+inline bool is(const XmlText &text, const char *expected)
+{
+    for (const QChar character : text) {
+        if (character.unicode() != uchar(*expected))
+            return false;
+        ++expected;
+    }
+    return *expected == 0;
+}
+
+bool operator==(const XmlText &text, const QString &other);
+
+/**
+ * Reads XML token by token, with the names and the answers of QXmlStreamReader.
+ *
+ * It reads plain texts itself, in place: elements without attributes, their texts, predefined
+ * entities and character references. Whatever is not plain, and every error, is left to a
+ * QXmlStreamReader. That one gets the whole text and first passes over the tokens that were handed
+ * out already, so each token here must be one that Qt's reader hands out too. It looks one character
+ * ahead; therefore a tag that more has to follow is plain only if something follows.
+ */
+class TokenReader
+{
+public:
+    typedef QXmlStreamReader::TokenType TokenType;
+
+    explicit TokenReader(const QString &xml);
+
+    /** Reads on with a caller's reader, which is left where the reading ends. */
+    explicit TokenReader(QXmlStreamReader &xml);
+
+    TokenType readNext();
+
+    TokenType tokenType() const { return qtReader ? qtReader->tokenType() : type; }
+    QString tokenString() const;
+    bool atEnd() const { return qtReader ? qtReader->atEnd() : type == Qxml::EndDocument; }
+    bool hasError() const { return qtReader && qtReader->hasError(); }
+    QXmlStreamReader::Error error() const
+    {
+        return qtReader ? qtReader->error() : QXmlStreamReader::NoError;
+    }
+
+    /** The name of a start or end tag, without its prefix. */
+    XmlText name() const { return qtReader ? nameFromQt() : tagName; }
+    /** A text, with its references replaced and its line ends as XML has them. */
+    XmlText text() const { return qtReader ? textFromQt() : characters; }
+
+    /** How many characters have not been read yet, or more if that is not known. */
+    Size charactersLeft() const;
+
+private:
+    Q_DISABLE_COPY(TokenReader)
+
+    typedef QXmlStreamReader Qxml;
+
+    XmlText nameFromQt() const;
+    XmlText textFromQt() const;
+    TokenType handOut(TokenType token);
+    TokenType readOutside();
+    TokenType readFirst();
+    TokenType readStartTag();
+    TokenType readEndTag();
+    TokenType readText();
+    TokenType readWithQt();
+    bool scanStartTag();
+    bool scanEndTag();
+    bool scanTagEnd(const QChar *at);
+    bool scanText();
+    static uint resolveReference(const QChar *&at);
+    void resolveText();
+
+    const QString source;
+    const QChar *next; ///< behind what has been scanned
+    const QChar *end;
+    TokenType type;
+    int handedOut;       ///< how many tokens
+    bool isEmptyElement; ///< the tag is a start tag that is an end tag as well
+    XmlText tagName;
+    XmlText characters;
+    QString resolved;                  ///< a text that is not in the source as it stands
+    QVarLengthArray<XmlText, 16> open; ///< the names of the elements that are not closed yet
+
+    std::unique_ptr<QXmlStreamReader> own;
+    QXmlStreamReader *qtReader; ///< which reads in place of this one, or null
+};
+
+/** Whether there is nothing more to read. */
+inline bool isFinished(const TokenReader &xml)
+{
+    return xml.atEnd() || xml.hasError();
+}
+
+/** Whether a body is over for whoever has just read @a token. */
+inline bool isOver(TokenReader::TokenType token)
+{
+    return token == QXmlStreamReader::Invalid || token == QXmlStreamReader::EndDocument;
+}
+
+/** Whether a body ends before its elements are closed, but is in order as far as it goes. */
+inline bool isCutOff(const TokenReader &xml)
+{
+    return xml.error() == QXmlStreamReader::PrematureEndOfDocumentError;
+}
+
+/** Reads one more token; if it is text it becomes @a value, otherwise @a value stays. */
+inline void readFollowingText(TokenReader &xml, QString &value)
+{
+    if (xml.readNext() == QXmlStreamReader::Characters)
+        value = xml.text().toString();
+}
+
+} // namespace qvcommon
+
+#endif
