@@ -27,7 +27,4 @@ if(QVCOMMON_SANITIZE)
     add_compile_options(-fsanitize=${QVCOMMON_SANITIZE} -fno-sanitize-recover=all
                         -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${QVCOMMON_SANITIZE})
-    if(QVCOMMON_SANITIZE STREQUAL "thread" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-        add_compile_options(-Wno-tsan) # it does not see fences, as tests/tsan.supp allows for
-    endif()
 endif()

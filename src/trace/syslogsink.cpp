@@ -5,7 +5,6 @@
 
 #include "syslogsink.h"
 
-#include "localbytes.h"
 #include "tracelevels.h"
 
 #include <cstdlib>
@@ -97,7 +96,7 @@ void writeToSyslog(int level, const QString &message)
     const int priority = priorityOf(level);
     if (priority < 0)
         return;
-    const LocalBytes text(message);
+    const QByteArray text = message.toLocal8Bit();
 
     // The text is the format, so "%" in it asks for arguments. Each conversion finds a piece of
     // memory that may be read as a string and written to as a number; on 32-bit machines one

@@ -5,6 +5,7 @@
 #include "debugline.h"
 #include "ownlog.h"
 #include "syslogsink.h"
+#include "tracecore.h"
 
 #include <cerrno>
 #include <cstring>
@@ -20,6 +21,8 @@ Trace::~Trace()
 {
     DebugLine() << "Delting Trace object";
     store(instance, nullptr);
+    // At exit(), threads may still log to a static object.
+    TraceCore::awaitDeliveryBriefly();
     closeLoggers();
 }
 

@@ -266,8 +266,6 @@ private Q_SLOTS:
     void fillsPlaceholdersWithOtherDigitsSilently();
     void buildsALineInOneAllocation_data();
     void buildsALineInOneAllocation();
-    void buildsALineInTheMemoryOfTheLast_data();
-    void buildsALineInTheMemoryOfTheLast();
     void neverShowsTheExtraText();
     void hasShorthandsForTracingAtDebugLevel_data();
     void hasShorthandsForTracingAtDebugLevel();
@@ -887,25 +885,6 @@ void TestTrace::buildsALineInOneAllocation()
     Trace::log(8, 2, pump, start, message);
     QCOMPARE(allocations() - before, 1L);
     QCOMPARE(first, copy);
-}
-
-void TestTrace::buildsALineInTheMemoryOfTheLast_data()
-{
-    buildsALineInOneAllocation_data();
-}
-
-void TestTrace::buildsALineInTheMemoryOfTheLast()
-{
-    QFETCH(QString, message);
-    const QString pump = utf8("Pump");
-    const QString start = utf8("start");
-    Trace trace(nullptr);
-    Trace::log(8, 2, pump, start, message);
-    const long before = allocations();
-    if (before < 0)
-        SKIP_TEST(allocationsUnknown);
-    Trace::log(8, 2, pump, start, message);
-    QCOMPARE(allocations() - before, 0L);
 }
 
 void TestTrace::neverShowsTheExtraText()
