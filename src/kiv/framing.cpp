@@ -98,7 +98,7 @@ void KivInterface::handleHeader(QString &header)
     const bool known =
         header.startsWith(QLatin1String("errbody:")) || header.startsWith(QLatin1String("ack:"));
     if (known && enableDebugPrint)
-        logKiv(DebugLevel, "handleHeader", header);
+        kivSource.log(DebugLevel, "handleHeader", header);
 }
 
 QString &KivInterface::getCurrentKivMsgCrc32Value()

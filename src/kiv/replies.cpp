@@ -13,7 +13,7 @@ void KivInterface::handleKivMsgBody(QString &body)
     if (body.isEmpty())
         return;
     if (enableDebugPrint)
-        logKiv(DebugLevel, "handleKivMsgBody", body);
+        kivSource.log(DebugLevel, "handleKivMsgBody", body);
 
     TextReader reader(body);
     QXmlStreamReader &xml = reader.xml();
@@ -199,16 +199,16 @@ void KivInterface::removeXmlEscapeCharacters(QString &text)
 bool KivInterface::handleRequest(QXmlStreamReader &xml)
 {
     Q_UNUSED(xml)
-    logKiv(DebugLevel, "handleRequest",
-           "KivInterface::handleRequest() - No support for request handling!!!!!");
+    kivSource.log(DebugLevel, "handleRequest",
+                  "KivInterface::handleRequest() - No support for request handling!!!!!");
     return false;
 }
 
 void KivInterface::reportKivParsingErr(QString body)
 {
-    logKiv(DebugLevel, "reportKivParsingErr", "Kiv meg frame error");
+    kivSource.log(DebugLevel, "reportKivParsingErr", "Kiv meg frame error");
     if (enableDebugPrint)
-        logKiv(DebugLevel, "reportKivParsingErr", body);
+        kivSource.log(DebugLevel, "reportKivParsingErr", body);
 }
 
 void KivInterface::debugXmlNode(QXmlStreamReader &xml)
