@@ -45,7 +45,7 @@ class QTimer;
  *
  * **Threads**: open(), close(), logMessage(), rotate() and spawnNewLogFile() must not run at the
  * same time; flush(), getCurrentLogFile() and the flush timer may, with any of them. Destroy the
- * handler in another thread than its own.
+ * handler in another thread than its own; others may log meanwhile.
  *
  * **Errors** of the handler itself go to Qt's debug output and to standard output; a file that
  * cannot be written loses lines, and never stops the application.
@@ -65,7 +65,10 @@ public:
     /**
      * Waits for the thread, and closes the file as it is, without a trailer.
      * Call quit() first: otherwise a second passes before the event loop is ended from here. The
-     * destructor does not return, whatever its slots are doing, before the thread has ended.
+     * destructor does not return, whatever its slots are doing, before the thread has ended. All
+     * connections between the trace and the handler end, and a line that another thread is delivering
+     * is waited for; the calling thread may hold the trace's lock if the handler's own lines are
+     * filtered out.
      */
     virtual ~LogHandler();
 
@@ -87,7 +90,10 @@ public:
      */
     void startFlushTimer();
 
-    /** Hands what is buffered to the system. @return false without a file, or if it fails */
+    /**
+     * Hands what is buffered to the system.
+     * @return false without a file, or if it fails; true for a file that has been closed
+     */
     bool flush();
 
     /**

@@ -45,7 +45,12 @@ class TraceCore;
  *
  * **Threads**: log(), logs(), logId(), lock() and unlock() may be called from any thread, and the
  * filters may be changed while others log. Construct, open, close and destroy the object in one
- * thread; threads that log must have ended, or have stopped logging, when it is destroyed.
+ * thread. Threads that log should have stopped when it is destroyed; a line that one of them is
+ * delivering is waited for, for a second at most.
+ *
+ * **The end of the process**: when exit() destroys static objects, log calls are dropped, so threads
+ * may go on logging. A slot that throws leaves its line unfinished; the next line gets the next
+ * number.
  */
 class QVCOMMON_EXPORT Trace : public QObject
 {

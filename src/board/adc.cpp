@@ -3,7 +3,7 @@
 
 #include "boardfile.h"
 #include "debugline.h"
-#include "ownlog.h"
+#include "logsource.h"
 
 #include <cstdlib>
 #include <unistd.h>
@@ -66,7 +66,7 @@ Adc::Adc(QObject *parent, unsigned device, unsigned channel, unsigned scale)
     , lradcFile(nullptr)
     , scale(scale)
 {
-    logOwn(TracingGroup, DebugLevel, "Adc", "Adc", "Creating Object");
+    LogSource{TracingGroup, "Adc"}.log(DebugLevel, "Adc", "Creating Object");
     DebugLine() << "Adc"
                 << "Adc"
                 << "Creating Object";

@@ -2,7 +2,7 @@
 #include "gpio.h"
 
 #include "boardfile.h"
-#include "ownlog.h"
+#include "logsource.h"
 #include "qtcompat.h"
 
 #include <cstdio>
@@ -29,21 +29,10 @@ const int i2cExpanderSize = 16;
 const int unknownValue = 255;
 const int openFailed = -2;
 
-void logGpio(TraceLevel level, const char *function, const QString &message)
-{
-    logOwn(DeviceGroup, level, "Gpio", function, message);
-}
+const LogSource source = {DeviceGroup, "Gpio"};
 
-void logGpio(TraceLevel level, const char *function, const char *message)
-{
-    logOwn(DeviceGroup, level, "Gpio", function, message);
-}
-
-/** Logs a debug message. Those of this class have group 1; its other messages have group 8. */
-void logGpioDebug(const char *function, const char *message)
-{
-    logOwn(TracingGroup, DebugLevel, "Gpio", function, message);
-}
+/** For debug messages: those of this class have group 1, its other messages have group 8. */
+const LogSource debugSource = {TracingGroup, "Gpio"};
 
 /** Writes a word with the NUL byte at its end, which is where the kernel stops reading. */
 bool writeWord(int descriptor, const char *word)
@@ -73,20 +62,20 @@ void setEdge(const FilePath &path, Gpio::GpioEdges edge)
 {
     const int edgeFile = path.open(O_WRONLY);
     if (edgeFile <= 0) {
-        logGpio(ErrorLevel, "openGpio",
-                "Unable to open edge file, no interrupt support for this pin?");
+        source.log(ErrorLevel, "openGpio",
+                   "Unable to open edge file, no interrupt support for this pin?");
         return;
     }
     if (const char *const word = edgeWord(edge))
         writeWord(edgeFile, word);
     else
-        logGpio(ErrorLevel, "openGpio", "Edge missing");
+        source.log(ErrorLevel, "openGpio", "Edge missing");
     close(edgeFile);
 }
 
 void logFileNotOpen(const FilePath &path)
 {
-    logGpio(
+    source.log(
         ErrorLevel, "openGpio",
         QString::fromLatin1("Could not open GPIO file descriptor: \"%1\"").arg(path.toString()));
 }
@@ -102,27 +91,27 @@ Gpio::Gpio(QObject *parent, Gpios gpio, GpioDirections direction, GpioEdges edge
     , edge(GpioEdges(-1))
     , cachedValue(unknownValue)
 {
-    logGpio(InfoLevel, "Gpio",
-            QString::fromLatin1("Creating Object fot GPIO: %1 direction: %2, edge: %3")
-                .arg(int(gpio))
-                .arg(int(direction))
-                .arg(int(edge)));
+    source.log(InfoLevel, "Gpio",
+               QString::fromLatin1("Creating Object fot GPIO: %1 direction: %2, edge: %3")
+                   .arg(int(gpio))
+                   .arg(int(direction))
+                   .arg(int(edge)));
     if (gpio < firstGpio || gpio > lastGpio) {
-        logGpio(ErrorLevel, "Gpio", QString::fromLatin1("Invalid GPIO:%2").arg(int(gpio)));
+        source.log(ErrorLevel, "Gpio", QString::fromLatin1("Invalid GPIO:%2").arg(int(gpio)));
         return;
     }
     if (direction != DirectionOutput && direction != DirectionInput) {
-        logGpio(ErrorLevel, "Gpio",
-                QString::fromLatin1("Invalid GPIO direction:\"%1\" for GPIO:%2")
-                    .arg(int(direction))
-                    .arg(int(gpio)));
+        source.log(ErrorLevel, "Gpio",
+                   QString::fromLatin1("Invalid GPIO direction:\"%1\" for GPIO:%2")
+                       .arg(int(direction))
+                       .arg(int(gpio)));
         return;
     }
     if (!edgeWord(edge)) {
-        logGpio(ErrorLevel, "Gpio",
-                QString::fromLatin1("Invalid GPIO edge:\"%1\" for GPIO:%2")
-                    .arg(int(edge))
-                    .arg(int(gpio)));
+        source.log(ErrorLevel, "Gpio",
+                   QString::fromLatin1("Invalid GPIO edge:\"%1\" for GPIO:%2")
+                       .arg(int(edge))
+                       .arg(int(gpio)));
         return;
     }
     this->direction = direction;
@@ -132,17 +121,18 @@ Gpio::Gpio(QObject *parent, Gpios gpio, GpioDirections direction, GpioEdges edge
         return;
     fd = openGpio();
     if (fd < 0)
-        logGpio(ErrorLevel, "Gpio", QString::fromLatin1("Failed to open GPIOx:%1").arg(int(gpio)));
+        source.log(ErrorLevel, "Gpio",
+                   QString::fromLatin1("Failed to open GPIOx:%1").arg(int(gpio)));
     else
-        logGpio(InfoLevel, "Gpio",
-                QString::fromLatin1("gpioPath: \"%1\" for GPIO:%2")
-                    .arg(fromCString(gpioPath))
-                    .arg(int(gpio)));
+        source.log(InfoLevel, "Gpio",
+                   QString::fromLatin1("gpioPath: \"%1\" for GPIO:%2")
+                       .arg(fromCString(gpioPath))
+                       .arg(int(gpio)));
 }
 
 Gpio::~Gpio()
 {
-    logGpio(InfoLevel, "~Gpio", "Deleting Object");
+    source.log(InfoLevel, "~Gpio", "Deleting Object");
     if (fd > 0)
         close(fd);
 }
@@ -150,8 +140,8 @@ Gpio::~Gpio()
 bool Gpio::setGpioImxPath(Gpios gpio)
 {
     if (gpio > lastImx28Gpio) {
-        logGpio(ErrorLevel, "setGpioImxPath",
-                QString::fromLatin1("Invalid IMX28 GPIO: %1").arg(int(gpio)));
+        source.log(ErrorLevel, "setGpioImxPath",
+                   QString::fromLatin1("Invalid IMX28 GPIO: %1").arg(int(gpio)));
         return false;
     }
     const int bank = gpio < 0 ? 0 : gpio / imx28BankSize;
@@ -163,8 +153,8 @@ bool Gpio::setGpioImxPath(Gpios gpio)
 bool Gpio::setGpioI2cPath(Gpios gpio)
 {
     if (gpio < firstI2cGpio || gpio > lastGpio) {
-        logGpio(ErrorLevel, "setGpioI2cPath",
-                QString::fromLatin1("Invalid  I2C-0  GPIO: %1").arg(int(gpio)));
+        source.log(ErrorLevel, "setGpioI2cPath",
+                   QString::fromLatin1("Invalid  I2C-0  GPIO: %1").arg(int(gpio)));
         return false;
     }
     const int expander = (gpio - firstI2cGpio) / i2cExpanderSize;
@@ -182,7 +172,7 @@ int Gpio::openGpio()
         writeWord(directionFile, "out");
         close(directionFile);
     } else if (direction == DirectionInput) {
-        logGpioDebug("openGpio", "GPIO input\r\n");
+        debugSource.log(DebugLevel, "openGpio", "GPIO input\r\n");
         const int directionFile = path.open(O_WRONLY);
         if (directionFile == -1) {
             logFileNotOpen(path);
@@ -204,23 +194,23 @@ int Gpio::openGpio()
         }
         fd = valueFile;
     }
-    logGpio(InfoLevel, "openGpio",
-            QString::fromLatin1("GPIO open ok, fd:%1 \"%2\"").arg(fd).arg(path.toString()));
+    source.log(InfoLevel, "openGpio",
+               QString::fromLatin1("GPIO open ok, fd:%1 \"%2\"").arg(fd).arg(path.toString()));
     return fd;
 }
 
 void Gpio::setGpioValue(GpioValue value)
 {
     if (direction != DirectionOutput) {
-        logGpioDebug("setGpioValue", "Invalid GPIO Direction");
+        debugSource.log(DebugLevel, "setGpioValue", "Invalid GPIO Direction");
         return;
     }
     if (value != ValueLow && value != ValueHigh) {
-        logGpioDebug("setGpioValue", "Invalid GPIO value");
+        debugSource.log(DebugLevel, "setGpioValue", "Invalid GPIO value");
         return;
     }
     if (write(fd, value == ValueLow ? "0" : "1", 1) != 1)
-        logGpioDebug("setGpioValue", "Failed to write()");
+        debugSource.log(DebugLevel, "setGpioValue", "Failed to write()");
 }
 
 void Gpio::setGpioDirection(GpioDirections direction)
@@ -234,7 +224,7 @@ void Gpio::setGpioDirection(GpioDirections direction)
             this->direction = direction;
         } else {
             std::puts(output ? "FAILED TO SET OUTPUT\r" : "FAILED TO SET INPUT\r");
-            logGpioDebug("setGpioDirection", "Failed to set direction!()");
+            debugSource.log(DebugLevel, "setGpioDirection", "Failed to set direction!()");
         }
     }
     if (directionFile != 0)
@@ -245,20 +235,20 @@ int Gpio::getGpioValue()
 {
     cachedValue = unknownValue;
     if (direction != DirectionInput) {
-        logGpioDebug("getGpioValue", "Invalid GPIO Direction");
+        debugSource.log(DebugLevel, "getGpioValue", "Invalid GPIO Direction");
         return cachedValue;
     }
     char level;
     lseek(fd, 0, SEEK_SET);
     if (read(fd, &level, 1) != 1)
-        logGpioDebug("getGpioValue", "Failed to read()");
+        debugSource.log(DebugLevel, "getGpioValue", "Failed to read()");
     else if (level == '0')
         cachedValue = ValueLow;
     else if (level == '1')
         cachedValue = ValueHigh;
     else
-        logOwn(TracingGroup, DebugLevel, "Gpio", "getGpioValue",
-               QString::fromLatin1("Invalid GPIO value: %1").arg(unknownValue));
+        debugSource.log(DebugLevel, "getGpioValue",
+                        QString::fromLatin1("Invalid GPIO value: %1").arg(unknownValue));
     return cachedValue;
 }
 

@@ -6,8 +6,10 @@ namespace qvcommon
 {
 
 /**
- * Access to plain variables that one thread sets while others read them without a lock. Their
- * declared types are part of the interface, so they cannot be atomic types themselves.
+ * Reads and writes of variables that one thread sets while others read them without a lock. The
+ * interface declares these variables with plain types, so they cannot be std::atomic.
+ *
+ * load() sees all that the other thread has written before its store().
  */
 template <typename T>
 T load(const T &variable)
@@ -22,8 +24,9 @@ void store(T &variable, Value value)
 }
 
 /**
- * Reads a variable for its value alone: whoever sees a pointer this way may peek at atomic fields
- * behind it, and no more. A plain load everywhere; load() calls the kernel on the board.
+ * Reads a variable without waiting for other writes of the thread that has set it. Behind a pointer
+ * that is read like this, read only fields that are themselves read with peek(). It saves a call into
+ * the kernel on the board, where load() makes one.
  */
 template <typename T>
 T peek(const T &variable)

@@ -65,13 +65,13 @@ inline uint secondsSinceEpoch(const QDateTime &time)
     return milliseconds < 0 || seconds > qint64(outOfRange) ? outOfRange : uint(seconds);
 }
 
-/** Hands a finished line to Qt's message handler. */
+/** Hands a finished line to Qt's message handler, with the category that qDebug() has. */
 inline void messageOutput(QtMsgType type, const QString &line)
 {
 #if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
     qt_message_output(type, line.toLocal8Bit().constData());
 #else
-    qt_message_output(type, QMessageLogContext(), line);
+    qt_message_output(type, QMessageLogContext(nullptr, 0, nullptr, "default"), line);
 #endif
 }
 

@@ -118,7 +118,7 @@ void KivInterface::createLocalKivSocket()
 void KivInterface::createDomainKivSocket()
 {
     domainKivSocket = new QTcpSocket(this);
-    logKiv(InfoLevel, "createDomainKivSocket", "Starting KivInterface");
+    kivSource.log(InfoLevel, "createDomainKivSocket", "Starting KivInterface");
     connect(domainKivSocket, SIGNAL(connected()), SLOT(connectedToDomainKivSlot()));
     connect(domainKivSocket, SIGNAL(readyRead()), SLOT(dataFromKivDomainTcpSlot()));
     connect(domainKivSocket, QVCOMMON_SOCKET_ERROR_SIGNAL(QAbstractSocket::SocketError),
@@ -190,10 +190,10 @@ bool KivInterface::domainServerActivateTcpConnection(bool active)
 
 void KivInterface::connectedToLocalKivSlot()
 {
-    logKiv(DebugLevel, "connectedToLocalKivSlot",
-           "Application is connceted to local kivd daemon through a unix socket.");
-    logKiv(DebugLevel, "connectedToLocalKivSlot",
-           withNumber("socket->state: %1", stateOf(localKivSocket)));
+    kivSource.log(DebugLevel, "connectedToLocalKivSlot",
+                  "Application is connceted to local kivd daemon through a unix socket.");
+    kivSource.log(DebugLevel, "connectedToLocalKivSlot",
+                  withNumber("socket->state: %1", stateOf(localKivSocket)));
     discardReceived(rcvLocalFrameBuffer);
     setXmlFormat(KIVTARGET_LOCAL);
     Q_EMIT kivLocalUnixSocketConnectedSignal();
@@ -202,9 +202,9 @@ void KivInterface::connectedToLocalKivSlot()
 void KivInterface::connectedToDomainKivSlot()
 {
     if (enableDebugPrint) {
-        logKiv(DebugLevel, "connectedToDomainKivSlot",
-               "Connceted to domain kivd deamon through a tcp socket.");
-        logKiv(DebugLevel, "connectedToDomainKivSlot", "socket->state: %d");
+        kivSource.log(DebugLevel, "connectedToDomainKivSlot",
+                      "Connceted to domain kivd deamon through a tcp socket.");
+        kivSource.log(DebugLevel, "connectedToDomainKivSlot", "socket->state: %d");
     }
     discardReceived(rcvDomainFrameBuffer);
     setXmlFormat(KIVTARGET_DOMAIN);
@@ -216,7 +216,7 @@ void KivInterface::setXmlFormat(KIVTARGET_ENUM target)
     // The separator in front ends whatever the daemon may still hold of an earlier connection.
     const QString handshake = QLatin1String("\f\nencode:xml\r\n\r\n\f\n");
     if (enableDebugPrint)
-        logKiv(DebugLevel, "setXmlFormat", handshake);
+        kivSource.log(DebugLevel, "setXmlFormat", handshake);
     if (target == KIVTARGET_LOCAL)
         sendMsgToLocalKiv(handshake);
     else if (target == KIVTARGET_DOMAIN)
@@ -246,7 +246,8 @@ bool KivInterface::verifyLocalKivSocketOk()
     const int state = stateOf(localKivSocket);
     if (state == QLocalSocket::ConnectedState)
         return true;
-    logKiv(DebugLevel, "verifyLocalKivSocketOk", withNumber("localKivSocket->state(): %1", state));
+    kivSource.log(DebugLevel, "verifyLocalKivSocketOk",
+                  withNumber("localKivSocket->state(): %1", state));
     return false;
 }
 
@@ -258,13 +259,14 @@ bool KivInterface::verifyDomainKivSocketOk()
         return true;
     case QAbstractSocket::UnconnectedState:
     case QAbstractSocket::HostLookupState:
-        logKiv(DebugLevel, "verifyDomainKivSocketOk", "domainKivSocket->state()");
+        kivSource.log(DebugLevel, "verifyDomainKivSocketOk", "domainKivSocket->state()");
         return false;
     case QAbstractSocket::ConnectingState:
-        logKiv(DebugLevel, "verifyDomainKivSocketOk", "Connecting .......Domain Kiv Tcp socket !");
+        kivSource.log(DebugLevel, "verifyDomainKivSocketOk",
+                      "Connecting .......Domain Kiv Tcp socket !");
         return false;
     default:
-        logKiv(DebugLevel, "verifyDomainKivSocketOk", "Unknown domainKivSocket->state()");
+        kivSource.log(DebugLevel, "verifyDomainKivSocketOk", "Unknown domainKivSocket->state()");
         return false;
     }
 }
@@ -278,24 +280,25 @@ void KivInterface::bytesWrittenSlot(qint64 bytes)
 void KivInterface::handleDomainKivSocketErrorSlot(QAbstractSocket::SocketError socketError)
 {
     Q_UNUSED(socketError)
-    logKiv(InfoLevel, "handleDomainKivSocketErrorSlot",
-           "KivInterface::handleDomainKivSocketErrorSlot%s");
+    kivSource.log(InfoLevel, "handleDomainKivSocketErrorSlot",
+                  "KivInterface::handleDomainKivSocketErrorSlot%s");
     Q_EMIT kivDomainTcpSocketDisConnectedSignal();
 }
 
 void KivInterface::handleLocalKivSocketErrorSlot(QLocalSocket::LocalSocketError socketError)
 {
     const char *const function = "handleLocalKivSocketErrorSlot";
-    logKiv(InfoLevel, function, "KivInterface::displayError %s");
+    kivSource.log(InfoLevel, function, "KivInterface::displayError %s");
     if (const char *const text = localErrorText(socketError))
         DebugLine(QtWarningMsg) << text;
     else if (socketError == QLocalSocket::PeerClosedError)
-        logKiv(InfoLevel, function,
-               "The remote socket closed the connection.Note that the client socket (i.e., this "
-               "socket) will be closed after the remote close notification has been sent.");
+        kivSource.log(
+            InfoLevel, function,
+            "The remote socket closed the connection.Note that the client socket (i.e., this "
+            "socket) will be closed after the remote close notification has been sent.");
     else
-        logKiv(InfoLevel, function,
-               QString::fromLatin1("The following error occurred: %1.")
-                   .arg(localKivSocket ? localKivSocket->errorString() : QString()));
+        kivSource.log(InfoLevel, function,
+                      QString::fromLatin1("The following error occurred: %1.")
+                          .arg(localKivSocket ? localKivSocket->errorString() : QString()));
     Q_EMIT kivLocalUnixSocketDisConnectedSignal();
 }

@@ -30,20 +30,20 @@ void logHeader(const QString &header)
     const bool known =
         header.startsWith(QLatin1String("errbody:")) || header.startsWith(QLatin1String("ack:"));
     if (known && KivInterface::enableDebugPrint)
-        logKiv(DebugLevel, "handleHeader", header);
+        kivSource.log(DebugLevel, "handleHeader", header);
 }
 
 void logRequest()
 {
-    logKiv(DebugLevel, "handleRequest",
-           "KivInterface::handleRequest() - No support for request handling!!!!!");
+    kivSource.log(DebugLevel, "handleRequest",
+                  "KivInterface::handleRequest() - No support for request handling!!!!!");
 }
 
 void logParsingError(const QString &body)
 {
-    logKiv(DebugLevel, "reportKivParsingErr", "Kiv meg frame error");
+    kivSource.log(DebugLevel, "reportKivParsingErr", "Kiv meg frame error");
     if (KivInterface::enableDebugPrint)
-        logKiv(DebugLevel, "reportKivParsingErr", body);
+        kivSource.log(DebugLevel, "reportKivParsingErr", body);
 }
 
 /** Hands an element to whom it is for; false if it could not be read. */
@@ -64,7 +64,7 @@ void readBody(const SignalEmitter &emitter, const QString &body)
     if (body.isEmpty())
         return;
     if (KivInterface::enableDebugPrint)
-        logKiv(DebugLevel, "handleKivMsgBody", body);
+        kivSource.log(DebugLevel, "handleKivMsgBody", body);
 
     TokenReader xml(body);
     while (!isFinished(xml)) {

@@ -33,7 +33,7 @@ KivInterface::KivInterface(QObject *parent)
     if (instance)
         return;
     instance = this;
-    logKiv(InfoLevel, "KivInterface", "Starting KivInterface");
+    kivSource.log(InfoLevel, "KivInterface", "Starting KivInterface");
     rcvDomainFrameBuffer.reserve(receiveReserve);
     DebugLine() << "KivInterface"
                 << "Allocate 20000 bytes for rcvDomainFrameBuffer";
@@ -46,7 +46,7 @@ KivInterface::KivInterface(QObject *parent)
 
 KivInterface::~KivInterface()
 {
-    logKiv(InfoLevel, "~KivInterface", "Deleting KivInterface");
+    kivSource.log(InfoLevel, "~KivInterface", "Deleting KivInterface");
     if (localKivSocket) {
         localKivSocket->abort();
         localKivSocket->close();

@@ -2,28 +2,20 @@
 #ifndef QVCOMMON_KIVLOG_H
 #define QVCOMMON_KIVLOG_H
 
-#include "ownlog.h"
+#include "logsource.h"
 #include "tracecore.h"
 
 namespace qvcommon
 {
 
-/** Logs a message of the daemon client. */
-inline void logKiv(TraceLevel level, const char *function, const QString &message)
-{
-    logOwn(DeviceGroup, level, "KivInterface", function, message);
-}
-
-inline void logKiv(TraceLevel level, const char *function, const char *message)
-{
-    logOwn(DeviceGroup, level, "KivInterface", function, message);
-}
+/** What the daemon client logs as. */
+const LogSource kivSource = {DeviceGroup, "KivInterface"};
 
 /** Logs one token of a body. */
 inline void logXmlNode(const char *format, const QString &text)
 {
     if (TraceCore::accepts(DeviceGroup, DebugLevel))
-        logKiv(DebugLevel, "debugXmlNode", QString::fromLatin1(format).arg(text));
+        kivSource.log(DebugLevel, "debugXmlNode", QString::fromLatin1(format).arg(text));
 }
 
 /** Logs that a body has ended where more of it was expected. */

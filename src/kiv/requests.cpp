@@ -28,14 +28,14 @@ bool send(KivInterface &kiv, const QString &text, KivInterface::KIVTARGET_ENUM t
           const char *function, TraceLevel wrongTargetLevel = CriticalLevel)
 {
     if (KivInterface::enableDebugPrint)
-        logKiv(DebugLevel, function, text);
+        kivSource.log(DebugLevel, function, text);
     switch (target) {
     case KivInterface::KIVTARGET_LOCAL:
         return kiv.sendMsgToLocalKiv(text);
     case KivInterface::KIVTARGET_DOMAIN:
         return kiv.sendMsgToDomainKiv(text);
     }
-    logKiv(wrongTargetLevel, function, "Wrong kiv target!!");
+    kivSource.log(wrongTargetLevel, function, "Wrong kiv target!!");
     return false;
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "pidfilehandler.h"
 
-#include "ownlog.h"
+#include "logsource.h"
 #include "qtcompat.h"
 
 #include <cerrno>
@@ -24,7 +24,7 @@ void logFailure(const char *format, const QStringList &arguments)
     QString message = QString::fromLatin1(format);
     for (const QString &argument : arguments)
         message = message.arg(argument);
-    logOwn(DeviceGroup, InfoLevel, "PidFileHandler", "writePid", message);
+    LogSource{DeviceGroup, "PidFileHandler"}.log(InfoLevel, "writePid", message);
 }
 
 QString errorText(int error)

@@ -3,17 +3,17 @@
 
 #include "atomics.h"
 #include "debugline.h"
-#include "logfile.h"
-#include "ownlog.h"
 #include "qtcompat.h"
-#include "trace.h"
+#include "tracecore.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
 #include <QtCore/QEvent>
 #include <QtCore/QFile>
 #include <QtCore/QMutex>
+#include <QtCore/QMutexLocker>
 #include <QtCore/QTimer>
+#include <QtCore/QVarLengthArray>
 
 #include <cstdio>
 
@@ -24,10 +24,16 @@ QString LogHandler::CLASSNAME = QLatin1String("LogHandler");
 
 static const char closingRule[] = "=============================================\n";
 
-template <typename Text>
-static void logOwn(const char *function, const Text &message)
+static void logOwn(const char *function, const QString &message)
 {
-    qvcommon::logOwn(TracingGroup, DebugLevel, LogHandler::CLASSNAME, function, message);
+    Trace::logs(LogHandler::CLASSNAME, QLatin1String(function), message);
+}
+
+static void toLatin1(char *out, const QString &text)
+{
+    const QChar *const end = text.constEnd();
+    for (const QChar *c = text.constBegin(); c != end; ++c)
+        *out++ = c->unicode() <= 0xff ? char(c->unicode()) : '?';
 }
 
 static void deleteTimer(QTimer *timer)
@@ -63,7 +69,7 @@ LogHandler::~LogHandler()
     if (load(instance) == this)
         store(instance, nullptr);
 
-    logOwn("dtor", "Stopping flushTimer");
+    logOwn("dtor", QLatin1String("Stopping flushTimer"));
     QTimer *const timer = load(flushTimer);
     // A timer of the handler's own thread is stopped there, by run().
     const bool ownTimer = timer && timer->thread() == this;
@@ -71,12 +77,12 @@ LogHandler::~LogHandler()
         deleteTimer(timer);
 
     if (isRunning()) {
-        logOwn("dtor", "Stopping logger thread");
+        logOwn("dtor", QLatin1String("Stopping logger thread"));
         stopFlag = false;
         const bool ended = wait(1000);
         if (!ended)
             DebugLine() << "Giving up waiting for logger thread to stop.";
-        logOwn("start", "Giving up waiting for logger thread to stop.");
+        logOwn("start", QLatin1String("Giving up waiting for logger thread to stop."));
         // Without its object the thread would run in freed memory; Qt 5 and 6 abort.
         if (!ended) {
             quit();
@@ -87,13 +93,13 @@ LogHandler::~LogHandler()
         deleteTimer(timer);
     store(flushTimer, nullptr);
 
-    if (const Trace *const trace = load(Trace::instance)) {
-        // Another thread may be delivering a line right now.
-        Trace::lock();
-        disconnect(trace, SIGNAL(LogMessage(QString)), this, SLOT(logMessage(QString)));
-        Trace::unlock();
-    }
-    replaceLogFile(logFile, nullptr);
+    // However they are connected: by name, by pointer, or by a function with this as its context.
+    if (const Trace *const trace = load(Trace::instance))
+        disconnect(trace, nullptr, this, nullptr);
+    // Another thread may be writing a line right now. At the end of the process, it may be stuck there.
+    if (!TraceCore::awaitDelivery())
+        return;
+    delete logFile;
     delete logDir;
     delete logMutex;
 }
@@ -124,10 +130,17 @@ bool LogHandler::open(const QString &directory, const QString &newBaseName)
     QFile *const file = new QFile(logFileName);
     const bool opened = file->open(QIODevice::WriteOnly | QIODevice::Truncate);
     bytesWritten = 0;
-    replaceLogFile(logFile, file);
+    {
+        const QMutexLocker locker(logMutex);
+        delete logFile;
+        logFile = file;
+    }
     const char *const report =
         opened ? "Logging to file: %1\n" : "Could not open file for logging: %1\n";
     DebugLine() << QString::fromLatin1(report).arg(logFileName);
+    // Qt has made what it needs for a change of files by now.
+    static const EndOfProcess end;
+    Q_UNUSED(end)
     return opened;
 }
 
@@ -135,7 +148,7 @@ void LogHandler::logMessage(const QString &msg)
 {
     if (printToConsole)
         DebugLine() << msg;
-    if (!load(logFile))
+    if (!logFile)
         return;
 
     const Size length = msg.length();
@@ -148,33 +161,49 @@ void LogHandler::logMessage(const QString &msg)
         }
         bytesWritten = 0;
     }
-    writeToLogFile(logFile, msg, peek(flushAfterEachLogMsg));
     bytesWritten += int(length);
+    QVarLengthArray<char, 1024> line(int(length) + 1);
+    toLatin1(line.data(), msg);
+    line[int(length)] = '\n';
+    const QMutexLocker locker(logMutex);
+    // Qt 5 and 6 complain about writing to a file that is not open.
+    if (!logFile->isOpen())
+        return;
+    logFile->write(line.constData(), line.size());
+    if (peek(flushAfterEachLogMsg))
+        logFile->flush();
 }
 
 void LogHandler::close(const QString &lastWords)
 {
-    if (!load(logFile))
+    if (!logFile)
         return;
     flush();
     msleep(500);
-    closeLogFile(logFile, closingRule + lastWords.toLatin1() + ".....\n" + closingRule);
+    const QMutexLocker locker(logMutex);
+    if (!logFile->isOpen())
+        return;
+    logFile->write(closingRule + lastWords.toLatin1() + ".....\n" + closingRule);
+    logFile->flush();
+    logFile->close();
 }
 
 bool LogHandler::flush()
 {
-    return flushLogFile(logFile);
+    const QMutexLocker locker(logMutex);
+    return logFile && logFile->flush();
 }
 
 QString LogHandler::getCurrentLogFile()
 {
-    return nameOfLogFile(logFile);
+    const QMutexLocker locker(logMutex);
+    return logFile ? logFile->fileName() : QString();
 }
 
 void LogHandler::startFlushTimer()
 {
     if (load(flushTimer)) {
-        logOwn("startFlushTimer", "ERROR: flushTimer is already running");
+        logOwn("startFlushTimer", QLatin1String("ERROR: flushTimer is already running"));
         return;
     }
     // A timer of another thread cannot be a child.

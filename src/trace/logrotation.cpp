@@ -2,10 +2,10 @@
 #include "loghandler.h"
 
 #include "debugline.h"
-#include "logfile.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
+#include <QtCore/QMutexLocker>
 #include <QtCore/QStringList>
 
 #include <cstdio>
@@ -16,7 +16,7 @@ static const int oldestFile = 9;
 
 static const char continuation[] =
     "...continued\n"
-    "=====================================================================";
+    "=====================================================================\n";
 
 static QString numberedName(const char *pattern, const QString &baseName, int number)
 {
@@ -72,8 +72,12 @@ bool LogHandler::spawnNewLogFile()
     // Not truncated: a file that could not be renamed is written over from its start.
     QFile *const file = new QFile(logFileName);
     const bool opened = file->open(QIODevice::ReadWrite);
-    replaceLogFile(logFile, file);
-    if (opened)
-        writeToLogFile(logFile, QLatin1String(continuation), true);
+    if (opened) {
+        file->write(continuation);
+        file->flush();
+    }
+    const QMutexLocker locker(logMutex);
+    delete logFile;
+    logFile = file;
     return opened;
 }

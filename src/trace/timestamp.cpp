@@ -5,65 +5,12 @@
 #include <cstring>
 #include <ctime>
 #include <sys/time.h>
-#include <unistd.h>
 
 namespace
 {
 
 // Shared by all lines, under the lock of Trace.
 char timestampBuffer[256];
-
-/**
- * The variable TZ. As long as the environment has the same entries, which is seen without looking
- * into them, it is not searched again.
- */
-class ZoneVariable
-{
-public:
-    constexpr ZoneVariable()
-        : known(false)
-        , zone(nullptr)
-        , entries()
-    {
-    }
-
-    /** The value of TZ, or null. */
-    const char *value()
-    {
-        if (!isSameEnvironment()) {
-            remember(environ);
-            zone = std::getenv("TZ");
-        }
-        return zone;
-    }
-
-private:
-    bool isSameEnvironment() const
-    {
-        char *const *const now = environ;
-        if (!now || !known)
-            return false;
-        size_t i = 0;
-        while (now[i] && now[i] == entries[i])
-            ++i;
-        return now[i] == entries[i];
-    }
-
-    /** Remembers the entries, unless there are very many: then it is never the same environment. */
-    void remember(char *const *entry)
-    {
-        const size_t room = sizeof entries / sizeof *entries;
-        known = false;
-        for (size_t i = 0; entry && i < room && !known; ++i) {
-            entries[i] = entry[i];
-            known = !entry[i];
-        }
-    }
-
-    bool known;
-    const char *zone;
-    char *entries[64]; ///< up to a null
-};
 
 /** The time zone that the environment asks for. */
 struct ZoneSetting {
@@ -96,14 +43,13 @@ struct Calendar {
     char digits[64];
 };
 
-// Worked out when the second or the setting of the zone changes: without a setting, the C library
-// looks at the file of the system's zone each time.
+// Made anew when the second or TZ has changed. localtime() and strftime() for each line would make
+// a line three times as expensive: without TZ, the C library asks for the state of /etc/localtime.
 Calendar calendar;
-ZoneVariable zoneVariable;
 
 void updateCalendar(time_t second)
 {
-    const char *const zone = zoneVariable.value();
+    const char *const zone = std::getenv("TZ");
     if (calendar.second == second && calendar.zone.is(zone))
         return;
     calendar.second = second;
@@ -134,5 +80,6 @@ char *updateTimestamp()
     *end++ = char('0' + milliseconds / 10 % 10);
     *end++ = char('0' + milliseconds % 10);
     *end = '\0';
+    timestampBuffer[sizeof timestampBuffer - 1] = '\0'; // callers may have written to all of it
     return timestampBuffer;
 }

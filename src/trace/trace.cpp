@@ -6,11 +6,13 @@
 #include "tracecore.h"
 #include "tracelevels.h"
 
+#include <QtCore/QElapsedTimer>
+
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <pthread.h>
-#include <sched.h>
+#include <unistd.h>
 
 using namespace qvcommon;
 
@@ -25,70 +27,92 @@ bool flushAfterEachLogMsg = true;
 namespace
 {
 
-/** Where a thread was found among those that have logged, and how many these were. */
-struct KnownPlace {
-    int index;
-    int threads;
+/** The threads that have begun to write a line and are not done; most of them wait for the lock. */
+std::atomic<int> writers(0);
+
+/** The thread that holds the lock and delivers a line, or none. A thread is never 0 on Linux. */
+const pthread_t noThread = 0;
+std::atomic<pthread_t> deliverer(noThread);
+
+/** Whether lines are dropped because static objects are being destroyed. */
+std::atomic<bool> ended(false);
+
+/** Whether a line was still being delivered then, so that a thread may be in any receiver. */
+std::atomic<bool> leftInside(false);
+
+/** Whether another thread than this one delivers a line. */
+bool isOtherThreadDelivering()
+{
+    // Not a mere read: the exchange in Turn comes either before this or after it. If it comes before,
+    // the thread is seen here. If it comes after, the thread sees what was done before this.
+    const pthread_t thread = deliverer.fetch_add(0);
+    return thread != noThread && !pthread_equal(thread, pthread_self());
+}
+
+/** Waits until a condition holds, or a second has passed. */
+template <typename Condition>
+void waitBriefly(Condition condition)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition() && !timer.hasExpired(1000))
+        usleep(1000);
+}
+
+/** A thread's turn to write a line. It ends with the object, also if a slot throws. */
+class Turn
+{
+public:
+    Turn()
+    {
+        // Announced first: the mutex is there until end() has seen that nobody is left.
+        ++writers;
+        locked = !ended;
+        if (!locked)
+            return;
+        Trace::lock();
+        deliverer.exchange(pthread_self());
+    }
+
+    ~Turn()
+    {
+        // Unless end() has taken the lock away.
+        pthread_t self = pthread_self();
+        if (locked && deliverer.compare_exchange_strong(self, noThread))
+            Trace::unlock();
+        --writers;
+    }
+
+    /** False if the line is to be dropped. */
+    bool hasCome() const { return locked && !ended; }
+
+private:
+    Q_DISABLE_COPY(Turn)
+
+    bool locked;
 };
 
-// The last places of a few threads, under the lock. The list is everybody's to change, so a place
-// counts only if the list agrees with it.
-KnownPlace knownPlaces[16];
-
-/** The entry for a thread, rarely shared: the stacks of threads are 8 MB and 4 kB apart. */
-KnownPlace &knownPlace(int tid)
+/** Goes on to the next number at the end of a line, also if a slot throws. */
+class NumberUse
 {
-    return knownPlaces[(unsigned(tid) >> 12) % (sizeof knownPlaces / sizeof *knownPlaces)];
-}
+public:
+    NumberUse() {}
+    // Wraps around; signed overflow would be undefined.
+    ~NumberUse() { Trace::linenumber = int(unsigned(Trace::linenumber) + 1); }
+
+private:
+    Q_DISABLE_COPY(NumberUse)
+};
 
 /** The place of the calling thread among those that have logged, from 1. */
 int threadOrdinal()
 {
     const int tid = int(uintptr_t(pthread_self()));
-    const QList<int> &threads = Trace::threadIds;
-    KnownPlace &place = knownPlace(tid);
-    if (place.threads != threads.size() || place.index >= place.threads ||
-        threads.at(place.index) != tid) {
-        int index = int(threads.indexOf(tid));
-        if (index < 0) {
-            index = int(threads.size());
-            Trace::threadIds.append(tid);
-        }
-        place.index = index;
-        place.threads = int(threads.size());
-    }
-    return place.index + 1;
-}
-
-// The memory of a line that no slot has kept, for the next line; under the lock. Not an object, which
-// would need a constructor at load.
-QString *spareLine = nullptr;
-
-/** Empty, or memory for a line. */
-QString takeSpareLine()
-{
-    QString line;
-    if (spareLine)
-        line.swap(*spareLine);
-    return line;
-}
-
-void keepSpareLine(QString &line)
-{
-    if (!line.isDetached())
-        return;
-    // Whoever had a share of it in another thread has read it before he gave it up.
-    std::atomic_thread_fence(std::memory_order_acquire);
-    if (!spareLine)
-        spareLine = new QString;
-    spareLine->swap(line);
-}
-
-/** Apart from the log calls, which would make room for it before they look at the filter. */
-__attribute__((noinline)) void writeAccepted(int level, const QString &className,
-                                             const QString &functionName, const QString &message)
-{
-    TraceCore::write(level, className, functionName, message);
+    const int index = int(Trace::threadIds.indexOf(tid));
+    if (index >= 0)
+        return index + 1;
+    Trace::threadIds.append(tid);
+    return int(Trace::threadIds.size());
 }
 
 } // namespace
@@ -97,9 +121,15 @@ Trace::Trace(QObject *parent)
     : QObject(parent)
     , appName(QLatin1String("setAppName_before_using"))
 {
-    if (load(instance))
+    if (load(instance)) {
+        TraceCore::end();
         std::exit(-1);
-    // Not in the list above: other threads peek at these as soon as there is an instance.
+    }
+    // Made here, not when the library is loaded. It goes before the static members above.
+    static const EndOfProcess end;
+    Q_UNUSED(end)
+    // Not in the list above: other threads read these without the lock as soon as there is an
+    // instance.
     store(consolePrint, false);
     store(groupMask, 0xffff);
     store(logLevel, 1);
@@ -107,16 +137,8 @@ Trace::Trace(QObject *parent)
     store(instance, this);
 }
 
-// A line takes less time than putting a thread to sleep and waking it, so a thread that comes too
-// early first lets the others go on; on a single processor too, the lock's owner among them.
 void Trace::lock()
 {
-    const int patience = 20;
-    for (int tries = 0; tries < patience; ++tries) {
-        if (traceMutex.tryLock())
-            return;
-        sched_yield();
-    }
     traceMutex.lock();
 }
 
@@ -130,57 +152,84 @@ void Trace::toggleConsolePrint()
     store(consolePrint, !peek(consolePrint));
 }
 
-// Each of these looks at the filter itself: a line that it drops costs one call.
-
 void Trace::log(int group, int level, const QString &className, const QString &functionName,
                 const QString &message)
 {
     if (TraceCore::accepts(group, level))
-        writeAccepted(level, className, functionName, message);
+        TraceCore::write(level, className, functionName, message);
 }
 
 void Trace::logs(const QString &className, const QString &functionName, const QString &message)
 {
-    if (TraceCore::accepts(TracingGroup, DebugLevel))
-        writeAccepted(DebugLevel, className, functionName, message);
+    log(TracingGroup, DebugLevel, className, functionName, message);
 }
 
 void Trace::log(const QString &className, const QString &functionName, const QString &message)
 {
-    if (TraceCore::accepts(TracingGroup, DebugLevel))
-        writeAccepted(DebugLevel, className, functionName, message);
+    log(TracingGroup, DebugLevel, className, functionName, message);
 }
 
 void Trace::logId(int group, int level, const QString &className, const QString &functionName,
                   const QString &extra, const QString &message)
 {
     Q_UNUSED(extra)
-    if (TraceCore::accepts(group, level))
-        writeAccepted(level, className, functionName, message);
+    log(group, level, className, functionName, message);
+}
+
+bool TraceCore::awaitDelivery()
+{
+    if (leftInside)
+        return false;
+    // If another thread delivers, it holds the lock, so this one does not.
+    if (isOtherThreadDelivering()) {
+        Trace::lock();
+        Trace::unlock();
+    }
+    return true;
+}
+
+void TraceCore::awaitDeliveryBriefly()
+{
+    waitBriefly([] { return !isOtherThreadDelivering(); });
+}
+
+void TraceCore::end()
+{
+    if (ended.exchange(true))
+        return;
+    // If this is called in a slot, the line of this thread goes no further.
+    if (!pthread_equal(deliverer, pthread_self()))
+        waitBriefly([] { return writers == 0; });
+    // A line that does not end loses the lock: other threads wait for it, and Qt complains about a
+    // mutex that is destroyed while it is locked.
+    if (deliverer.exchange(noThread) != noThread) {
+        leftInside = true;
+        Trace::unlock();
+        waitBriefly([] { return writers <= 1; });
+    }
 }
 
 void TraceCore::write(int level, const TraceName &className, const TraceName &functionName,
                       const QString &message)
 {
-    Trace::lock();
+    if (ended) // or the threads that go on logging would always be some writers
+        return;
+    const Turn turn;
+    if (!turn.hasCome())
+        return;
     const char *const timestamp = updateTimestamp();
-    const TraceFields fields = {Trace::linenumber, className,       functionName,
-                                message,           threadOrdinal(), timestamp};
-    QString line = takeSpareLine();
-    buildTraceLine(line, fields);
+    const QString line = buildTraceLine(
+        {Trace::linenumber, className, functionName, message, threadOrdinal(), timestamp});
+    const NumberUse use;
 
     // The instance may have gone while this thread was waiting for the lock.
     Trace *const trace = load(Trace::instance);
     if (!trace || peek(trace->consolePrint))
         DebugLine() << line;
-    if (trace) {
-        Q_EMIT trace->LogMessage(line);
-        // A slot may have destroyed the object.
-        if (peek(Trace::instance) == trace && peek(trace->sysLogOpen))
-            writeToSyslog(level, message);
-    }
-    keepSpareLine(line);
-    // Starts again from below after the largest.
-    Trace::linenumber = int(unsigned(Trace::linenumber) + 1);
-    Trace::unlock();
+    if (!trace)
+        return;
+    Q_EMIT trace->LogMessage(line);
+    // A slot may have destroyed the object.
+    if (peek(Trace::instance) == trace && peek(trace->sysLogOpen))
+        writeToSyslog(level, message);
 }

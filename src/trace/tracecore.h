@@ -9,13 +9,13 @@
 namespace qvcommon
 {
 
-/** What all log calls are made of: a filter that costs next to nothing, and the work behind it. */
+/** What all log calls have in common: the filter, and the writing of a line that passes it. */
 class TraceCore
 {
 public:
+    /** The filter. It is inlined, and expects a level below the threshold: both make that case fast. */
     __attribute__((always_inline)) static bool accepts(int group, int level)
     {
-        // Laid out for lines that are dropped for their level: the others have more to do anyway.
         const Trace *const filter = peek(Trace::instance);
         return Q_LIKELY(filter) && Q_UNLIKELY(level >= peek(filter->logLevel)) &&
                (group & peek(filter->groupMask));
@@ -24,6 +24,38 @@ public:
     /** Numbers and delivers a line that the filter has accepted. */
     static void write(int level, const TraceName &className, const TraceName &functionName,
                       const QString &message);
+
+    /**
+     * Waits until no other thread is delivering a line. Those that begin later see what this thread
+     * has changed before: it may delete a receiver that it has disconnected.
+     *
+     * The lock is not taken if nobody delivers, so the calling thread may hold it.
+     * @return false if the process is ending and a thread may still be in the receiver
+     */
+    static bool awaitDelivery();
+
+    /** The same, but for a second at most. */
+    static void awaitDeliveryBriefly();
+
+    /**
+     * Drops all log calls from now on, because the static objects are going to be destroyed. Waits
+     * until the lines that are being written are done, but for a second at most.
+     */
+    static void end();
+};
+
+/**
+ * A static object of this class ends the tracing with exit(). Static objects that were made before it
+ * live longer: make one when all is there that a line needs, Qt's own included.
+ */
+class EndOfProcess
+{
+public:
+    EndOfProcess() {}
+    ~EndOfProcess() { TraceCore::end(); }
+
+private:
+    Q_DISABLE_COPY(EndOfProcess)
 };
 
 } // namespace qvcommon

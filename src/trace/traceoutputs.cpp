@@ -3,23 +3,23 @@
 
 #include "atomics.h"
 #include "debugline.h"
-#include "ownlog.h"
+#include "logsource.h"
 #include "syslogsink.h"
+#include "tracecore.h"
 
 #include <cerrno>
 #include <cstring>
 
 using namespace qvcommon;
 
-static void logOwn(const char *function, const QString &message)
-{
-    qvcommon::logOwn(TracingGroup, InfoLevel, "Trace", function, message);
-}
+static const LogSource source = {TracingGroup, "Trace"};
 
 Trace::~Trace()
 {
     DebugLine() << "Delting Trace object";
     store(instance, nullptr);
+    // At exit(), threads may still log to a static object.
+    TraceCore::awaitDeliveryBriefly();
     closeLoggers();
 }
 
@@ -32,7 +32,8 @@ void Trace::openSysLog(QString ident)
     appName = ident;
     store(sysLogOpen, true);
     // Announced first: this line still appears under the name that syslog uses by default.
-    logOwn("openSysLog", QString::fromLatin1("Opening syslog with ident: %1").arg(appName));
+    source.log(InfoLevel, "openSysLog",
+               QString::fromLatin1("Opening syslog with ident: %1").arg(appName));
     openSyslog(appName);
 }
 
@@ -40,13 +41,13 @@ void Trace::applyLogFilters(int level, int newGroupMask)
 {
     const QChar blank = QLatin1Char(' ');
     if (level >= 0) {
-        logOwn("applyLogFilters",
-               QString::fromLatin1("Setting LogLevel to: %1").arg(level, 0, 10, blank));
+        source.log(InfoLevel, "applyLogFilters",
+                   QString::fromLatin1("Setting LogLevel to: %1").arg(level, 0, 10, blank));
         store(logLevel, level);
     }
     if (newGroupMask >= 0) {
-        logOwn(
-            "applyLogFilters",
+        source.log(
+            InfoLevel, "applyLogFilters",
             QString::fromLatin1("Setting GroupFilter Mask to: %1").arg(newGroupMask, 16, 2, blank));
         store(groupMask, newGroupMask);
     }

@@ -41,8 +41,6 @@ class TestTraceAllocations : public TraceFixture
 private Q_SLOTS:
     void buildsALineInOneAllocation_data();
     void buildsALineInOneAllocation();
-    void buildsALineInTheMemoryOfTheLast_data();
-    void buildsALineInTheMemoryOfTheLast();
     void rejectsWithoutLockOrAllocation();
 };
 
@@ -74,26 +72,6 @@ void TestTraceAllocations::buildsALineInOneAllocation()
     Trace::log(8, 2, pump, start, message);
     QCOMPARE(allocations() - before, 1L);
     QCOMPARE(first, copy);
-}
-
-void TestTraceAllocations::buildsALineInTheMemoryOfTheLast_data()
-{
-    buildsALineInOneAllocation_data();
-}
-
-void TestTraceAllocations::buildsALineInTheMemoryOfTheLast()
-{
-    QFETCH(QString, message);
-    const QString pump = text("Pump");
-    const QString start = text("start");
-    calls.reset(); // keeping a journal takes memory, too
-    Trace trace(nullptr);
-    Trace::log(8, 2, pump, start, message);
-    const long before = allocations();
-    if (before < 0)
-        SKIP_TEST(allocationsUnknown);
-    Trace::log(8, 2, pump, start, message);
-    QCOMPARE(allocations() - before, 0L);
 }
 
 void TestTraceAllocations::rejectsWithoutLockOrAllocation()
