@@ -470,7 +470,7 @@ void TestReplies::tellsSimpleTextInData()
 
 void TestReplies::tellsSimpleTextInArguments_data()
 {
-    simpleText_data();
+    tellsSimpleTextInData_data();
     for (const Limit &limit : furtherLimits)
         QTest::newRow(codeOf(limit.character).constData())
             << QString(QLatin1Char('a') + QString(QChar(limit.character))) << limit.simple;
