@@ -124,6 +124,16 @@ uint predefinedEntity(const XmlText &name)
 
 } // namespace
 
+bool is(const XmlText &text, const char *expected)
+{
+    for (const QChar character : text) {
+        if (character.unicode() != uchar(*expected))
+            return false;
+        ++expected;
+    }
+    return *expected == 0;
+}
+
 bool operator==(const XmlText &text, const QString &other)
 {
     return text.size() == other.size() && std::equal(text.begin(), text.end(), other.constData());
@@ -332,14 +342,6 @@ void TokenReader::resolveText()
     characters = XmlText(begin, out);
 }
 
-QString TokenReader::tokenString() const
-{
-    static const char *const names[] = {"NoToken",     "Invalid",      "StartDocument",
-                                        "EndDocument", "StartElement", "EndElement",
-                                        "Characters"};
-    return qtReader ? qtReader->tokenString() : QString(QLatin1String(names[type]));
-}
-
 XmlText TokenReader::nameFromQt() const
 {
     const auto name = qtReader->name();
@@ -355,6 +357,12 @@ XmlText TokenReader::textFromQt() const
 Size TokenReader::charactersLeft() const
 {
     return qtReader ? std::numeric_limits<Size>::max() : Size(end - next);
+}
+
+void readFollowingText(TokenReader &xml, QString &value)
+{
+    if (xml.readNext() == QXmlStreamReader::Characters)
+        value = xml.text().toString();
 }
 
 } // namespace qvcommon
