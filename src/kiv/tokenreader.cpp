@@ -268,10 +268,11 @@ inline bool TokenReader::scanEndTag()
     return scanTagEnd(skipSpace(tagName.end()));
 }
 
+/** Surrogates do not count as something that follows: Qt drops one without the other. */
 inline bool TokenReader::scanTagEnd(const QChar *at)
 {
     next = at + 1;
-    return is(*at, '>') && (!is(*next, '\0') || open.isEmpty());
+    return is(*at, '>') && (open.isEmpty() || (!is(*next, '\0') && next->unicode() < 0xd800));
 }
 
 /** Scans a text up to the next "<". */

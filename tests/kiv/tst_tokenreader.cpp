@@ -269,6 +269,7 @@ void TestTokenReader::otherTextsAreReadByQt_data()
         QTest::newRow(("U+" + QByteArray::number(character.unicode(), 16)).constData())
             << latin1("<a><b/>") + character + latin1("</a>");
     }
+    QTest::newRow("surrogate at the end") << latin1("<a>") + QChar(0xd800);
     QTest::newRow("surrogate pair")
         << latin1("<a>") + QChar(0xd83d) + QChar(0xde00) + latin1("</a>");
     QTest::newRow("byte order mark") << QChar(0xfeff) + latin1("<a/>");
