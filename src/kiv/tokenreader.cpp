@@ -48,6 +48,11 @@ inline bool isAscii(ushort code, CharacterClass wanted)
     return code < asciiEnd && (classes[code] & wanted) != 0;
 }
 
+inline bool isWithin(ushort code, ushort first, ushort last)
+{
+    return ushort(code - first) <= last - first;
+}
+
 /** Surrogates are left to Qt's reader, and so is the end, with characters that Qt 4 replaces. */
 inline bool isOrdinary(ushort code)
 {
@@ -272,7 +277,7 @@ inline bool TokenReader::scanEndTag()
 inline bool TokenReader::scanTagEnd(const QChar *at)
 {
     next = at + 1;
-    return is(*at, '>') && (open.isEmpty() || (!is(*next, '\0') && next->unicode() < 0xd800));
+    return is(*at, '>') && (isWithin(next->unicode(), 1, 0xd7ff) || open.isEmpty());
 }
 
 /** Scans a text up to the next "<". */
