@@ -17,6 +17,11 @@ bool Children::next()
     return false;
 }
 
+bool Children::closed() const
+{
+    return last == QXmlStreamReader::EndElement && is(xml.name(), ends[0]);
+}
+
 bool Children::isEnd(const XmlText &name) const
 {
     for (const char *const end : ends) {

@@ -30,10 +30,7 @@ public:
     bool next();
 
     /** Whether the walk has ended at the element's own end tag. */
-    bool closed() const
-    {
-        return lastToken() == QXmlStreamReader::EndElement && is(xml.name(), ends[0]);
-    }
+    bool closed() const;
 
     /** The token that has ended the walk, or NoToken if nothing was left to read. */
     TokenReader::TokenType lastToken() const { return last; }

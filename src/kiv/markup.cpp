@@ -134,7 +134,7 @@ bool appendData(QString &markup, TokenReader &xml)
             break;
         case QXmlStreamReader::EndElement: {
             const XmlText name = xml.name();
-            if (is(name, "data"))
+            if (name.size() == 4 && is(name, "data"))
                 return true;
             appender.endTag(name);
             break;

@@ -24,27 +24,11 @@ public:
 
     bool hasClient() const { return !client.isNull(); }
 
-    void ok(const QString &ref) const
-    {
-        if (client)
-            Q_EMIT client->kivOkSignal(ref);
-    }
-    void error(const QString &ref, const QString &type, const QString &message) const
-    {
-        if (client)
-            Q_EMIT client->kivErrorSignal(ref, type, message);
-    }
-    void get(const QString &ref, const QString &data) const
-    {
-        if (client)
-            Q_EMIT client->kivGetSignal(ref, data);
-    }
+    void ok(const QString &ref) const;
+    void error(const QString &ref, const QString &type, const QString &message) const;
+    void get(const QString &ref, const QString &data) const;
     void notify(const QString &ref, const QString &op, const QString &rpath, const QString &spath,
-                const QString &data) const
-    {
-        if (client)
-            Q_EMIT client->kivNotifySignal(ref, op, rpath, spath, data);
-    }
+                const QString &data) const;
 
 private:
     const QPointer<KivInterface> client;

@@ -48,6 +48,11 @@ inline bool isAscii(ushort code, CharacterClass wanted)
     return code < asciiEnd && (classes[code] & wanted) != 0;
 }
 
+inline bool isWithin(ushort code, ushort first, ushort last)
+{
+    return ushort(code - first) <= last - first;
+}
+
 /** Surrogates are left to Qt's reader, and so is the end, with characters that Qt 4 replaces. */
 inline bool isOrdinary(ushort code)
 {
@@ -123,6 +128,16 @@ uint predefinedEntity(const XmlText &name)
 }
 
 } // namespace
+
+bool is(const XmlText &text, const char *expected)
+{
+    for (const QChar character : text) {
+        if (character.unicode() != uchar(*expected))
+            return false;
+        ++expected;
+    }
+    return *expected == 0;
+}
 
 bool operator==(const XmlText &text, const QString &other)
 {
@@ -258,10 +273,11 @@ inline bool TokenReader::scanEndTag()
     return scanTagEnd(skipSpace(tagName.end()));
 }
 
+/** Surrogates do not count as something that follows: Qt drops one without the other. */
 inline bool TokenReader::scanTagEnd(const QChar *at)
 {
     next = at + 1;
-    return is(*at, '>') && (!is(*next, '\0') || open.isEmpty());
+    return is(*at, '>') && (isWithin(next->unicode(), 1, 0xd7ff) || open.isEmpty());
 }
 
 /** Scans a text up to the next "<". */
@@ -332,14 +348,6 @@ void TokenReader::resolveText()
     characters = XmlText(begin, out);
 }
 
-QString TokenReader::tokenString() const
-{
-    static const char *const names[] = {"NoToken",     "Invalid",      "StartDocument",
-                                        "EndDocument", "StartElement", "EndElement",
-                                        "Characters"};
-    return qtReader ? qtReader->tokenString() : QString(QLatin1String(names[type]));
-}
-
 XmlText TokenReader::nameFromQt() const
 {
     const auto name = qtReader->name();
@@ -355,6 +363,12 @@ XmlText TokenReader::textFromQt() const
 Size TokenReader::charactersLeft() const
 {
     return qtReader ? std::numeric_limits<Size>::max() : Size(end - next);
+}
+
+void readFollowingText(TokenReader &xml, QString &value)
+{
+    if (xml.readNext() == QXmlStreamReader::Characters)
+        value = xml.text().toString();
 }
 
 } // namespace qvcommon

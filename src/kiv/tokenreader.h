@@ -31,17 +31,7 @@ private:
     const QChar *behind;
 };
 
-/** Whether a piece of text is @a expected, which most often is decided by the first letter. */
-inline bool is(const XmlText &text, const char *expected)
-{
-    for (const QChar character : text) {
-        if (character.unicode() != uchar(*expected))
-            return false;
-        ++expected;
-    }
-    return *expected == 0;
-}
-
+bool is(const XmlText &text, const char *expected);
 bool operator==(const XmlText &text, const QString &other);
 
 /**
@@ -66,7 +56,8 @@ public:
     TokenType readNext();
 
     TokenType tokenType() const { return qtReader ? qtReader->tokenType() : type; }
-    QString tokenString() const;
+    /** The name of a token that plain texts do not have; empty for the others in them. */
+    QString tokenString() const { return qtReader ? qtReader->tokenString() : QString(); }
     bool atEnd() const { return qtReader ? qtReader->atEnd() : type == Qxml::EndDocument; }
     bool hasError() const { return qtReader && qtReader->hasError(); }
     QXmlStreamReader::Error error() const
@@ -137,11 +128,7 @@ inline bool isCutOff(const TokenReader &xml)
 }
 
 /** Reads one more token; if it is text it becomes @a value, otherwise @a value stays. */
-inline void readFollowingText(TokenReader &xml, QString &value)
-{
-    if (xml.readNext() == QXmlStreamReader::Characters)
-        value = xml.text().toString();
-}
+void readFollowingText(TokenReader &xml, QString &value);
 
 } // namespace qvcommon
 
