@@ -3,8 +3,8 @@
 // Feeds the receive path of the daemon client with arbitrary bytes. The first byte says in how
 // large reads the rest arrives.
 
-#include "frames.h"
 #include "fuzzing.h"
+#include "kiv/frames.h"
 #include "kivinterface.h"
 #include "trace.h"
 

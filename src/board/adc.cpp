@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "adc.h"
 
-#include "boardfile.h"
-#include "debugline.h"
-#include "logsource.h"
+#include "board/boardfile.h"
+#include "common/debugline.h"
+#include "trace/logsource.h"
 
 #include <cstdlib>
 #include <unistd.h>

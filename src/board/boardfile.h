@@ -2,7 +2,7 @@
 #ifndef QVCOMMON_BOARDFILE_H
 #define QVCOMMON_BOARDFILE_H
 
-#include "qtcompat.h"
+#include "qtcompat/text.h"
 
 #include <cstdarg>
 #include <cstdio>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "gpio.h"
 
-#include "boardfile.h"
-#include "logsource.h"
-#include "qtcompat.h"
+#include "board/boardfile.h"
+#include "qtcompat/text.h"
+#include "trace/logsource.h"
 
 #include <cstdio>
 #include <cstring>

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "debugline.h"
+#include "common/debugline.h"
 
-#include "qtcompat.h"
+#include "qtcompat/messages.h"
+#include "qtcompat/size.h"
 
 #include <QtCore/QLocale>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "children.h"
+#include "kiv/children.h"
 
 namespace qvcommon
 {

@@ -2,7 +2,7 @@
 #ifndef QVCOMMON_CHILDREN_H
 #define QVCOMMON_CHILDREN_H
 
-#include "tokenreader.h"
+#include "kiv/tokenreader.h"
 
 namespace qvcommon
 {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivinterface.h"
 
-#include "debugline.h"
-#include "frames.h"
-#include "kivlog.h"
-#include "qtcompat.h"
+#include "common/debugline.h"
+#include "kiv/frames.h"
+#include "kiv/kivlog.h"
+#include "qtcompat/sockets.h"
 
 #include <QtNetwork/QTcpSocket>
 

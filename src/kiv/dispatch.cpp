@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivinterface.h"
 
-#include "debugline.h"
-#include "frames.h"
-#include "kivlog.h"
-#include "notifications.h"
-#include "replies.h"
+#include "common/debugline.h"
+#include "kiv/frames.h"
+#include "kiv/kivlog.h"
+#include "kiv/notifications.h"
+#include "kiv/replies.h"
 
 #include <QtNetwork/QTcpSocket>
 

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "entities.h"
+#include "kiv/entities.h"
+
+#include "qtcompat/size.h"
 
 #include <algorithm>
 

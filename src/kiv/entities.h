@@ -2,7 +2,7 @@
 #ifndef QVCOMMON_ENTITIES_H
 #define QVCOMMON_ENTITIES_H
 
-#include "qtcompat.h"
+#include <QtCore/QString>
 
 namespace qvcommon
 {

@@ -2,7 +2,11 @@
 #ifndef QVCOMMON_FRAMES_H
 #define QVCOMMON_FRAMES_H
 
-#include "qtcompat.h"
+#include "qtcompat/size.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
 
 namespace qvcommon
 {

@@ -2,8 +2,8 @@
 #ifndef QVCOMMON_KIVLOG_H
 #define QVCOMMON_KIVLOG_H
 
-#include "logsource.h"
-#include "tracecore.h"
+#include "trace/logsource.h"
+#include "trace/tracecore.h"
 
 namespace qvcommon
 {

@@ -2,7 +2,7 @@
 #ifndef QVCOMMON_MARKUP_H
 #define QVCOMMON_MARKUP_H
 
-#include "tokenreader.h"
+#include "kiv/tokenreader.h"
 
 namespace qvcommon
 {

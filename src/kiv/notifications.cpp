@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "notifications.h"
+#include "kiv/notifications.h"
 
-#include "children.h"
-#include "debugline.h"
-#include "kivlog.h"
-#include "markup.h"
+#include "common/debugline.h"
+#include "kiv/children.h"
+#include "kiv/kivlog.h"
+#include "kiv/markup.h"
 
 using namespace qvcommon;
 

@@ -2,8 +2,8 @@
 #ifndef QVCOMMON_NOTIFICATIONS_H
 #define QVCOMMON_NOTIFICATIONS_H
 
-#include "signalemitter.h"
-#include "tokenreader.h"
+#include "kiv/signalemitter.h"
+#include "kiv/tokenreader.h"
 
 namespace qvcommon
 {

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivinterface.h"
 
-#include "tokenreader.h"
+#include "kiv/tokenreader.h"
+#include "qtcompat/text.h"
 
 using namespace qvcommon;
 

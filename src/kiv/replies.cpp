@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "replies.h"
+#include "kiv/replies.h"
 
-#include "children.h"
-#include "kivlog.h"
-#include "markup.h"
+#include "kiv/children.h"
+#include "kiv/kivlog.h"
+#include "kiv/markup.h"
 
 using namespace qvcommon;
 

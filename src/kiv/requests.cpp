@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivinterface.h"
 
-#include "kivlog.h"
+#include "kiv/kivlog.h"
 
 #include <QtCore/QStringBuilder>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "signalemitter.h"
+#include "kiv/signalemitter.h"
 
 namespace qvcommon
 {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivinterface.h"
 
-#include "qtcompat.h"
+#include "qtcompat/time.h"
 
 using namespace qvcommon;
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "tokenreader.h"
+#include "kiv/tokenreader.h"
 
-#include "entities.h"
+#include "kiv/entities.h"
+#include "qtcompat/xml.h"
 
 #include <algorithm>
 #include <limits>

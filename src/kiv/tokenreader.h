@@ -2,9 +2,11 @@
 #ifndef QVCOMMON_TOKENREADER_H
 #define QVCOMMON_TOKENREADER_H
 
-#include "qtcompat.h"
+#include "qtcompat/size.h"
 
+#include <QtCore/QString>
 #include <QtCore/QVarLengthArray>
+#include <QtCore/QXmlStreamReader>
 
 #include <memory>
 

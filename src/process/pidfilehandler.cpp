@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "pidfilehandler.h"
 
-#include "logsource.h"
-#include "qtcompat.h"
+#include "qtcompat/text.h"
+#include "trace/logsource.h"
 
 #include <cerrno>
 #include <csignal>

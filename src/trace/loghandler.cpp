@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "loghandler.h"
 
-#include "atomics.h"
-#include "debugline.h"
-#include "qtcompat.h"
-#include "tracecore.h"
+#include "common/atomics.h"
+#include "common/debugline.h"
+#include "qtcompat/size.h"
+#include "qtcompat/timers.h"
+#include "trace/tracecore.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDir>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "loghandler.h"
 
-#include "debugline.h"
+#include "common/debugline.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>

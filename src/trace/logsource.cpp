@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "logsource.h"
+#include "trace/logsource.h"
 
-#include "tracecore.h"
+#include "trace/tracecore.h"
 
 namespace qvcommon
 {

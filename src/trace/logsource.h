@@ -2,7 +2,7 @@
 #ifndef QVCOMMON_LOGSOURCE_H
 #define QVCOMMON_LOGSOURCE_H
 
-#include "tracelevels.h"
+#include "trace/tracelevels.h"
 
 #include <QtCore/QString>
 

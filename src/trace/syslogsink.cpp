@@ -3,9 +3,9 @@
 // The checked variant of syslog() ends the process on "%n" in a text that is not a literal.
 #undef _FORTIFY_SOURCE
 
-#include "syslogsink.h"
+#include "trace/syslogsink.h"
 
-#include "tracelevels.h"
+#include "trace/tracelevels.h"
 
 #include <cstdlib>
 #include <cstring>

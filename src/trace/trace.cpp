@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "trace.h"
 
-#include "debugline.h"
-#include "syslogsink.h"
-#include "tracecore.h"
-#include "tracelevels.h"
+#include "common/debugline.h"
+#include "trace/syslogsink.h"
+#include "trace/tracecore.h"
+#include "trace/tracelevels.h"
 
 #include <QtCore/QElapsedTimer>
 

@@ -2,9 +2,9 @@
 #ifndef QVCOMMON_TRACECORE_H
 #define QVCOMMON_TRACECORE_H
 
-#include "atomics.h"
+#include "common/atomics.h"
 #include "trace.h"
-#include "traceline.h"
+#include "trace/traceline.h"
 
 namespace qvcommon
 {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "traceline.h"
+#include "trace/traceline.h"
 
-#include "qtcompat.h"
+#include "qtcompat/size.h"
 
 #include <QtCore/QLocale>
 

@@ -2,7 +2,7 @@
 #ifndef QVCOMMON_TRACELINE_H
 #define QVCOMMON_TRACELINE_H
 
-#include "qtcompat.h"
+#include "qtcompat/size.h"
 
 #include <cstring>
 

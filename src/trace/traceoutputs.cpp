@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "trace.h"
 
-#include "atomics.h"
-#include "debugline.h"
-#include "logsource.h"
-#include "syslogsink.h"
-#include "tracecore.h"
+#include "common/atomics.h"
+#include "common/debugline.h"
+#include "trace/logsource.h"
+#include "trace/syslogsink.h"
+#include "trace/tracecore.h"
 
 #include <cerrno>
 #include <cstring>

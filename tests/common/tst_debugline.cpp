@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "debugline.h"
+#include "common/debugline.h"
 
 #include "localcodec.h"
 #include "messagelog.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "qtcompat.h"
+#include "qtcompat/time.h"
 
 #include <QtTest/QTest>
 

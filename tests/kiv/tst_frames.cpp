@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "frames.h"
+#include "kiv/frames.h"
 #include "plainreceiver.h"
+#include "qtcompat/text.h"
 #include "random.h"
 
 #include <QtTest/QtTest>

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "entities.h"
+#include "kiv/entities.h"
+#include "kiv/tokenreader.h"
 #include "plainreceiver.h"
+#include "qtcompat/xml.h"
 #include "random.h"
-#include "tokenreader.h"
 
 #include <QtTest/QtTest>
 

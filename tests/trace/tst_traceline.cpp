@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "traceline.h"
+#include "trace/traceline.h"
 
 #include "random.h"
 

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#ifndef QVCOMMON_QTCOMPAT_TEXT_H
+#define QVCOMMON_QTCOMPAT_TEXT_H
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+
+namespace qvcommon
+{
+
+/**
+ * The text in received bytes, up to the first NUL byte: in Latin-1, or on Qt 4 in the codec that
+ * the application has installed for C strings.
+ */
+inline QString fromCString(const QByteArray &bytes)
+{
+#if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
+    return QString::fromAscii(bytes.constData());
+#else
+    return QString::fromLatin1(bytes.constData());
+#endif
+}
+
+/** Splits a text, leaving out empty pieces. */
+inline QStringList splitNonEmpty(const QString &text, QChar separator)
+{
+#if QT_VERSION < QT_VERSION_CHECK(5, 14, 0)
+    return text.split(separator, QString::SkipEmptyParts);
+#else
+    return text.split(separator, Qt::SkipEmptyParts);
+#endif
+}
+
+} // namespace qvcommon
+
+#endif
