@@ -134,7 +134,7 @@ bool LogHandler::open(const QString &directory, const QString &newBaseName)
     {
         const QMutexLocker locker(logMutex);
         delete logFile;
-        logFile = file;
+        store(logFile, file);
     }
     const char *const report =
         opened ? "Logging to file: %1\n" : "Could not open file for logging: %1\n";
@@ -149,7 +149,7 @@ void LogHandler::logMessage(const QString &msg)
 {
     if (printToConsole)
         DebugLine() << msg;
-    if (!logFile)
+    if (!load(logFile))
         return;
 
     const Size length = msg.length();
@@ -177,7 +177,7 @@ void LogHandler::logMessage(const QString &msg)
 
 void LogHandler::close(const QString &lastWords)
 {
-    if (!logFile)
+    if (!load(logFile))
         return;
     flush();
     msleep(500);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "loghandler.h"
 
+#include "common/atomics.h"
 #include "common/debugline.h"
 
 #include <QtCore/QDir>
@@ -78,6 +79,6 @@ bool LogHandler::spawnNewLogFile()
     }
     const QMutexLocker locker(logMutex);
     delete logFile;
-    logFile = file;
+    store(logFile, file);
     return opened;
 }

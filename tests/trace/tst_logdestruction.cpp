@@ -137,7 +137,8 @@ void TestLogDestruction::waitsForALineInAnotherThread()
         destroyed = true;
     });
     // It gets as far as it can: it is no longer the instance, and waits.
-    const bool begun = waitFor([] { return !LogHandler::instance; });
+    const bool begun =
+        waitFor([] { return !__atomic_load_n(&LogHandler::instance, __ATOMIC_ACQUIRE); });
     settle();
     const bool tooEarly = destroyed;
     gate.open = true;
@@ -145,6 +146,14 @@ void TestLogDestruction::waitsForALineInAnotherThread()
     destroyer.join();
     QVERIFY(begun);
     QVERIFY(!tooEarly);
+}
+
+static int nextLine()
+{
+    Trace::lock();
+    const int number = Trace::linenumber;
+    Trace::unlock();
+    return number;
 }
 
 void TestLogDestruction::survivesOtherThreadsThatLog()
@@ -165,9 +174,9 @@ void TestLogDestruction::survivesOtherThreadsThatLog()
         LogHandler handler(nullptr, false);
         QVERIFY(handler.open(folder.directory(), app));
         connectTo(&handler, Form(form), Qt::ConnectionType(type));
-        const int before = Trace::linenumber;
-        while (Trace::linenumber - before < 20)
-            QCoreApplication::processEvents();
+        const int before = nextLine();
+        while (nextLine() - before < 20)
+            std::this_thread::yield();
     }
     stop = true;
     for (std::thread &logger : loggers)
