@@ -67,19 +67,19 @@ QChar *writeSimplified(QChar *out, const QChar *text, Size length, bool &placeho
 {
     const QChar *const begin = out;
     const QChar *const end = text + length;
-    bool gap = false;
-    for (; text != end; ++text) {
+    while (text != end) {
         const ushort c = text->unicode();
         if (isSpace(c)) {
-            gap = true;
+            do
+                ++text;
+            while (text != end && isSpace(text->unicode()));
+            if (out != begin && text != end)
+                *out++ = blank();
             continue;
         }
-        if (gap && out != begin)
-            *out++ = blank();
-        gap = false;
         if (c == '%' && isPlaceholder(text, end))
             placeholder = true;
-        *out++ = QChar(c);
+        *out++ = *text++;
     }
     return out;
 }
