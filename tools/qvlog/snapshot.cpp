@@ -41,6 +41,14 @@ bool addFile(TarWriter &tar, LogFile &file, const std::string &name)
     return tar.end();
 }
 
+/** Removes an archive that is not complete, but no device. */
+void removeFile(int descriptor, const std::string &name)
+{
+    struct stat status;
+    if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode))
+        ::unlink(name.c_str());
+}
+
 bool addLog(TarWriter &tar, const LogName &log, const std::string &folder, std::string &error)
 {
     bool found = false;
@@ -83,10 +91,10 @@ bool writeSnapshot(const std::vector<LogName> &logs, const std::string &target, 
         error = "cannot write " + target + ": " + std::strerror(errno);
         complete = false;
     }
+    if (isFile && !complete)
+        removeFile(descriptor, target);
     if (isFile)
         ::close(descriptor);
-    if (isFile && !complete)
-        ::unlink(target.c_str());
     return complete;
 }
 
