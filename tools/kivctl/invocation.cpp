@@ -155,6 +155,8 @@ bool applyGeneral(int code, const std::string &value, Invocation &target)
 {
     switch (code) {
     case 's':
+        if (value.empty())
+            throw Failure(Usage, "--socket needs a path");
         target.address = Address();
         target.address.path = value;
         return true;
@@ -261,10 +263,15 @@ void checkForm(const Invocation &invocation, const std::vector<int> &used)
         throw Failure(Usage, std::string("it is proxy ") + form.arguments);
 }
 
-[[noreturn]] void refuseOption(int code, const std::string &text)
+/** @param word the last that was read */
+[[noreturn]] void refuseOption(int code, const std::string &word)
 {
-    throw Failure(Usage, std::string(code == ':' ? "no value for option '" : "unknown option '") +
-                             text + "'");
+    std::string name = word;
+    if (optopt >= ColorOption)
+        name = std::string("--") + optionName(optopt);
+    else if (optopt != 0 && word.compare(0, 2, "--") != 0)
+        name = std::string("-") + static_cast<char>(optopt);
+    throw Failure(Usage, (code == ':' ? "no value for option '" : "unknown option '") + name + "'");
 }
 
 } // namespace
@@ -284,12 +291,11 @@ Invocation parseInvocation(const std::vector<std::string> &words, const Invocati
     opterr = 0;
     optind = 0; // there may have been other command lines
     for (;;) {
-        const int index = optind > 0 ? optind : 1;
         const int code = getopt_long(argc, argv.data(), shortOptions, longOptions, nullptr);
         if (code == -1)
             break;
         if (code == '?' || code == ':')
-            refuseOption(code, argv[static_cast<std::size_t>(index < argc ? index : argc - 1)]);
+            refuseOption(code, argv[static_cast<std::size_t>(optind - 1)]);
         if (code == 'h' || code == 'V') {
             invocation.command = code == 'h' ? "--help" : "--version";
             return invocation;
@@ -303,6 +309,8 @@ Invocation parseInvocation(const std::vector<std::string> &words, const Invocati
         invocation.arguments.push_back(argv[static_cast<std::size_t>(i)]);
     if (!invocation.arguments.empty()) {
         invocation.command = invocation.arguments.front();
+        if (invocation.command.empty())
+            throw Failure(Usage, "unknown command ''");
         invocation.arguments.erase(invocation.arguments.begin());
     }
     checkForm(invocation, used);

@@ -14,6 +14,11 @@ const char cdataBegin[] = "<![CDATA[";
 const char cdataEnd[] = "]]>";
 const char blanks[] = " \t\r\n";
 
+bool isBlank(char c)
+{
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
+
 } // namespace
 
 Scanner::Scanner(const std::string &xml, std::size_t begin, std::size_t end)
@@ -75,7 +80,10 @@ Token Scanner::tag()
     }
     if (nameBegin > contentEnd)
         return bad();
-    const std::size_t nameEnd = std::min(text.find_first_of(blanks, nameBegin), contentEnd);
+    const std::size_t nameEnd = static_cast<std::size_t>(
+        std::find_if(text.begin() + static_cast<std::ptrdiff_t>(nameBegin),
+                     text.begin() + static_cast<std::ptrdiff_t>(contentEnd), isBlank) -
+        text.begin());
     token.name = text.substr(nameBegin, nameEnd - nameBegin);
     token.attributes = text.substr(nameEnd, contentEnd - nameEnd);
     token.attributes.erase(token.attributes.find_last_not_of(blanks) + 1);

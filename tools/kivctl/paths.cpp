@@ -71,8 +71,9 @@ void appendAttributes(std::vector<Leaf> &leaves, const std::string &attributes,
         const std::size_t end = attributes.find(attributes[quote], quote + 1);
         if (end == std::string::npos)
             return;
-        const std::size_t nameEnd = std::min(attributes.find_first_of("= \t\r\n", name), quote);
-        leaves.push_back(Leaf(path + "/@" + attributes.substr(name, nameEnd - name),
+        const std::string beforeQuote = attributes.substr(name, quote - name);
+        const std::string attribute = beforeQuote.substr(0, beforeQuote.find_first_of("= \t\r\n"));
+        leaves.push_back(Leaf(path + "/@" + attribute,
                               unescaped(attributes.substr(quote + 1, end - quote - 1))));
         at = end + 1;
     }

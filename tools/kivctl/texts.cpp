@@ -101,11 +101,11 @@ std::string unescaped(const std::string &markup)
         at = ampersand;
         if (at == markup.size())
             break;
-        const std::size_t semicolon = markup.find(';', at);
-        const bool isShort = semicolon != std::string::npos && semicolon - at > 1 &&
-                             semicolon - at <= longestName + 1;
-        if (isShort && appendReference(result, markup.substr(at + 1, semicolon - at - 1)))
-            at = semicolon + 1;
+        const std::string name = markup.substr(at + 1, longestName + 1);
+        const std::size_t semicolon = name.find(';');
+        if (semicolon != std::string::npos && semicolon > 0 &&
+            appendReference(result, name.substr(0, semicolon)))
+            at += semicolon + 2;
         else
             result += markup[at++];
     }

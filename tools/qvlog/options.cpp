@@ -83,6 +83,7 @@ private:
     bool setCount(std::size_t &target, const std::string &value);
     bool setTime(std::string &target, const std::string &value);
     bool setColour(const std::string &value);
+    bool refuse(int code, const std::string &word);
     bool check();
     bool fail(const std::string &reason)
     {
@@ -208,6 +209,15 @@ bool Reader::applyWithValue(int code, const std::string &value)
     }
 }
 
+/** @param word the last that was read */
+bool Reader::refuse(int code, const std::string &word)
+{
+    // In a row of letters it is one of them.
+    const bool isLetter = optopt > 0 && optopt < LastRunOption && word.compare(0, 2, "--") != 0;
+    const std::string name = isLetter ? std::string("-") + static_cast<char>(optopt) : word;
+    return fail((code == ':' ? "no value for option '" : "unknown option '") + name + "'");
+}
+
 bool Reader::check()
 {
     if (options.logs.empty())
@@ -227,7 +237,6 @@ bool Reader::read(int argc, char *argv[])
     setColour("auto");
     opterr = 0;
     for (;;) {
-        const int index = optind;
         const int code = getopt_long(argc, argv, shortOptions, longOptions, nullptr);
         if (code == -1)
             break;
@@ -236,8 +245,7 @@ bool Reader::read(int argc, char *argv[])
             return true;
         }
         if (code == '?' || code == ':')
-            return fail(std::string(code == ':' ? "no value for option '" : "unknown option '") +
-                        argv[index < argc ? index : argc - 1] + "'");
+            return refuse(code, argv[optind - 1]);
         if (!apply(code, optarg ? optarg : ""))
             return false;
     }
