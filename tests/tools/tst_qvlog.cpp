@@ -348,9 +348,10 @@ void tst_Qvlog::countsEntries()
 {
     write("app0.log", line(1, "Pump", "start", "on") + '\n' + line(2, "Valve", "start", "on", 2) +
                           '\n' + line(3, "Pump", "start", "on", 2) + "\n\nfree\n");
-    QCOMPARE(qvlog("--stats"), QByteArray("3 entries\n"
-                                          "1 messages of 360 or more characters, left out\n"
-                                          "1 other lines\n"
+    QCOMPARE(qvlog("--stats"), QByteArray("by kind\n"
+                                          "         3  line\n"
+                                          "         1  text\n"
+                                          "         1  too-long\n"
                                           "\nby class\n"
                                           "         2  Pump\n"
                                           "         1  Valve\n"
@@ -359,7 +360,7 @@ void tst_Qvlog::countsEntries()
                                           "         1  1\n"
                                           "\nby minute\n"
                                           "         3  2024-03-01 13:04\n"));
-    QVERIFY(qvlog("--stats -c Valve").startsWith("1 entries\n"));
+    QVERIFY(qvlog("--stats -c Valve").startsWith("by kind\n         1  line\n\n"));
 }
 
 void tst_Qvlog::findsGaps()

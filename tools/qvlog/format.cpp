@@ -10,7 +10,6 @@ namespace
 {
 
 const char *const styleNames[] = {"full", "short", "json", "csv"};
-const char *const kindNames[] = {"line", "too-long", "cut", "odd", "text", "closed"};
 
 const char markColour[] = "\033[33m";
 const char timeColour[] = "\033[2m";
@@ -34,6 +33,12 @@ bool isJsonNumber(const std::string &digits)
 }
 
 } // namespace
+
+const char *kindName(Entry::Kind kind)
+{
+    static const char *const names[] = {"line", "too-long", "cut", "odd", "text", "closed"};
+    return names[kind];
+}
 
 bool parseStyle(const std::string &text, Format::Style &style)
 {
@@ -152,7 +157,7 @@ void Format::appendJson(std::string &out, const Entry &entry) const
     out += "{\"log\":";
     qvlog::appendJson(out, *entry.log);
     out += ",\"run\":" + std::to_string(entry.run);
-    out += std::string(",\"kind\":\"") + kindNames[entry.kind] + '"';
+    out += std::string(",\"kind\":\"") + kindName(entry.kind) + '"';
     if (entry.hasNumber || entry.kind == Entry::TooLong)
         out += ",\"number\":" + std::to_string(entry.number);
     if (!entry.time.empty())
@@ -183,7 +188,7 @@ void Format::appendCsv(std::string &out, const Entry &entry) const
         qvlog::appendCsv(out, *text, utf8);
         out += ',';
     }
-    out += kindNames[entry.kind];
+    out += kindName(entry.kind);
 }
 
 } // namespace qvlog

@@ -34,6 +34,9 @@ private:
     void appendMark(std::string &out, const std::string &text) const;
 };
 
+/** @return the word for a kind, in JSON, CSV and tables */
+const char *kindName(Entry::Kind kind);
+
 /** Reads the name of a style. @return whether there is such a one */
 bool parseStyle(const std::string &text, Format::Style &style);
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "stats.h"
 
+#include "format.h"
 #include "texts.h"
 
 #include <algorithm>
@@ -22,7 +23,9 @@ typedef std::pair<std::string, unsigned long> Row;
 
 void appendTable(std::string &out, const char *title, const std::vector<Row> &rows, bool utf8)
 {
-    out += std::string("\n") + title + '\n';
+    if (!out.empty())
+        out += '\n';
+    out += title + std::string("\n");
     for (const Row &row : rows) {
         char number[32];
         std::snprintf(number, sizeof number, "%10lu  ", row.second);
@@ -55,7 +58,7 @@ void Stats::count(Table &table, const std::string &key)
 void Stats::add(const Entry &entry)
 {
     const std::size_t minute = 16; // the characters of a time down to it
-    ++kinds[entry.kind];
+    ++kinds[kindName(entry.kind)];
     if (entry.kind != Entry::Line)
         return;
     count(classes, entry.className);
@@ -65,15 +68,8 @@ void Stats::add(const Entry &entry)
 
 std::string Stats::text(bool utf8) const
 {
-    static const char *const names[] = {
-        "entries",           "messages of 360 or more characters, left out",
-        "entries cut short", "odd entries",
-        "other lines",       "logs closed"};
     std::string out;
-    for (int kind = Entry::Line; kind <= Entry::Closed; ++kind) {
-        if (kinds[kind] > 0 || kind == Entry::Line)
-            out += std::to_string(kinds[kind]) + ' ' + names[kind] + '\n';
-    }
+    appendTable(out, "by kind", byCount(kinds), utf8);
     appendTable(out, "by class", byCount(classes), utf8);
     appendTable(out, "by thread", byCount(threads), utf8);
     appendTable(out, "by minute", std::vector<Row>(minutes.begin(), minutes.end()), utf8);

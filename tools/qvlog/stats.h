@@ -26,7 +26,7 @@ private:
     Table classes;
     Table threads;
     Table minutes;
-    unsigned long kinds[6] = {0, 0, 0, 0, 0, 0};
+    Table kinds;
 };
 
 } // namespace qvlog
