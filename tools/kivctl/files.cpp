@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "commands.h"
+
+#include "node.h"
+#include "paths.h"
+#include "requests.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <set>
+
+namespace kivctl
+{
+
+namespace
+{
+
+/** Replaces a file in one step: whoever reads it meanwhile sees the old or the new one, whole. */
+void writeFile(const std::string &name, const std::string &content)
+{
+    const std::string temporary = name + ".new";
+    std::FILE *const file = std::fopen(temporary.c_str(), "we");
+    bool good = file && std::fwrite(content.data(), 1, content.size(), file) == content.size();
+    if (file)
+        good = std::fclose(file) == 0 && good;
+    if (good && std::rename(temporary.c_str(), name.c_str()) == 0)
+        return;
+    const std::string reason = std::strerror(errno);
+    if (file)
+        std::remove(temporary.c_str());
+    throw Failure(Usage, "cannot write " + name + ": " + reason);
+}
+
+/** Elements of a file; an XML declaration in front is allowed, as editors put one there. */
+std::vector<Node> readNodes(const std::string &name)
+{
+    std::vector<Node> nodes;
+    try {
+        nodes = parseNodes(readFile(name));
+    } catch (const Failure &failure) {
+        if (failure.status() != DaemonError)
+            throw;
+        throw Failure(Usage, name + ": " + failure.what());
+    }
+    for (const Node &node : nodes) {
+        if (!node.isElement())
+            throw Failure(Usage, name + " holds something else than elements");
+    }
+    return nodes;
+}
+
+std::string read(std::FILE *file, const std::string &name)
+{
+    std::string content;
+    char buffer[1 << 16];
+    std::size_t length = 0;
+    while (file && (length = std::fread(buffer, 1, sizeof buffer, file)) > 0)
+        content.append(buffer, length);
+    const bool complete = file && !std::ferror(file);
+    const std::string reason = complete ? "" : std::strerror(errno);
+    if (file && file != stdin)
+        std::fclose(file);
+    if (!complete)
+        throw Failure(Usage, "cannot read " + name + ": " + reason);
+    return content;
+}
+
+/** How often each leaf is there. */
+typedef std::map<std::string, long> LineCounts;
+
+LineCounts countLines(const std::vector<Leaf> &leaves)
+{
+    LineCounts counts;
+    for (const Leaf &leaf : leaves)
+        ++counts[leafLine(leaf)];
+    return counts;
+}
+
+/** Shows the lines that another set does not have. @return whether there are any */
+bool showMissing(const std::vector<Leaf> &leaves, LineCounts others, const char *mark,
+                 Colour colour, Output &output)
+{
+    bool any = false;
+    for (const Leaf &leaf : leaves) {
+        const std::string line = leafLine(leaf);
+        long &count = others[line];
+        if (count > 0) {
+            --count;
+            continue;
+        }
+        output.colouredLine(output.coloured(colour, mark + line));
+        any = true;
+    }
+    return any;
+}
+
+} // namespace
+
+std::string readFile(const std::string &name)
+{
+    return name == "-" ? read(stdin, "standard input") : read(std::fopen(name.c_str(), "re"), name);
+}
+
+std::string contentOf(const std::string &argument)
+{
+    if (argument == "-")
+        return readFile(argument);
+    return argument[0] == '@' ? readFile(argument.substr(1)) : argument;
+}
+
+Status dump(const Invocation &invocation, Context &context)
+{
+    const Message message = askFor(invocation.arguments[0], invocation, context);
+    const std::string content = pretty(parseNodes(message.data));
+    if (invocation.arguments.size() > 1 && invocation.arguments[1] != "-")
+        writeFile(invocation.arguments[1], content);
+    else
+        context.output.line(content);
+    return Done;
+}
+
+Status load(const Invocation &invocation, Context &context)
+{
+    const std::string &path = invocation.arguments[0];
+    const std::string op = invocation.merge ? "patch" : "replace";
+    const std::vector<Node> nodes = readNodes(invocation.arguments[1]);
+    if (nodes.empty())
+        throw Failure(Usage, "there is nothing in " + invocation.arguments[1]);
+    if (!lastStepName(path).empty()) {
+        askToEdit(editOperation(op, path, compact(nodes)), invocation, context);
+        return Done;
+    }
+    // The root cannot be edited, but what is in it can.
+    for (const Node &node : nodes)
+        askToEdit(editOperation(op, '/' + node.name, compact(std::vector<Node>(1, node))),
+                  invocation, context);
+    return Done;
+}
+
+Status diff(const Invocation &invocation, Context &context)
+{
+    const std::string &path = invocation.arguments[0];
+    const std::vector<Leaf> ofFile = leavesOf(readNodes(invocation.arguments[1]), path);
+    const std::vector<Leaf> ofDaemon =
+        leavesOf(parseNodes(askFor(path, invocation, context).data), path);
+    const bool removed =
+        showMissing(ofFile, countLines(ofDaemon), "-", Colour::Mark, context.output);
+    const bool added =
+        showMissing(ofDaemon, countLines(ofFile), "+", Colour::Value, context.output);
+    return removed || added ? Different : Done;
+}
+
+} // namespace kivctl

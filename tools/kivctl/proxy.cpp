@@ -1,0 +1,205 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "commands.h"
+
+#include "relay.h"
+#include "texts.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <memory>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace kivctl
+{
+
+namespace
+{
+
+volatile std::sig_atomic_t stopped = 0;
+
+extern "C" void stop(int)
+{
+    stopped = 1;
+}
+
+/** While it lives, SIGINT and SIGTERM only come during ppoll(), and only set the flag. */
+class StopSignals
+{
+public:
+    StopSignals()
+    {
+        sigset_t signals;
+        ::sigemptyset(&signals);
+        ::sigaddset(&signals, SIGINT);
+        ::sigaddset(&signals, SIGTERM);
+        ::sigprocmask(SIG_BLOCK, &signals, &before);
+        struct sigaction action;
+        std::memset(&action, 0, sizeof action);
+        action.sa_handler = stop;
+        ::sigaction(SIGINT, &action, nullptr);
+        ::sigaction(SIGTERM, &action, nullptr);
+        // The socket is to be removed, too, when nobody reads our output any more.
+        std::signal(SIGPIPE, SIG_IGN);
+    }
+    const sigset_t *whileWaiting() const { return &before; }
+
+private:
+    sigset_t before;
+};
+
+/** Removes a socket in the end, unless another file has taken its place. */
+class SocketFile
+{
+public:
+    explicit SocketFile(const std::string &socketPath)
+        : path(socketPath)
+    {
+        isKnown = ::lstat(path.c_str(), &status) == 0;
+    }
+    ~SocketFile()
+    {
+        struct stat present;
+        if (isKnown && ::lstat(path.c_str(), &present) == 0 && present.st_ino == status.st_ino &&
+            present.st_dev == status.st_dev)
+            ::unlink(path.c_str());
+    }
+
+private:
+    SocketFile(const SocketFile &) = delete;
+    SocketFile &operator=(const SocketFile &) = delete;
+
+    const std::string path;
+    struct stat status;
+    bool isKnown;
+};
+
+/** An application, and the daemon it talks to. */
+class Pair
+{
+public:
+    Pair(int applicationSocket, int daemonSocket, int pairNumber, Output &out)
+        : number(pairNumber)
+        , output(out)
+        , application(applicationSocket)
+        , daemon(daemonSocket)
+        , requests(application, daemon, [this](const std::string &frame) { show("->", frame); })
+        , answers(daemon, application, [this](const std::string &frame) { show("<-", frame); })
+    {
+        note("connected");
+    }
+
+    void addTo(std::vector<pollfd> &events) const
+    {
+        events.push_back(wanted(application, requests, answers));
+        events.push_back(wanted(daemon, answers, requests));
+    }
+
+    /** @return whether the pair goes on */
+    bool handle(const pollfd &ofApplication, const pollfd &ofDaemon)
+    {
+        const bool works =
+            proceed(ofApplication, requests, answers) && proceed(ofDaemon, answers, requests);
+        if (works && !(requests.isDone() && answers.isDone()))
+            return true;
+        requests.finish();
+        answers.finish();
+        note("disconnected");
+        return false;
+    }
+
+private:
+    static pollfd wanted(const Descriptor &socket, const Relay &in, const Relay &out)
+    {
+        const int events = (in.wantsToRead() ? POLLIN : 0) | (out.wantsToWrite() ? POLLOUT : 0);
+        // One that nothing is expected of would report its end again and again.
+        return {events ? socket.number() : -1, static_cast<short>(events), 0};
+    }
+    static bool proceed(const pollfd &events, Relay &in, Relay &out)
+    {
+        if ((events.revents & (POLLIN | POLLHUP | POLLERR)) && in.wantsToRead() && !in.read())
+            return false;
+        return !(events.revents & POLLOUT) || out.write();
+    }
+    void show(const char *direction, const std::string &frame) const
+    {
+        if (!frame.empty())
+            note(output.coloured(Colour::Mark, direction) + ' ' + onOneLine(frame));
+    }
+    void note(const std::string &text) const
+    {
+        output.colouredLine(timeOfDay() + " #" + std::to_string(number) + ' ' + text);
+    }
+
+    const int number;
+    Output &output;
+    const Descriptor application;
+    const Descriptor daemon;
+    Relay requests;
+    Relay answers;
+};
+
+typedef std::vector<std::unique_ptr<Pair>> Pairs;
+
+/** Lets an application in, if the daemon is there. */
+void accept(int listener, const Address &daemon, double timeout, int number, Pairs &pairs,
+            Output &output)
+{
+    Descriptor application(::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    if (!application.isOpen())
+        return;
+    try {
+        const int socket = connectTo(daemon, Deadline::in(timeout));
+        pairs.emplace_back(new Pair(application.release(), socket, number, output));
+    } catch (const Failure &failure) {
+        if (failure.status() != NoConnection)
+            throw;
+        output.line(timeOfDay() + " #" + std::to_string(number) + ' ' + failure.what());
+    }
+}
+
+void handleEvents(const std::vector<pollfd> &events, Pairs &pairs)
+{
+    Pairs going;
+    for (std::size_t i = 0; i < pairs.size(); ++i) {
+        if (pairs[i]->handle(events[2 * i + 1], events[2 * i + 2]))
+            going.push_back(std::move(pairs[i]));
+    }
+    pairs.swap(going);
+}
+
+} // namespace
+
+Status proxy(const Invocation &invocation, Context &context)
+{
+    Address target;
+    if (invocation.to.find('/') != std::string::npos)
+        target.path = invocation.to;
+    else if (!parseHost(invocation.to, target))
+        throw Failure(Usage,
+                      "--to needs a PATH with a slash or HOST:PORT, not '" + invocation.to + "'");
+    const StopSignals signals;
+    const Descriptor listener(listenOn(invocation.listen));
+    const SocketFile file(invocation.listen);
+    context.output.line("kivctl: listening on " + invocation.listen + " for " + target.text());
+    Pairs pairs;
+    int number = 0;
+    while (!stopped) {
+        std::vector<pollfd> events(1, pollfd{listener.number(), POLLIN, 0});
+        for (const std::unique_ptr<Pair> &pair : pairs)
+            pair->addTo(events);
+        if (::ppoll(events.data(), events.size(), nullptr, signals.whileWaiting()) <= 0)
+            continue;
+        handleEvents(events, pairs);
+        if (events[0].revents)
+            accept(listener.number(), target, invocation.timeout, ++number, pairs, context.output);
+    }
+    return Done;
+}
+
+} // namespace kivctl

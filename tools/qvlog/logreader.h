@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#ifndef QVLOG_LOGREADER_H
+#define QVLOG_LOGREADER_H
+
+#include "entryparser.h"
+#include "linecutter.h"
+#include "logfiles.h"
+
+#include <deque>
+#include <string>
+
+namespace qvlog
+{
+
+/** Reads one log, from its oldest file to its newest, and over changes of files if it follows. */
+class LogReader
+{
+public:
+    enum Result {
+        Got, ///< an entry
+        Dry, ///< nothing for now, when following
+        End  ///< nothing more
+    };
+
+    LogReader(const LogName &name, bool follow);
+
+    /**
+     * Opens the files.
+     * @param lastRun whether to begin where the application was started last
+     * @return whether there is something to read, or to follow; if not, error says why in one line
+     */
+    bool open(bool lastRun, std::string &error);
+
+    Result next(Entry &entry);
+
+    /** @return what has gone wrong since the last call, in one line; empty if nothing has */
+    std::string takeTrouble();
+
+    const LogName &name() const { return logName; }
+
+private:
+    bool readOn();
+    bool findSuccessors();
+    void finishFile();
+
+    const LogName logName;
+    const bool follow;
+    std::deque<LogFilePointer> files; ///< the first is being read
+    LineCutter cutter;
+    EntryParser parser;
+    bool begun; ///< whether the parser knows of the file being read
+    std::string trouble;
+};
+
+} // namespace qvlog
+
+#endif

@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "foldermonitor.h"
+#include "gaps.h"
+#include "options.h"
+#include "snapshot.h"
+#include "stats.h"
+#include "view.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <map>
+
+namespace
+{
+
+using namespace qvlog;
+
+enum Status { Done = 0, Failed = 1, Usage = 2, GapsFound = 6 };
+
+int fail(const std::string &error, Status status)
+{
+    std::fprintf(stderr, "qvlog: %s%s\n", error.c_str(), status == Usage ? " (try --help)" : "");
+    return status;
+}
+
+/** Says what has gone wrong in reading. @return whether anything has */
+bool reportTroubles(const LogReaders &readers)
+{
+    bool any = false;
+    for (const std::unique_ptr<LogReader> &reader : readers) {
+        const std::string trouble = reader->takeTrouble();
+        if (!trouble.empty()) {
+            fail(trouble, Failed);
+            any = true;
+        }
+    }
+    return any;
+}
+
+int finish(Output &output, const LogReaders &readers, Status status)
+{
+    const bool trouble = reportTroubles(readers);
+    if (!output.flush())
+        return fail(std::string("cannot write: ") + std::strerror(errno), Failed);
+    return trouble ? Failed : status;
+}
+
+int showEntries(const Options &options, const LogReaders &readers)
+{
+    Output output;
+    Printer printer(options.printer, output);
+    FolderMonitor monitor;
+    if (options.follow) {
+        for (const LogName &log : options.logs)
+            monitor.add(log.folder);
+    }
+    const EntryTaker take = [&](const Entry &entry) {
+        printer.add(entry, options.filter.accepts(entry));
+        return output.settle();
+    };
+    bool writable = handOnEntries(readers, options.merge, take);
+    printer.endOfPast();
+    while (options.follow && writable && output.flush()) {
+        reportTroubles(readers);
+        monitor.wait();
+        writable = handOnEntries(readers, options.merge, take);
+    }
+    return finish(output, readers, Done);
+}
+
+int showStats(const Options &options, const LogReaders &readers)
+{
+    Stats stats;
+    handOnEntries(readers, false, [&](const Entry &entry) {
+        if (options.filter.accepts(entry))
+            stats.add(entry);
+        return true;
+    });
+    Output output;
+    output.text = stats.text(options.printer.format.utf8);
+    return finish(output, readers, Done);
+}
+
+int showGaps(const LogReaders &readers)
+{
+    std::map<const std::string *, Gaps> gaps;
+    handOnEntries(readers, false, [&gaps](const Entry &entry) {
+        gaps[entry.log].add(entry);
+        return true;
+    });
+    Output output;
+    bool any = false;
+    for (const auto &log : gaps) {
+        output.text += log.second.text();
+        any = any || log.second.areThere();
+    }
+    return finish(output, readers, any ? GapsFound : Done);
+}
+
+int run(const Options &options)
+{
+    std::string error;
+    if (options.action == Options::Snapshot)
+        return writeSnapshot(options.logs, options.snapshot, error) ? Done : fail(error, Failed);
+    LogReaders readers;
+    for (const LogName &log : options.logs) {
+        readers.emplace_back(new LogReader(log, options.follow));
+        if (!readers.back()->open(options.lastRun, error))
+            return fail(error, Failed);
+    }
+    switch (options.action) {
+    case Options::ShowStats:
+        return showStats(options, readers);
+    case Options::ShowGaps:
+        return showGaps(readers);
+    default:
+        return showEntries(options, readers);
+    }
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    Options options;
+    std::string error;
+    if (!parseOptions(argc, argv, options, error))
+        return fail(error, Usage);
+    if (options.action == Options::ShowHelp)
+        return std::fputs(helpText().c_str(), stdout) < 0;
+    if (options.action == Options::ShowVersion)
+        return std::puts("qvlog " QVLOG_VERSION) < 0;
+    return run(options);
+}

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "printer.h"
+
+namespace qvlog
+{
+
+Printer::Printer(const PrinterOptions &printerOptions, Output &out)
+    : options(printerOptions)
+    , output(out)
+    , afterLeft(0)
+    , skipped(false)
+    , anyShown(false)
+    , past(true)
+{
+    output.text += options.format.heading();
+}
+
+void Printer::add(const Entry &entry, bool wanted)
+{
+    const bool hasContext = options.before > 0 || options.after > 0;
+    if (wanted) {
+        if (hasContext && skipped && anyShown && options.format.isForPeople())
+            put(line = "--\n");
+        for (const Entry &earlier : context)
+            print(earlier);
+        context.clear();
+        print(entry);
+        skipped = false;
+        afterLeft = options.after;
+        return;
+    }
+    if (afterLeft > 0) {
+        --afterLeft;
+        print(entry);
+        return;
+    }
+    if (options.before > 0)
+        context.push_back(entry);
+    if (context.size() > options.before) {
+        context.pop_front();
+        skipped = true;
+    }
+    skipped = skipped || options.before == 0;
+}
+
+void Printer::print(const Entry &entry)
+{
+    anyShown = true;
+    int &run = shownRuns[entry.log];
+    if (run != entry.run && options.format.isForPeople() && !options.quiet)
+        put(line = options.format.runMark(entry));
+    run = entry.run;
+    line.clear();
+    options.format.append(line, entry);
+    put(line);
+}
+
+void Printer::put(std::string &text)
+{
+    if (!past || !options.hasLast) {
+        output.text += text;
+        return;
+    }
+    lastLines.push_back(text);
+    if (lastLines.size() > options.last)
+        lastLines.pop_front();
+}
+
+void Printer::endOfPast()
+{
+    past = false;
+    for (const std::string &text : lastLines)
+        output.text += text;
+    lastLines.clear();
+}
+
+} // namespace qvlog
