@@ -69,6 +69,7 @@ private Q_SLOTS:
     void refusesEdits_data();
     void refusesEdits();
     void validatesPerConnection();
+    void takesManyUnlikeChildrenAtOnce();
 
     void reportsChanges_data();
     void reportsChanges();
@@ -343,6 +344,7 @@ void tst_KivSim::refusesWhatItCannotUnderstand_data()
     refusedPath("/a[b='c", "key value without closing quote at character 5");
     refusedPath("/a[b='c'", "no ']' at character 8");
     refusedPath(QByteArray("/a").repeated(65), "more than 64 steps at character 130");
+    refusedPath("/a" + QByteArray("[b='']").repeated(17), "more than 16 keys at character 104");
     for (const char *order : {"",
                               "nonsense",
                               "bytes:1",
@@ -502,6 +504,9 @@ void tst_KivSim::edits_data()
     add("patch elements in place of a text", "patch", "/config/system/hostname",
         "<hostname><short>g</short></hostname>", "/config/system/hostname",
         "<hostname><short>g</short></hostname>");
+    const QByteArray manyKeys = QByteArray("[name='eth1']").repeated(15) + "[mtu='1400']";
+    add("patch the entry of a path with many keys", "patch", entries + manyKeys,
+        "<interface><up>1</up></interface>", entries + "[name='eth1']/up", "<up>1</up>");
     add("patch fills in keys", "patch", entries + "[name='ppp0'][kind='b']", "<interface/>",
         entries + "[name='ppp0']", "<interface><name>ppp0</name><kind>b</kind></interface>");
     add("patch a leaf with the name of an entry", "patch", "/config/system/interface",
@@ -649,6 +654,23 @@ void tst_KivSim::validatesPerConnection()
              readable(sessionInfoAnswer("v") + refused));
     QCOMPARE(readable(one.exchange(validateOffRequest("v", "yes") + edit)),
              readable(sessionInfoAnswer("v") + editAnswer("r")));
+}
+
+// So many that whoever looks through all of them for each of them does not come to an end.
+void tst_KivSim::takesManyUnlikeChildrenAtOnce()
+{
+    const int count = 300000;
+    const QByteArray path = "/config/many";
+    QByteArray children;
+    for (int i = 0; i < count; ++i)
+        children += "<c" + QByteArray::number(i) + "/>";
+    BareClient client(local, *kivsim);
+    for (const QByteArray &data :
+         {QByteArray("<many><a/></many>"), "<many>" + children + "</many>"})
+        QCOMPARE(readable(client.exchange(editRequest("e", "patch", path, data))),
+                 readable(editAnswer("e")));
+    QVERIFY(client.exchange(get(path)) ==
+            getAnswer("r", path, "<many><a/>" + children + "</many>"));
 }
 
 void tst_KivSim::reportsChanges_data()

@@ -125,6 +125,10 @@ private Q_SLOTS:
 
     void leavesALiveDaemonAlone();
     void replacesADeadSocket();
+    void startsOnceOverADeadSocket();
+    void keepsItsPlaceWhileAway();
+    void removesItsLock();
+    void leavesAFileInThePlaceOfItsLockAlone();
     void leavesOtherFilesAlone_data();
     void leavesOtherFilesAlone();
     void cannotListenWithoutAFolder();
@@ -141,6 +145,8 @@ private Q_SLOTS:
     void logsWhatItDoes();
     void refusesLongFrames();
     void forgetsTheRestOfLongFrames();
+    void limitsTheTree();
+    void cannotServeMoreThanTheLimit();
     void servesManyClients();
     void limitsClients();
     void survivesClientsThatVanish();
@@ -241,7 +247,7 @@ void tst_KivSimProcess::explainsItself()
     const bool isHelp = begin.startsWith("Usage");
     for (const char *name :
          {"--socket", "--no-socket", "--port", "--data", "--misbehave", "--max-frame",
-          "--max-output", "--max-clients", "--verbose", "--help", "--version"})
+          "--max-output", "--max-tree", "--max-clients", "--verbose", "--help", "--version"})
         QCOMPARE(bool(output.contains(name)), isHelp);
 }
 
@@ -267,6 +273,7 @@ void tst_KivSimProcess::refusesWrongOptions_data()
     add("-p 99999999999", port + "'99999999999'");
     add("--max-frame 0", "--max-frame needs a number from 1 to 999999999, not '0'");
     add("--max-output x", "--max-output needs a number from 1 to 999999999, not 'x'");
+    add("--max-tree 0", "--max-tree needs a number from 1 to 999999999, not '0'");
     add("--max-clients 0", "--max-clients needs a number from 1 to 100000, not '0'");
     add("--misbehave nonsense", "bad misbehave: nonsense");
     add("--misbehave restart", "restart can only be asked for at run time");
@@ -379,6 +386,84 @@ void tst_KivSimProcess::replacesADeadSocket()
     QVERIFY(!exists(kivsim.socketPath()));
 }
 
+// Without the lock, two of them or more thought in one round of ten that they had the place.
+void tst_KivSimProcess::startsOnceOverADeadSocket()
+{
+    const int rounds = 20;
+    const int atOnce = 12;
+    SimulatorProcess dead;
+    const QStringList arguments = QStringList()
+                                  << QLatin1String("--socket") << dead.socketPath()
+                                  << QLatin1String("--data") << dead.filePath("document.xml");
+    QVERIFY(dead.start());
+    dead.kill();
+    for (int round = 0; round < rounds; ++round) {
+        std::vector<std::unique_ptr<SimulatorProcess>> all;
+        for (int i = 0; i < atOnce; ++i)
+            all.emplace_back(new SimulatorProcess);
+        for (const std::unique_ptr<SimulatorProcess> &one : all)
+            one->run(arguments);
+        int ready = 0;
+        for (const std::unique_ptr<SimulatorProcess> &one : all) {
+            if (one->waitForReady(1))
+                ++ready;
+            else
+                QCOMPARE(one->end(), QByteArray("exit 1"));
+        }
+        QCOMPARE(ready, 1);
+        BareClient client(local, dead);
+        QCOMPARE(readable(client.exchange(question)), readable(answer));
+        // They die with their sockets' files left behind.
+    }
+}
+
+void tst_KivSimProcess::keepsItsPlaceWhileAway()
+{
+    SimulatorProcess first;
+    QVERIFY(first.start());
+    BareClient client(local, first);
+    client.send(misbehaveRequest("m", "restart:600000"));
+    QCOMPARE(readable(client.untilClosed()), readable(sessionInfoAnswer("m")));
+    QVERIFY(waitFor([&]() { return !exists(first.socketPath()); }));
+    SimulatorProcess second;
+    second.run(QStringList() << QLatin1String("--socket") << first.socketPath());
+    QCOMPARE(second.end(), QByteArray("exit 1"));
+    const QByteArray path = QFile::encodeName(first.socketPath());
+    QCOMPARE(readable(second.errors()), readable("kivsim: another kivsim holds " + path +
+                                                 ".lock; " + path + " is left as it is\n"));
+    QVERIFY(!exists(first.socketPath()));
+    QCOMPARE(first.stop(), QByteArray("exit 0"));
+}
+
+void tst_KivSimProcess::removesItsLock()
+{
+    SimulatorProcess kivsim;
+    const QString lock = kivsim.filePath("kivd.lock");
+    QVERIFY(kivsim.start());
+    QVERIFY(exists(lock));
+    QCOMPARE(kivsim.stop(), QByteArray("exit 0"));
+    QVERIFY(!exists(lock));
+    // One that has died leaves it, and it is in nobody's way.
+    QVERIFY(kivsim.start());
+    kivsim.kill();
+    QVERIFY(exists(lock));
+    QVERIFY(kivsim.start());
+    QCOMPARE(kivsim.stop(), QByteArray("exit 0"));
+    QVERIFY(!exists(lock));
+}
+
+void tst_KivSimProcess::leavesAFileInThePlaceOfItsLockAlone()
+{
+    SimulatorProcess kivsim;
+    const QString lock = kivsim.filePath("kivd.lock");
+    writeFile(lock, "precious");
+    QVERIFY(!kivsim.start());
+    QCOMPARE(kivsim.end(), QByteArray("exit 1"));
+    QCOMPARE(readable(kivsim.errors()),
+             readable("kivsim: cannot lock " + QFile::encodeName(lock) + ": File exists\n"));
+    QCOMPARE(readable(readFile(lock)), readable("precious"));
+}
+
 void tst_KivSimProcess::leavesOtherFilesAlone_data()
 {
     QTest::addColumn<int>("kind");
@@ -408,6 +493,7 @@ void tst_KivSimProcess::leavesOtherFilesAlone()
     struct stat status;
     QCOMPARE(::lstat(path.constData(), &status), 0);
     QCOMPARE(int(status.st_mode & S_IFMT), kind);
+    QVERIFY(!exists(kivsim.filePath("kivd.lock")));
     if (kind == S_IFREG)
         QCOMPARE(readable(readFile(kivsim.socketPath())), readable("precious"));
 }
@@ -418,9 +504,8 @@ void tst_KivSimProcess::cannotListenWithoutAFolder()
     const QString path = kivsim.filePath("absent/kivd");
     QVERIFY(!kivsim.start(QStringList() << QLatin1String("--socket") << path));
     QCOMPARE(kivsim.end(), QByteArray("exit 1"));
-    QCOMPARE(readable(kivsim.errors()),
-             readable("kivsim: cannot listen on " + QFile::encodeName(path) +
-                      ": No such file or directory\n"));
+    QCOMPARE(readable(kivsim.errors()), readable("kivsim: cannot lock " + QFile::encodeName(path) +
+                                                 ".lock: No such file or directory\n"));
 }
 
 void tst_KivSimProcess::cannotListenOnAPortInUse()
@@ -599,6 +684,59 @@ void tst_KivSimProcess::forgetsTheRestOfLongFrames()
         client.send("\n");
         QCOMPARE(readable(client.exchange(question)), readable(answer));
     }
+}
+
+void tst_KivSimProcess::limitsTheTree()
+{
+    SimulatorProcess kivsim;
+    kivsim.setDocument("<device><list/></device>");
+    QVERIFY(kivsim.start(list("--max-tree 2000")));
+    const QByteArray refusal =
+        errorAnswer("e", "application", "the tree would be larger than 2000 bytes");
+    BareClient client(local, kivsim);
+    QByteArray items;
+    QByteArray done = editAnswer("e");
+    for (int i = 0; i < 100 && done == editAnswer("e"); ++i) {
+        const QByteArray item = "<i" + QByteArray::number(i) + ">" + QByteArray(80, 'x') + "</i" +
+                                QByteArray::number(i) + ">";
+        done = client.exchange(editRequest("e", "patch", "/list", "<list>" + item + "</list>"));
+        if (done == editAnswer("e"))
+            items += item;
+    }
+    QCOMPARE(readable(done), readable(refusal));
+    QVERIFY(items.size() > 1500 && items.size() < 2000);
+    // Nothing has come of what was refused, in whichever way it was asked for.
+    const QByteArray large(2000, 'x');
+    QCOMPARE(
+        readable(client.exchange(editRequest("e", "replace", "/list/i0", "<i0>" + large + "</i0>") +
+                                 validateOffRequest("v", "1") +
+                                 editRequest("e", "patch", "/new[k='" + large + "']/b", "<b/>") +
+                                 getRequest("r", "/"))),
+        readable(refusal + sessionInfoAnswer("v") + refusal +
+                 getAnswer("r", "/", "<list>" + items + "</list>")));
+    // What is deleted gives its room back, each time.
+    for (int i = 0; i < 10; ++i) {
+        QCOMPARE(readable(client.exchange(
+                     editRequest("e", "delete", "/list", "") +
+                     editRequest("e", "patch", "/list", "<list>" + items + "</list>"))),
+                 readable(editAnswer("e") + editAnswer("e")));
+    }
+    QCOMPARE(kivsim.stop(), QByteArray("exit 0"));
+}
+
+void tst_KivSimProcess::cannotServeMoreThanTheLimit()
+{
+    SimulatorProcess kivsim;
+    const QByteArray document = "<device><a>" + QByteArray(1000, 'x') + "</a></device>";
+    kivsim.setDocument(document);
+    const QByteArray size = QByteArray::number(int(document.size()));
+    const QByteArray less = QByteArray::number(int(document.size()) - 1);
+    QVERIFY(kivsim.start(list("--max-tree " + size)));
+    QVERIFY(!kivsim.start(list("--max-tree " + less)));
+    QCOMPARE(kivsim.end(), QByteArray("exit 1"));
+    QCOMPARE(readable(kivsim.errors()),
+             readable("kivsim: cannot use " + QFile::encodeName(kivsim.filePath("document.xml")) +
+                      ": larger than " + less + " bytes\n"));
 }
 
 void tst_KivSimProcess::servesManyClients()

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "client.h"
-#include "misbehaviour.h"
-#include "options.h"
-#include "outputqueue.h"
-#include "requests.h"
-#include "server.h"
-#include "signals.h"
-#include "subscriptions.h"
-#include "tree.h"
+#include "kivsim/client.h"
+#include "kivsim/misbehaviour.h"
+#include "kivsim/options.h"
+#include "kivsim/outputqueue.h"
+#include "kivsim/requesthandler.h"
+#include "kivsim/server.h"
+#include "kivsim/signals.h"
+#include "kivsim/subscriptions.h"
+#include "kivsim/tree.h"
 #include "waiting.h"
 
 #include <QtCore/QTimer>
@@ -203,10 +203,10 @@ void tst_KivSimTimes::readsTheTimeOfARestart()
 {
     QFETCH(QByteArray, order);
     QFETCH(int, time);
-    kivsim::Tree tree;
+    kivsim::Tree tree(1000);
     kivsim::Subscriptions subscriptions(tree);
     QList<int> restarts;
-    kivsim::Requests requests(tree, subscriptions, [&](int delay) { restarts << delay; });
+    kivsim::RequestHandler requests(tree, subscriptions, [&](int delay) { restarts << delay; });
     const QByteArray frame = "<rpc><kivsim><misbehave>" + order + "</misbehave></kivsim></rpc>\r\n";
     SilentClient client;
     requests.handleFrame(client, frame.constData(), std::size_t(frame.size()));

@@ -9,7 +9,7 @@ namespace kivsim
 
 struct Misbehaviour;
 
-/** One connected client, as those see it who answer it. */
+/** A connected client. Requests are answered through it, without knowing of sockets. */
 class Client
 {
 public:
@@ -22,11 +22,11 @@ public:
     virtual void setMisbehaviour(const Misbehaviour &misbehaviour) = 0;
 
     /** @return whether the client's edits are validated */
-    bool validates() const { return m_validates; }
-    void setValidates(bool validates) { m_validates = validates; }
+    bool validates() const { return validating; }
+    void setValidates(bool validates) { validating = validates; }
 
 private:
-    bool m_validates = true;
+    bool validating = true;
 };
 
 } // namespace kivsim

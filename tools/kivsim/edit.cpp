@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "edit.h"
+#include "kivsim/edit.h"
 
-#include "requesterror.h"
-#include "tree.h"
-#include "xmltext.h"
+#include "kivsim/markup.h"
+#include "kivsim/requesterror.h"
+#include "kivsim/tree.h"
 
 #include <unordered_map>
 #include <vector>
@@ -16,6 +16,9 @@ namespace
 
 const char *const opNames[] = {"patch", "replace", "delete"};
 
+/** A byte of a path becomes at most this many bytes of markup, as "/a" becomes "<a></a>". */
+const size_t mostMarkup = 6;
+
 /**
  * Tells which elements of two parents correspond: list entries by their keys, others by their
  * name and by how many namesakes stand before them. Looking up by text keeps large lists linear.
@@ -24,24 +27,24 @@ class Identities
 {
 public:
     explicit Identities(const Tree &tree)
-        : m_tree(tree)
+        : tree(tree)
     {
     }
 
     std::string next(const pugi::xml_node &element)
     {
         std::string identity = element.name();
-        const std::vector<Key> keys = m_tree.entryKeys(element);
+        const std::vector<Key> keys = tree.entryKeys(element);
         if (keys.empty())
-            return identity + '#' + std::to_string(m_counts[identity]++);
+            return identity + '#' + std::to_string(counts[identity]++);
         for (const Key &key : keys)
             identity += '\0' + key.value;
         return identity;
     }
 
 private:
-    const Tree &m_tree;
-    std::unordered_map<std::string, std::size_t> m_counts;
+    const Tree &tree;
+    std::unordered_map<std::string, size_t> counts;
 };
 
 /** Adds elements behind the last one of the same name, one behind the other. */
@@ -49,30 +52,31 @@ class Inserter
 {
 public:
     explicit Inserter(pugi::xml_node parent)
-        : m_parent(parent)
+        : parent(parent)
+        , indexed(false)
     {
     }
     pugi::xml_node insert(const pugi::xml_node &element)
     {
-        const auto place = m_lasts.insert(std::make_pair(element.name(), pugi::xml_node()));
-        pugi::xml_node &last = place.first->second;
-        if (place.second)
-            last = lastOf(element.name());
-        last = last ? m_parent.insert_copy_after(element, last) : m_parent.append_copy(element);
+        if (!indexed)
+            index();
+        pugi::xml_node &last = lasts[element.name()];
+        last = last ? parent.insert_copy_after(element, last) : parent.append_copy(element);
         return last;
     }
 
 private:
-    pugi::xml_node lastOf(const std::string &name) const
+    // A search for each name would take as many steps as there are children, each time.
+    void index()
     {
-        pugi::xml_node node = m_parent.last_child();
-        while (node && name != node.name())
-            node = node.previous_sibling();
-        return node;
+        for (const pugi::xml_node &child : parent.children())
+            lasts[child.name()] = child;
+        indexed = true;
     }
 
-    pugi::xml_node m_parent;
-    std::unordered_map<std::string, pugi::xml_node> m_lasts;
+    pugi::xml_node parent;
+    bool indexed;
+    std::unordered_map<std::string, pugi::xml_node> lasts; ///< by their names
 };
 
 /** Gives an element a text in place of all it holds. */
@@ -142,16 +146,16 @@ class KeyChecker : public pugi::xml_tree_walker
 public:
     /** @param topIsKnown whether the path has found the entry that the data is merged into */
     KeyChecker(const Tree &tree, bool topIsKnown)
-        : m_tree(tree)
-        , m_topIsKnown(topIsKnown)
+        : tree(tree)
+        , topIsKnown(topIsKnown)
     {
     }
     bool for_each(pugi::xml_node &node) override
     {
         // A leaf may bear the name of some other list's entries.
-        if (!firstElement(node) || (m_topIsKnown && depth() == 0))
+        if (!firstElement(node) || (topIsKnown && depth() == 0))
             return true;
-        for (const std::string &key : m_tree.listKeys(node.name())) {
+        for (const std::string &key : tree.listKeys(node.name())) {
             if (!node.child(key.c_str()))
                 throw applicationError(std::string("list entry without its key: ") + node.name() +
                                        '/' + key);
@@ -160,8 +164,8 @@ public:
     }
 
 private:
-    const Tree &m_tree;
-    bool m_topIsKnown;
+    const Tree &tree;
+    bool topIsKnown;
 };
 
 bool dataMatchesPath(const pugi::xml_node &data, const std::string &name)
@@ -329,9 +333,10 @@ EditResult applyEdit(Tree &tree, const Edit &edit)
     readIncoming(incoming, edit);
     check(tree, edit, designated, incoming);
 
+    const std::string content = contentOf(incoming);
+    tree.makeRoom(content.size() + mostMarkup * edit.path.text().size());
     if (!parent)
         parent = createPath(tree, edit.path.parent());
-    const std::string content = contentOf(incoming);
     const bool changed = edit.op == Edit::Patch ? patch(tree, parent, designated, incoming, last)
                                                 : replace(parent, designated, incoming, content);
     return EditResult{changed, content};

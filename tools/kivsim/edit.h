@@ -2,9 +2,10 @@
 #ifndef KIVSIM_EDIT_H
 #define KIVSIM_EDIT_H
 
-#include "path.h"
+#include "kivsim/path.h"
 
 #include <pugixml.hpp>
+
 #include <string>
 
 namespace kivsim

@@ -19,25 +19,25 @@ public:
     };
 
     /** @param limit the longest frame in bytes */
-    explicit FrameSplitter(std::size_t limit);
+    explicit FrameSplitter(size_t limit);
 
-    void append(const char *bytes, std::size_t length);
+    void append(const char *bytes, size_t length);
 
     /**
      * Takes the next frame.
      * @param frame the bytes of the frame without the separator, or its beginning if it is too
      * long; valid until the next call of append()
      */
-    Result next(const char *&frame, std::size_t &length);
+    Result next(const char *&frame, size_t &length);
 
 private:
     void compact();
 
-    std::string m_buffer;
-    std::size_t m_begin = 0;   ///< where the next frame begins
-    std::size_t m_scanned = 0; ///< up to where there is no separator
-    std::size_t m_limit;
-    bool m_discarding = false; ///< whether the end of a frame that is too long is still to come
+    std::string buffer;
+    size_t frameBegin = 0; ///< where the next frame begins
+    size_t scanned = 0;    ///< up to where there is no separator
+    size_t limit;
+    bool discarding = false; ///< whether the end of a frame that is too long is still to come
 };
 
 } // namespace kivsim

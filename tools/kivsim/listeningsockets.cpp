@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "listeningsockets.h"
+#include "kivsim/listeningsockets.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -36,14 +36,14 @@ sockaddr_un unixAddress(const std::string &path)
 
 int connectTo(const std::string &path)
 {
-    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (socket < 0)
+    const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (descriptor < 0)
         return errno;
     const sockaddr_un address = unixAddress(path);
     const int result =
-        ::connect(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address);
+        connect(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address);
     const int error = result == 0 ? 0 : errno;
-    ::close(socket);
+    close(descriptor);
     return error;
 }
 
@@ -51,7 +51,7 @@ int connectTo(const std::string &path)
 FileState inspect(const std::string &path, std::string &error)
 {
     struct stat status;
-    if (::lstat(path.c_str(), &status) != 0) {
+    if (lstat(path.c_str(), &status) != 0) {
         if (errno == ENOENT)
             return NoFile;
         error = "cannot use " + path + ": " + lastError();
@@ -75,19 +75,19 @@ FileState inspect(const std::string &path, std::string &error)
 /** @return a socket that has the port, or any if that is 0; without it -1 */
 int socketWithPort(int port)
 {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     // Connections of an earlier run that are still winding down must not keep the port.
     const int on = 1;
-    ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     sockaddr_in address;
     std::memset(&address, 0, sizeof address);
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<in_port_t>(port));
-    if (::bind(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0)
-        return socket;
+    address.sin_port = htons(in_port_t(port));
+    if (bind(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0)
+        return descriptor;
     const int error = errno;
-    ::close(socket);
+    close(descriptor);
     errno = error;
     return -1;
 }
@@ -95,35 +95,49 @@ int socketWithPort(int port)
 void closeDescriptor(int &descriptor)
 {
     if (descriptor >= 0)
-        ::close(descriptor);
+        close(descriptor);
     descriptor = -1;
 }
 
 } // namespace
 
 ListeningSockets::ListeningSockets()
-    : m_unixSocket(-1)
-    , m_tcpSocket(-1)
-    , m_portHolder(-1)
-    , m_device(0)
-    , m_inode(0)
+    : unixDescriptor(-1)
+    , tcpDescriptor(-1)
+    , portHolder(-1)
+    , device(0)
+    , inode(0)
 {
 }
 
 ListeningSockets::~ListeningSockets()
 {
     close();
-    closeDescriptor(m_portHolder);
+    closeDescriptor(portHolder);
 }
 
 bool ListeningSockets::open(const std::string &path, int port, std::string &error)
 {
-    const FileState state = path.empty() ? NoFile : inspect(path, error);
-    const bool opened = state != Unusable && openTcp(port, error) &&
-                        (path.empty() || openUnix(path, state == DeadSocket, error));
+    const bool opened =
+        path.empty() ? openTcp(port, error)
+                     : lockPath(path, error) && openTcp(port, error) && openUnix(path, error);
     if (!opened)
         close();
     return opened;
+}
+
+bool ListeningSockets::lockPath(const std::string &path, std::string &error)
+{
+    // Nothing is put beside a file that is not ours.
+    if (inspect(path, error) == Unusable)
+        return false;
+    const std::string lockName = path + ".lock";
+    const int failure = lock.take(lockName);
+    if (failure == EWOULDBLOCK)
+        error = "another kivsim holds " + lockName + "; " + path + " is left as it is";
+    else if (failure != 0)
+        error = "cannot lock " + lockName + ": " + std::strerror(failure);
+    return failure == 0;
 }
 
 bool ListeningSockets::openTcp(int port, std::string &error)
@@ -131,44 +145,48 @@ bool ListeningSockets::openTcp(int port, std::string &error)
     if (listenOnTcp(port))
         return true;
     const std::string reason = lastError();
-    const int wanted = m_portHolder < 0 ? port : this->port();
+    const int wanted = portHolder < 0 ? port : this->port();
     error = "cannot listen on 127.0.0.1:" + std::to_string(wanted) + ": " + reason;
     return false;
 }
 
 bool ListeningSockets::listenOnTcp(int port)
 {
-    if (m_portHolder < 0)
-        m_portHolder = socketWithPort(port);
-    if (m_portHolder < 0)
+    if (portHolder < 0)
+        portHolder = socketWithPort(port);
+    if (portHolder < 0)
         return false;
-    m_tcpSocket = socketWithPort(this->port());
-    return m_tcpSocket >= 0 && ::listen(m_tcpSocket, backlog) == 0;
+    tcpDescriptor = socketWithPort(this->port());
+    return tcpDescriptor >= 0 && listen(tcpDescriptor, backlog) == 0;
 }
 
 int ListeningSockets::port() const
 {
     sockaddr_in address;
     socklen_t size = sizeof address;
-    const bool known =
-        ::getsockname(m_portHolder, reinterpret_cast<sockaddr *>(&address), &size) == 0;
+    const bool known = getsockname(portHolder, reinterpret_cast<sockaddr *>(&address), &size) == 0;
     return known ? ntohs(address.sin_port) : 0;
 }
 
-bool ListeningSockets::openUnix(const std::string &path, bool replace, std::string &error)
+bool ListeningSockets::openUnix(const std::string &path, std::string &error)
 {
+    // Another kivsim may have come and gone before the lock was taken.
+    const FileState state = inspect(path, error);
+    if (state == Unusable)
+        return false;
+    const bool replace = state == DeadSocket;
     const sockaddr_un address = unixAddress(path);
-    m_unixSocket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    unixDescriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     struct stat status;
-    if ((replace && ::unlink(path.c_str()) != 0) ||
-        ::bind(m_unixSocket, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
-        ::listen(m_unixSocket, backlog) != 0 || ::lstat(path.c_str(), &status) != 0) {
+    if ((replace && unlink(path.c_str()) != 0) ||
+        bind(unixDescriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
+        listen(unixDescriptor, backlog) != 0 || lstat(path.c_str(), &status) != 0) {
         error = "cannot listen on " + path + ": " + lastError();
         return false;
     }
-    m_path = path;
-    m_device = status.st_dev;
-    m_inode = status.st_ino;
+    ownPath = path;
+    device = status.st_dev;
+    inode = status.st_ino;
     return true;
 }
 
@@ -176,12 +194,12 @@ void ListeningSockets::close()
 {
     struct stat status;
     // Somebody may have put a socket of their own in the place of ours.
-    if (!m_path.empty() && ::lstat(m_path.c_str(), &status) == 0 && status.st_dev == m_device &&
-        status.st_ino == m_inode)
-        ::unlink(m_path.c_str());
-    m_path.clear();
-    closeDescriptor(m_unixSocket);
-    closeDescriptor(m_tcpSocket);
+    if (!ownPath.empty() && lstat(ownPath.c_str(), &status) == 0 && status.st_dev == device &&
+        status.st_ino == inode)
+        unlink(ownPath.c_str());
+    ownPath.clear();
+    closeDescriptor(unixDescriptor);
+    closeDescriptor(tcpDescriptor);
 }
 
 } // namespace kivsim

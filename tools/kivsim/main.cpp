@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "options.h"
-#include "server.h"
-#include "signals.h"
+#include "kivsim/options.h"
+#include "kivsim/server.h"
+#include "kivsim/signals.h"
 
-#include <cstdio>
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFile>
+
+#include <cstdio>
 #include <string>
 
 namespace

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "misbehaviour.h"
+#include "kivsim/misbehaviour.h"
 
-#include "number.h"
+#include "kivsim/number.h"
 
 #include <algorithm>
 #include <sstream>
@@ -13,7 +13,7 @@ namespace
 {
 
 const char separator[] = "\f\n";
-const std::size_t separatorLength = 2;
+const size_t separatorLength = 2;
 const int longestTime = 600000;
 const int mostBytes = 1 << 20;
 
@@ -26,7 +26,7 @@ struct Word {
 
 Word readWord(const std::string &text)
 {
-    const std::size_t colon = text.find(':');
+    const size_t colon = text.find(':');
     Word word = {text.substr(0, colon), colon != std::string::npos, 0};
     if (word.hasNumber && !parseNumber(text.substr(colon + 1), 0, mostBytes, word.number))
         word.name.clear();
@@ -38,7 +38,7 @@ bool applyWord(const Word &word, Misbehaviour &target)
 {
     const bool isTime = word.hasNumber && word.number <= longestTime;
     const bool isSize = word.hasNumber && word.number > 0;
-    const std::size_t size = static_cast<std::size_t>(word.number);
+    const size_t size = size_t(word.number);
     if (word.name == "bytes" && !word.hasNumber) {
         target.pieceSize = 1;
     } else if (word.name == "pieces" && isSize) {
@@ -92,30 +92,29 @@ bool parseMisbehaviour(const std::string &text, MisbehaviourOrder &order, std::s
     return true;
 }
 
-std::size_t pieceLength(const Misbehaviour &misbehaviour, std::size_t sent, std::size_t total)
+size_t pieceLength(const Misbehaviour &misbehaviour, size_t sent, size_t total)
 {
-    const std::size_t rest = total - sent;
-    const std::size_t wanted =
-        misbehaviour.pieceSize ? std::min(misbehaviour.pieceSize, rest) : rest;
+    const size_t rest = total - sent;
+    const size_t wanted = misbehaviour.pieceSize ? std::min(misbehaviour.pieceSize, rest) : rest;
     if (misbehaviour.splitSeparator)
         return wanted == rest && rest > 1 ? rest - 1 : wanted;
     // Clients are known not to recognise a separator that comes in two reads.
     return wanted + 1 == rest ? rest : wanted;
 }
 
-std::size_t cutPosition(const Misbehaviour &misbehaviour, std::size_t total)
+size_t cutPosition(const Misbehaviour &misbehaviour, size_t total)
 {
     return misbehaviour.cutHalfway ? total / 2 : std::min(misbehaviour.cutAfter, total - 1);
 }
 
-std::string garbageFrame(std::size_t size)
+std::string garbageFrame(size_t size)
 {
     std::string frame;
     frame.reserve(size + separatorLength);
     unsigned int state = 1;
     while (frame.size() < size) {
         state = state * 1103515245u + 12345u;
-        const char c = static_cast<char>(state >> 16 & 0xff);
+        const char c = char(state >> 16 & 0xff);
         // A NUL would hide what follows from the client, a form feed might end the frame early.
         if (c != '\0' && c != '\f')
             frame += c;

@@ -10,14 +10,14 @@ namespace kivsim
 
 /** How the frames of one connection are sent. The default is to behave. */
 struct Misbehaviour {
-    std::size_t pieceSize = 0;   ///< bytes of each write; 0 for whole frames
+    size_t pieceSize = 0;        ///< bytes of each write; 0 for whole frames
     bool splitSeparator = false; ///< whether each separator is cut between its two bytes
     int gap = 0;                 ///< milliseconds between two pieces
     int delay = 0;               ///< milliseconds before each frame
     bool cut = false;            ///< whether the connection is closed within the next frame
     bool cutHalfway = false;     ///< if so, in the middle, else behind cutAfter bytes
-    std::size_t cutAfter = 0;
-    std::size_t garbage = 0; ///< bytes of garbage in a frame of its own before each frame
+    size_t cutAfter = 0;
+    size_t garbage = 0; ///< bytes of garbage in a frame of its own before each frame
 };
 
 /** What a misbehave request or option asks for. */
@@ -34,13 +34,13 @@ struct MisbehaviourOrder {
 bool parseMisbehaviour(const std::string &text, MisbehaviourOrder &order, std::string &error);
 
 /** @return the length of the piece that follows after sent bytes of a frame */
-std::size_t pieceLength(const Misbehaviour &misbehaviour, std::size_t sent, std::size_t total);
+size_t pieceLength(const Misbehaviour &misbehaviour, size_t sent, size_t total);
 
 /** @return the number of bytes of a frame that are sent before the connection is cut */
-std::size_t cutPosition(const Misbehaviour &misbehaviour, std::size_t total);
+size_t cutPosition(const Misbehaviour &misbehaviour, size_t total);
 
 /** @return a frame of bytes without meaning, the same each time */
-std::string garbageFrame(std::size_t size);
+std::string garbageFrame(size_t size);
 
 } // namespace kivsim
 

@@ -10,7 +10,7 @@ namespace kivsim
 /** Reads a decimal number; @return whether the text is one from smallest to largest. */
 inline bool parseNumber(const std::string &text, int smallest, int largest, int &number)
 {
-    const std::size_t mostDigits = 9;
+    const size_t mostDigits = 9;
     if (text.empty() || text.size() > mostDigits ||
         text.find_first_not_of("0123456789") != std::string::npos)
         return false;

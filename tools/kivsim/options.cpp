@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "options.h"
+#include "kivsim/options.h"
 
-#include "number.h"
+#include "kivsim/number.h"
 
 #include <getopt.h>
 #include <sys/un.h>
@@ -23,6 +23,7 @@ enum OptionCode {
     NoSocketOption = 256,
     MaxFrameOption,
     MaxOutputOption,
+    MaxTreeOption,
     MaxClientsOption
 };
 
@@ -39,6 +40,7 @@ const option longOptions[] = {
     {"misbehave", required_argument, nullptr, MisbehaveOption},
     {"max-frame", required_argument, nullptr, MaxFrameOption},
     {"max-output", required_argument, nullptr, MaxOutputOption},
+    {"max-tree", required_argument, nullptr, MaxTreeOption},
     {"max-clients", required_argument, nullptr, MaxClientsOption},
     {nullptr, 0, nullptr, 0},
 };
@@ -48,7 +50,7 @@ const int mostClients = 100000;
 
 bool setSocketPath(const std::string &text, Options &options, std::string &error)
 {
-    const std::size_t longest = sizeof(sockaddr_un::sun_path) - 1;
+    const size_t longest = sizeof(sockaddr_un::sun_path) - 1;
     if (text.empty() || text.size() > longest) {
         error = "--socket needs a path of 1 to " + std::to_string(longest) + " bytes";
         return false;
@@ -108,6 +110,8 @@ bool applyOption(int code, const std::string &value, Options &options, std::stri
         return setNumber("--max-frame", value, 1, mostBytes, options.maxFrame, error);
     case MaxOutputOption:
         return setNumber("--max-output", value, 1, mostBytes, options.maxOutput, error);
+    case MaxTreeOption:
+        return setNumber("--max-tree", value, 1, mostBytes, options.maxTree, error);
     default:
         return setNumber("--max-clients", value, 1, mostClients, options.maxClients, error);
     }
@@ -154,6 +158,7 @@ std::string helpText()
            "  -m, --misbehave ORDER  how to treat every new connection, see below\n"
            "      --max-frame N      longest request in bytes (default 33554432)\n"
            "      --max-output N     bytes that may wait for one client (default 67108864)\n"
+           "      --max-tree N       bytes that all data may have, as XML (default 33554432)\n"
            "      --max-clients N    connections at a time (default 500)\n"
            "  -v, --verbose          log every frame to the standard error output\n"
            "  -h, --help             print this and exit\n"

@@ -2,7 +2,7 @@
 #ifndef KIVSIM_OPTIONS_H
 #define KIVSIM_OPTIONS_H
 
-#include "misbehaviour.h"
+#include "kivsim/misbehaviour.h"
 
 #include <string>
 
@@ -18,6 +18,7 @@ struct Options {
     std::string dataFile;                 ///< empty for the one that comes with the program
     int maxFrame = 32 << 20;              ///< longest request in bytes
     int maxOutput = 64 << 20;             ///< most bytes that may wait for one client
+    int maxTree = 32 << 20;               ///< largest tree, in bytes of its markup
     int maxClients = 500;
     bool verbose = false;
     Misbehaviour misbehaviour; ///< of every new connection

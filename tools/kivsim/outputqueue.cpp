@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "outputqueue.h"
+#include "kivsim/outputqueue.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -12,8 +12,8 @@ namespace
 {
 
 /** A write up to this length is not torn apart by the kernel. */
-const std::size_t wholeWrite = 4096;
-const std::size_t separatorLength = 2;
+const size_t wholeWrite = 4096;
+const size_t separatorLength = 2;
 
 bool isInPieces(const Misbehaviour &misbehaviour)
 {
@@ -21,11 +21,11 @@ bool isInPieces(const Misbehaviour &misbehaviour)
 }
 
 /** @return how much of a frame the next write is to send */
-std::size_t writeLength(const Misbehaviour &misbehaviour, std::size_t sent, std::size_t total)
+size_t writeLength(const Misbehaviour &misbehaviour, size_t sent, size_t total)
 {
     if (isInPieces(misbehaviour))
         return pieceLength(misbehaviour, sent, total);
-    const std::size_t rest = total - sent;
+    const size_t rest = total - sent;
     // The separator of a long frame goes by itself, lest a full socket cut it in two.
     return rest > wholeWrite ? rest - separatorLength : rest;
 }
@@ -33,8 +33,8 @@ std::size_t writeLength(const Misbehaviour &misbehaviour, std::size_t sent, std:
 } // namespace
 
 OutputQueue::OutputQueue()
-    : m_size(0)
-    , m_nextPiece(0)
+    : waiting(0)
+    , nextPiece(0)
 {
 }
 
@@ -50,49 +50,48 @@ void OutputQueue::add(const std::string &frame, const Misbehaviour &misbehaviour
 
 void OutputQueue::push(const std::string &bytes, const Misbehaviour &misbehaviour, qint64 now)
 {
-    const std::size_t end =
-        misbehaviour.cut ? cutPosition(misbehaviour, bytes.size()) : bytes.size();
-    m_frames.push_back(Frame{bytes, 0, end, now + misbehaviour.delay, misbehaviour});
-    m_size += end;
+    const size_t end = misbehaviour.cut ? cutPosition(misbehaviour, bytes.size()) : bytes.size();
+    frames.push_back(Frame{bytes, 0, end, now + misbehaviour.delay, misbehaviour});
+    waiting += end;
 }
 
 int OutputQueue::waitTime(qint64 now) const
 {
-    if (m_frames.empty())
+    if (frames.empty())
         return 0;
-    const Frame &frame = m_frames.front();
-    const qint64 due = frame.sent == 0 ? std::max(frame.due, m_nextPiece) : m_nextPiece;
-    return static_cast<int>(std::max<qint64>(due - now, 0));
+    const Frame &frame = frames.front();
+    const qint64 due = frame.sent == 0 ? std::max(frame.due, nextPiece) : nextPiece;
+    return int(std::max<qint64>(due - now, 0));
 }
 
 OutputQueue::State OutputQueue::write(int socket, qint64 now)
 {
-    while (!m_frames.empty()) {
+    while (!frames.empty()) {
         if (waitTime(now) > 0)
             return Waiting;
-        Frame &frame = m_frames.front();
-        const std::size_t wanted =
+        Frame &frame = frames.front();
+        const size_t wanted =
             std::min(writeLength(frame.misbehaviour, frame.sent, frame.bytes.size()),
                      frame.end - frame.sent);
         if (wanted > 0) {
-            const ssize_t written = ::send(socket, frame.bytes.data() + frame.sent, wanted,
-                                           MSG_NOSIGNAL | MSG_DONTWAIT);
+            const ssize_t written =
+                send(socket, frame.bytes.data() + frame.sent, wanted, MSG_NOSIGNAL | MSG_DONTWAIT);
             if (written < 0 && errno == EINTR)
                 continue;
             if (written < 0)
                 return errno == EAGAIN || errno == EWOULDBLOCK ? Blocked : Broken;
-            frame.sent += static_cast<std::size_t>(written);
-            m_size -= static_cast<std::size_t>(written);
+            frame.sent += size_t(written);
+            waiting -= size_t(written);
         }
         const bool inPieces = isInPieces(frame.misbehaviour);
         if (inPieces)
-            m_nextPiece = now + frame.misbehaviour.gap;
+            nextPiece = now + frame.misbehaviour.gap;
         if (frame.sent == frame.end) {
             if (frame.end < frame.bytes.size())
                 return CutShort;
-            m_frames.pop_front();
+            frames.pop_front();
         }
-        if (inPieces && !m_frames.empty())
+        if (inPieces && !frames.empty())
             return Waiting;
     }
     return Empty;

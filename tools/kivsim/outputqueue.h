@@ -2,11 +2,12 @@
 #ifndef KIVSIM_OUTPUTQUEUE_H
 #define KIVSIM_OUTPUTQUEUE_H
 
-#include "misbehaviour.h"
+#include "kivsim/misbehaviour.h"
+
+#include <QtCore/QtGlobal>
 
 #include <cstddef>
 #include <deque>
-#include <QtCore/QtGlobal>
 #include <string>
 
 namespace kivsim
@@ -37,22 +38,22 @@ public:
     /** @return the milliseconds until the next write */
     int waitTime(qint64 now) const;
     /** @return the number of bytes that wait */
-    std::size_t size() const { return m_size; }
+    size_t size() const { return waiting; }
 
 private:
     struct Frame {
         std::string bytes;
-        std::size_t sent;
-        std::size_t end; ///< where sending ends, before the end of the frame if it is to be cut
-        qint64 due;      ///< when sending may begin
+        size_t sent;
+        size_t end; ///< where sending ends, before the end of the frame if it is to be cut
+        qint64 due; ///< when sending may begin
         Misbehaviour misbehaviour;
     };
 
     void push(const std::string &bytes, const Misbehaviour &misbehaviour, qint64 now);
 
-    std::deque<Frame> m_frames;
-    std::size_t m_size;
-    qint64 m_nextPiece; ///< when the next piece may be sent
+    std::deque<Frame> frames;
+    size_t waiting;
+    qint64 nextPiece; ///< when the next piece may be sent
 };
 
 } // namespace kivsim

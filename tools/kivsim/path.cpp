@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "path.h"
+#include "kivsim/path.h"
 
-#include "requesterror.h"
-#include "xmltext.h"
+#include "kivsim/markup.h"
+#include "kivsim/requesterror.h"
 
 #include <algorithm>
 
@@ -13,25 +13,27 @@ namespace
 {
 
 /** With this limit and that of a message the tree cannot grow deep enough to exhaust the stack. */
-const std::size_t maxSteps = 64;
+const size_t maxSteps = 64;
+/** Each key is looked for among the children of each entry, so that many keep everybody waiting. */
+const size_t maxKeys = 16;
 
 /** Reads a path text from left to right. */
 class PathReader
 {
 public:
     explicit PathReader(const std::string &text)
-        : m_text(text)
+        : text(text)
     {
     }
 
     std::vector<Step> read()
     {
-        if (m_text.empty())
+        if (text.empty())
             fail("empty");
         std::vector<Step> steps;
         while (!atEnd()) {
             if (peek() == '/') {
-                ++m_at;
+                ++at;
                 continue;
             }
             steps.push_back(readStep());
@@ -46,8 +48,11 @@ private:
     {
         Step step;
         step.name = readName("/[");
-        while (!atEnd() && peek() == '[')
+        while (!atEnd() && peek() == '[') {
             step.keys.push_back(readKey());
+            if (step.keys.size() > maxKeys)
+                fail("more than " + std::to_string(maxKeys) + " keys");
+        }
         if (!atEnd() && peek() != '/')
             fail("no slash behind a key");
         return step;
@@ -56,28 +61,28 @@ private:
     Key readKey()
     {
         Key key;
-        ++m_at;
+        ++at;
         key.name = readName("=/[]");
         expect('=');
         const char quote = atEnd() ? '\0' : peek();
         if (quote != '\'' && quote != '"')
             fail("key value without quotes");
-        const std::size_t end = m_text.find(quote, m_at + 1);
+        const size_t end = text.find(quote, at + 1);
         if (end == std::string::npos)
             fail("key value without closing quote");
-        key.value = m_text.substr(m_at + 1, end - m_at - 1);
-        m_at = end + 1;
+        key.value = text.substr(at + 1, end - at - 1);
+        at = end + 1;
         expect(']');
         return key;
     }
 
     std::string readName(const char *delimiters)
     {
-        const std::size_t end = std::min(m_text.find_first_of(delimiters, m_at), m_text.size());
-        std::string name = m_text.substr(m_at, end - m_at);
+        const size_t end = std::min(text.find_first_of(delimiters, at), text.size());
+        std::string name = text.substr(at, end - at);
         if (!isPlainName(name))
             fail("bad name");
-        m_at = end;
+        at = end;
         return name;
     }
 
@@ -85,19 +90,19 @@ private:
     {
         if (atEnd() || peek() != c)
             fail(std::string("no '") + c + "'");
-        ++m_at;
+        ++at;
     }
 
-    bool atEnd() const { return m_at >= m_text.size(); }
-    char peek() const { return m_text[m_at]; }
+    bool atEnd() const { return at >= text.size(); }
+    char peek() const { return text[at]; }
 
     [[noreturn]] void fail(const std::string &reason) const
     {
-        throw protocolError("bad path: " + reason + " at character " + std::to_string(m_at));
+        throw protocolError("bad path: " + reason + " at character " + std::to_string(at));
     }
 
-    const std::string &m_text;
-    std::size_t m_at = 0;
+    const std::string &text;
+    size_t at = 0;
 };
 
 bool hasKey(const Step &step, const Key &key)
@@ -118,7 +123,7 @@ bool hasKeysOf(const Step &step, const Step &other)
 Path Path::parse(const std::string &text)
 {
     Path path;
-    path.m_steps = PathReader(text).read();
+    path.allSteps = PathReader(text).read();
     return path;
 }
 
@@ -127,7 +132,7 @@ std::string Path::text() const
     if (isRoot())
         return "/";
     std::string text;
-    for (const Step &step : m_steps) {
+    for (const Step &step : allSteps) {
         text += '/' + step.name;
         for (const Key &key : step.keys) {
             const char quote = key.value.find('\'') == std::string::npos ? '\'' : '"';
@@ -140,32 +145,33 @@ std::string Path::text() const
 Path Path::parent() const
 {
     Path result(*this);
-    result.m_steps.pop_back();
+    result.allSteps.pop_back();
     return result;
 }
 
 Path Path::joined(const Path &relative) const
 {
     Path result(*this);
-    result.m_steps.insert(result.m_steps.end(), relative.m_steps.begin(), relative.m_steps.end());
+    result.allSteps.insert(result.allSteps.end(), relative.allSteps.begin(),
+                           relative.allSteps.end());
     return result;
 }
 
 bool Path::isWithin(const Path &other) const
 {
-    if (other.m_steps.size() > m_steps.size())
+    if (other.allSteps.size() > allSteps.size())
         return false;
     return std::equal(
-        other.m_steps.begin(), other.m_steps.end(), m_steps.begin(),
+        other.allSteps.begin(), other.allSteps.end(), allSteps.begin(),
         [](const Step &a, const Step &b) { return a.name == b.name && hasKeysOf(b, a); });
 }
 
 bool Path::mayMeet(const Path &other) const
 {
     // Keys do not count: an edit may change the very key that another path chooses by.
-    const std::size_t common = std::min(m_steps.size(), other.m_steps.size());
-    return std::equal(m_steps.begin(), m_steps.begin() + static_cast<std::ptrdiff_t>(common),
-                      other.m_steps.begin(),
+    const size_t common = std::min(allSteps.size(), other.allSteps.size());
+    return std::equal(allSteps.begin(), allSteps.begin() + ptrdiff_t(common),
+                      other.allSteps.begin(),
                       [](const Step &a, const Step &b) { return a.name == b.name; });
 }
 

@@ -32,8 +32,8 @@ public:
      */
     static Path parse(const std::string &text);
 
-    const std::vector<Step> &steps() const { return m_steps; }
-    bool isRoot() const { return m_steps.empty(); }
+    const std::vector<Step> &steps() const { return allSteps; }
+    bool isRoot() const { return allSteps.empty(); }
     /** @return the path in its usual spelling */
     std::string text() const;
     /** @return the path without its last step; not for the root */
@@ -46,7 +46,7 @@ public:
     bool mayMeet(const Path &other) const;
 
 private:
-    std::vector<Step> m_steps;
+    std::vector<Step> allSteps;
 };
 
 } // namespace kivsim

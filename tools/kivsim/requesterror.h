@@ -14,13 +14,13 @@ class RequestError : public std::runtime_error
 public:
     RequestError(const char *type, const std::string &message)
         : std::runtime_error(message)
-        , m_type(type)
+        , errorType(type)
     {
     }
-    const char *type() const { return m_type; }
+    const char *type() const { return errorType; }
 
 private:
-    const char *m_type;
+    const char *errorType;
 };
 
 /** A message that cannot be understood. */

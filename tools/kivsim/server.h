@@ -2,15 +2,16 @@
 #ifndef KIVSIM_SERVER_H
 #define KIVSIM_SERVER_H
 
-#include "listeningsockets.h"
-#include "requests.h"
-#include "subscriptions.h"
-#include "tree.h"
+#include "kivsim/listeningsockets.h"
+#include "kivsim/requesthandler.h"
+#include "kivsim/subscriptions.h"
+#include "kivsim/tree.h"
 
 #include <QtCore/QObject>
 #include <QtCore/QScopedPointer>
 #include <QtCore/QSocketNotifier>
 #include <QtCore/QTimer>
+
 #include <set>
 #include <string>
 
@@ -48,17 +49,17 @@ private:
     void closeAllSessions();
     void setAccepting(bool accepting);
 
-    const Options &m_options;
-    Tree m_tree;
-    Subscriptions m_subscriptions;
-    Requests m_requests;
-    ListeningSockets m_sockets;
-    QScopedPointer<QSocketNotifier> m_unixNotifier;
-    QScopedPointer<QSocketNotifier> m_tcpNotifier;
-    std::set<Session *> m_sessions;
-    int m_nextNumber;
-    QTimer m_downTimer;
-    QTimer m_upTimer;
+    const Options &options;
+    Tree tree;
+    Subscriptions subscriptions;
+    RequestHandler requestHandler;
+    ListeningSockets sockets;
+    QScopedPointer<QSocketNotifier> unixNotifier;
+    QScopedPointer<QSocketNotifier> tcpNotifier;
+    std::set<Session *> sessions;
+    int nextNumber;
+    QTimer downTimer;
+    QTimer upTimer;
 };
 
 } // namespace kivsim

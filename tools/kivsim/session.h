@@ -2,22 +2,23 @@
 #ifndef KIVSIM_SESSION_H
 #define KIVSIM_SESSION_H
 
-#include "client.h"
-#include "framesplitter.h"
-#include "misbehaviour.h"
-#include "outputqueue.h"
+#include "kivsim/client.h"
+#include "kivsim/framesplitter.h"
+#include "kivsim/misbehaviour.h"
+#include "kivsim/outputqueue.h"
 
-#include <cstddef>
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QObject>
 #include <QtCore/QSocketNotifier>
 #include <QtCore/QTimer>
+
+#include <cstddef>
 #include <string>
 
 namespace kivsim
 {
 
-class Requests;
+class RequestHandler;
 struct Options;
 
 /** One connection. */
@@ -26,7 +27,8 @@ class Session : public QObject, public Client
     Q_OBJECT
 public:
     /** @param socket connected and not blocking; closed with the session */
-    Session(int socket, int number, const Options &options, Requests &requests, QObject *parent);
+    Session(int socket, int number, const Options &options, RequestHandler &requests,
+            QObject *parent);
     virtual ~Session();
 
     void send(const std::string &frame) override;
@@ -42,28 +44,28 @@ private Q_SLOTS:
     void proceed();
 
 private:
-    void enqueue(const std::string &frame, const Misbehaviour &misbehaviour);
+    void enqueue(const std::string &frame, const Misbehaviour &manner);
     void write();
     void handleFrames();
     void awaitEvents();
     void end(const char *reason);
-    void log(const char *what, const char *text, std::size_t length) const;
+    void log(const char *what, const char *text, size_t length) const;
     bool isCongested() const;
 
-    const Options &m_options;
-    Requests &m_requests;
-    int m_socket;
-    int m_number;
-    FrameSplitter m_input;
-    OutputQueue m_output;
-    QElapsedTimer m_clock; ///< of the output
-    OutputQueue::State m_outputState;
-    Misbehaviour m_misbehaviour;
-    bool m_peerFinished; ///< whether the client has sent all it will
-    bool m_ended;
-    QSocketNotifier m_readNotifier;
-    QSocketNotifier m_writeNotifier;
-    QTimer m_timer; ///< fires when the next write is due, or when the end is to be told
+    const Options &options;
+    RequestHandler &requestHandler;
+    int descriptor;
+    int number;
+    FrameSplitter input;
+    OutputQueue output;
+    QElapsedTimer clock; ///< of the output
+    OutputQueue::State outputState;
+    Misbehaviour misbehaviour;
+    bool peerFinished; ///< whether the client has sent all it will
+    bool ended;
+    QSocketNotifier readNotifier;
+    QSocketNotifier writeNotifier;
+    QTimer timer; ///< fires when the next write is due, or when the end is to be told
 };
 
 } // namespace kivsim

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "signals.h"
+#include "kivsim/signals.h"
 
-#include "server.h"
+#include "kivsim/server.h"
+
+#include <QtCore/QCoreApplication>
 
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
-#include <QtCore/QCoreApplication>
 #include <unistd.h>
 
 namespace kivsim
@@ -24,32 +25,32 @@ int signalPipe[2] = {-1, -1};
 extern "C" void passOn(int number)
 {
     const int error = errno;
-    const char byte = static_cast<char>(number);
-    const ssize_t written = ::write(signalPipe[1], &byte, 1);
+    const char byte = char(number);
+    const ssize_t written = write(signalPipe[1], &byte, 1);
     // A full pipe has enough to say already.
-    static_cast<void>(written);
+    Q_UNUSED(written)
     errno = error;
 }
 
 } // namespace
 
 Signals::Signals(Server &server)
-    : m_server(server)
+    : server(server)
 {
 }
 
 bool Signals::install()
 {
-    if (::pipe2(signalPipe, O_CLOEXEC | O_NONBLOCK) != 0)
+    if (pipe2(signalPipe, O_CLOEXEC | O_NONBLOCK) != 0)
         return false;
-    m_notifier.reset(new QSocketNotifier(signalPipe[0], QSocketNotifier::Read));
-    connect(m_notifier.data(), SIGNAL(activated(int)), this, SLOT(handle()));
+    notifier.reset(new QSocketNotifier(signalPipe[0], QSocketNotifier::Read));
+    connect(notifier.data(), SIGNAL(activated(int)), this, SLOT(handle()));
     struct sigaction action;
     std::memset(&action, 0, sizeof action);
     action.sa_handler = passOn;
     action.sa_flags = SA_RESTART;
     for (int number : {SIGTERM, SIGINT, SIGHUP}) {
-        if (::sigaction(number, &action, nullptr) != 0)
+        if (sigaction(number, &action, nullptr) != 0)
             return false;
     }
     return std::signal(SIGPIPE, SIG_IGN) != SIG_ERR;
@@ -58,9 +59,9 @@ bool Signals::install()
 void Signals::handle()
 {
     char byte = 0;
-    while (::read(signalPipe[0], &byte, 1) == 1) {
+    while (read(signalPipe[0], &byte, 1) == 1) {
         if (byte == SIGHUP)
-            m_server.restart(restartDelay);
+            server.restart(restartDelay);
         else
             QCoreApplication::quit();
     }

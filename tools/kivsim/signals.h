@@ -25,8 +25,8 @@ private Q_SLOTS:
     void handle();
 
 private:
-    Server &m_server;
-    QScopedPointer<QSocketNotifier> m_notifier;
+    Server &server;
+    QScopedPointer<QSocketNotifier> notifier;
 };
 
 } // namespace kivsim

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "subscriptions.h"
+#include "kivsim/subscriptions.h"
 
-#include "client.h"
-#include "edit.h"
-#include "replies.h"
-#include "requesterror.h"
-#include "tree.h"
+#include "kivsim/client.h"
+#include "kivsim/daemonframes.h"
+#include "kivsim/edit.h"
+#include "kivsim/requesterror.h"
+#include "kivsim/tree.h"
 
 #include <algorithm>
 
@@ -15,7 +15,7 @@ namespace kivsim
 namespace
 {
 
-const std::ptrdiff_t mostPerClient = 1000;
+const ptrdiff_t mostPerClient = 1000;
 
 void tell(const Subscription &subscription, const std::string &op, const Path &changed,
           const std::string &content)
@@ -27,32 +27,32 @@ void tell(const Subscription &subscription, const std::string &op, const Path &c
 } // namespace
 
 Subscriptions::Subscriptions(const Tree &tree)
-    : m_tree(tree)
+    : tree(tree)
 {
 }
 
 void Subscriptions::add(const Subscription &subscription)
 {
-    const std::ptrdiff_t present = std::count_if(
-        m_subscriptions.begin(), m_subscriptions.end(),
+    const ptrdiff_t present = std::count_if(
+        subscriptions.begin(), subscriptions.end(),
         [&subscription](const Subscription &s) { return s.client == subscription.client; });
     if (present >= mostPerClient)
         throw applicationError("more than " + std::to_string(mostPerClient) + " subscriptions");
-    m_subscriptions.push_back(subscription);
+    subscriptions.push_back(subscription);
 }
 
 void Subscriptions::removeAllOf(const Client *client)
 {
-    m_subscriptions.erase(
-        std::remove_if(m_subscriptions.begin(), m_subscriptions.end(),
+    subscriptions.erase(
+        std::remove_if(subscriptions.begin(), subscriptions.end(),
                        [client](const Subscription &s) { return s.client == client; }),
-        m_subscriptions.end());
+        subscriptions.end());
 }
 
 std::string Subscriptions::seenBy(const Subscription &subscription) const
 {
-    return subscription.singleLevel ? m_tree.shallowContent(subscription.watched)
-                                    : m_tree.content(subscription.watched);
+    return subscription.singleLevel ? tree.shallowContent(subscription.watched)
+                                    : tree.content(subscription.watched);
 }
 
 void Subscriptions::reportPresent(const Subscription &subscription) const
@@ -63,7 +63,7 @@ void Subscriptions::reportPresent(const Subscription &subscription) const
 std::vector<Subscriptions::Candidate> Subscriptions::candidates(const Path &edited) const
 {
     std::vector<Candidate> result;
-    for (const Subscription &subscription : m_subscriptions) {
+    for (const Subscription &subscription : subscriptions) {
         if (!subscription.watched.mayMeet(edited))
             continue;
         // Whoever watches all that is edited sees every change. Others are told only if what they
@@ -91,7 +91,7 @@ void Subscriptions::reportChange(const std::vector<Candidate> &candidates, const
             continue;
         const bool ofChild = subscription.singleLevel && edit.path.isWithin(subscription.watched);
         const Path &changed = ofChild ? edit.path : subscription.watched;
-        const std::string content = ofChild ? m_tree.shallowContent(changed) : after;
+        const std::string content = ofChild ? tree.shallowContent(changed) : after;
         tell(subscription, opName(content.empty() ? Edit::Delete : edit.op), changed, content);
     }
 }

@@ -2,7 +2,7 @@
 #ifndef KIVSIM_SUBSCRIPTIONS_H
 #define KIVSIM_SUBSCRIPTIONS_H
 
-#include "path.h"
+#include "kivsim/path.h"
 
 #include <cstddef>
 #include <string>
@@ -52,8 +52,8 @@ public:
 private:
     std::string seenBy(const Subscription &subscription) const;
 
-    const Tree &m_tree;
-    std::vector<Subscription> m_subscriptions;
+    const Tree &tree;
+    std::vector<Subscription> subscriptions;
 };
 
 } // namespace kivsim

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "tree.h"
+#include "kivsim/tree.h"
 
-#include "requesterror.h"
-#include "xmltext.h"
+#include "kivsim/markup.h"
+#include "kivsim/requesterror.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -26,7 +26,7 @@ bool readFile(const std::string &fileName, std::string &text, std::string &error
 {
     std::FILE *const file = std::fopen(fileName.c_str(), "re");
     char buffer[16 * 1024];
-    std::size_t length = 0;
+    size_t length = 0;
     while (file && (length = std::fread(buffer, 1, sizeof buffer, file)) > 0)
         text.append(buffer, length);
     const bool complete = file && !std::ferror(file);
@@ -60,37 +60,59 @@ std::vector<pugi::xml_node> childrenMatching(const pugi::xml_node &parent, const
     return result;
 }
 
+Tree::Tree(size_t limit)
+    : limit(limit)
+    , mostBytes(0)
+{
+}
+
 bool Tree::load(const std::string &fileName, std::string &error)
 {
     std::string text;
     if (!readFile(fileName, text, error))
         return false;
-    pugi::xml_document document;
+    pugi::xml_document loaded;
     try {
-        parseXml(document, text.data(), text.size(), true);
+        parseXml(loaded, text.data(), text.size(), true);
     } catch (const RequestError &failure) {
         error = "cannot use " + fileName + ": " + failure.what();
         return false;
     }
-    m_document.reset(document);
+    const size_t size = markupSize(loaded);
+    if (size > limit) {
+        error = "cannot use " + fileName + ": larger than " + std::to_string(limit) + " bytes";
+        return false;
+    }
+    document.reset(loaded);
+    mostBytes = size;
     readListKeys();
     return true;
 }
 
+void Tree::makeRoom(size_t bytes)
+{
+    // Deletions are not followed. To measure the tree takes long, so it is done when it decides.
+    if (bytes > limit || mostBytes > limit - bytes)
+        mostBytes = markupSize(document);
+    if (bytes > limit || mostBytes > limit - bytes)
+        throw applicationError("the tree would be larger than " + std::to_string(limit) + " bytes");
+    mostBytes += bytes;
+}
+
 void Tree::readListKeys()
 {
-    m_listKeys.clear();
-    m_listKeys["sys_message"] = {"reporter", "rep_ref"};
-    for (const pugi::xml_node &node : m_document.children()) {
+    keysOfLists.clear();
+    keysOfLists["sys_message"] = {"reporter", "rep_ref"};
+    for (const pugi::xml_node &node : document.children()) {
         if (node.type() != pugi::node_pi || std::strcmp(node.name(), "kivsim-keys") != 0)
             continue;
         std::istringstream declarations(node.value());
         std::string declaration;
         while (declarations >> declaration) {
-            const std::size_t equals = declaration.find('=');
+            const size_t equals = declaration.find('=');
             if (equals == std::string::npos)
                 continue;
-            std::vector<std::string> &keys = m_listKeys[declaration.substr(0, equals)];
+            std::vector<std::string> &keys = keysOfLists[declaration.substr(0, equals)];
             keys.clear();
             std::istringstream names(declaration.substr(equals + 1));
             std::string name;
@@ -102,7 +124,7 @@ void Tree::readListKeys()
 
 pugi::xml_node Tree::root() const
 {
-    return m_document.document_element();
+    return document.document_element();
 }
 
 std::vector<pugi::xml_node> Tree::find(const Path &path) const
@@ -152,8 +174,8 @@ std::string Tree::shallowContent(const Path &path) const
 const std::vector<std::string> &Tree::listKeys(const std::string &name) const
 {
     static const std::vector<std::string> none;
-    const auto found = m_listKeys.find(name);
-    return found == m_listKeys.end() ? none : found->second;
+    const auto found = keysOfLists.find(name);
+    return found == keysOfLists.end() ? none : found->second;
 }
 
 std::vector<Key> Tree::entryKeys(const pugi::xml_node &element) const

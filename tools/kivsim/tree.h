@@ -2,10 +2,12 @@
 #ifndef KIVSIM_TREE_H
 #define KIVSIM_TREE_H
 
-#include "path.h"
+#include "kivsim/path.h"
 
-#include <map>
 #include <pugixml.hpp>
+
+#include <cstddef>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -16,11 +18,21 @@ namespace kivsim
 class Tree
 {
 public:
+    /** @param limit the largest tree, in bytes of its markup */
+    explicit Tree(size_t limit);
+
     /**
-     * Reads the data file anew.
+     * Reads the data file anew. One beyond the limit is refused.
      * @return whether it could be read; if not, error says why in one line and the tree stays
      */
     bool load(const std::string &fileName, std::string &error);
+
+    /**
+     * To be called before so many bytes of markup come into the tree. What an edit replaces counts
+     * until it is gone.
+     * @throws RequestError if the tree might become larger than the limit
+     */
+    void makeRoom(size_t bytes);
 
     /** @return the root element */
     pugi::xml_node root() const;
@@ -43,8 +55,10 @@ public:
 private:
     void readListKeys();
 
-    pugi::xml_document m_document;
-    std::map<std::string, std::vector<std::string>> m_listKeys;
+    const size_t limit;
+    size_t mostBytes; ///< the tree is not larger than this; when it may be less is seen on demand
+    pugi::xml_document document;
+    std::map<std::string, std::vector<std::string>> keysOfLists;
 };
 
 /** @return the children that a step designates, in document order */

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#ifndef KIVSIM_REPLIES_H
-#define KIVSIM_REPLIES_H
+#ifndef KIVSIM_DAEMONFRAMES_H
+#define KIVSIM_DAEMONFRAMES_H
 
 #include <string>
 

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#ifndef KIVSIM_REQUESTS_H
-#define KIVSIM_REQUESTS_H
+#ifndef KIVSIM_REQUESTHANDLER_H
+#define KIVSIM_REQUESTHANDLER_H
+
+#include <pugixml.hpp>
 
 #include <cstddef>
 #include <functional>
-#include <pugixml.hpp>
 #include <string>
 
 namespace kivsim
@@ -15,16 +16,17 @@ class Subscriptions;
 class Tree;
 
 /** Reads the frames of clients, does what they ask for and answers. */
-class Requests
+class RequestHandler
 {
 public:
     /** @param restart is given the milliseconds to stay away when a client asks for a restart */
-    Requests(Tree &tree, Subscriptions &subscriptions, const std::function<void(int)> &restart);
+    RequestHandler(Tree &tree, Subscriptions &subscriptions,
+                   const std::function<void(int)> &restart);
 
     /** Handles one frame without its separator. */
-    void handleFrame(Client &client, const char *frame, std::size_t length);
+    void handleFrame(Client &client, const char *frame, size_t length);
     /** Handles a frame beyond the limit, of which only the beginning is known. */
-    void refuseLongFrame(Client &client, const char *frame, std::size_t length, std::size_t limit);
+    void refuseLongFrame(Client &client, const char *frame, size_t length, size_t limit);
 
 private:
     void handleMessage(Client &client, const pugi::xml_node &message, std::string &ref);
@@ -35,9 +37,9 @@ private:
     void kivdDebug(Client &client, const std::string &ref, const pugi::xml_node &operation);
     void misbehave(Client &client, const std::string &ref, const pugi::xml_node &operation);
 
-    Tree &m_tree;
-    Subscriptions &m_subscriptions;
-    std::function<void(int)> m_restart;
+    Tree &tree;
+    Subscriptions &subscriptions;
+    std::function<void(int)> restart;
 };
 
 } // namespace kivsim

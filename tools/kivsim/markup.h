@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#ifndef KIVSIM_XMLTEXT_H
-#define KIVSIM_XMLTEXT_H
+#ifndef KIVSIM_MARKUP_H
+#define KIVSIM_MARKUP_H
+
+#include <pugixml.hpp>
 
 #include <cstddef>
-#include <pugixml.hpp>
 #include <string>
 
 namespace kivsim
@@ -26,6 +27,9 @@ pugi::xml_node nextElement(const pugi::xml_node &element);
 /** @return the markup of one node with all that is in it, on one line */
 std::string markup(const pugi::xml_node &node);
 
+/** @return the length of that markup */
+size_t markupSize(const pugi::xml_node &node);
+
 /** @return whether the name is one that every reader of the protocol copes with */
 bool isPlainName(const std::string &name);
 
@@ -37,7 +41,7 @@ bool isPlainName(const std::string &name);
  * @param processingInstructions whether to keep these
  * @throws RequestError of type protocol
  */
-void parseXml(pugi::xml_document &document, const char *text, std::size_t length,
+void parseXml(pugi::xml_document &document, const char *text, size_t length,
               bool processingInstructions);
 
 } // namespace kivsim

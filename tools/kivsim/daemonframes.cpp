@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "replies.h"
+#include "kivsim/daemonframes.h"
 
-#include "xmltext.h"
+#include "kivsim/markup.h"
+
+#include <zlib.h>
 
 #include <cstddef>
-#include <zlib.h>
 
 namespace kivsim
 {
@@ -13,7 +14,7 @@ namespace
 {
 
 const char frameEnd[] = "\r\n\f\n";
-const std::size_t longestMessage = 200;
+const size_t longestMessage = 200;
 
 std::string dataAndChecksum(const std::string &content)
 {
@@ -33,7 +34,7 @@ std::string shortened(const std::string &text)
 {
     if (text.size() <= longestMessage)
         return text;
-    std::size_t length = longestMessage;
+    size_t length = longestMessage;
     while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xc0) == 0x80)
         --length;
     return text.substr(0, length) + "...";

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "xmltext.h"
+#include "kivsim/markup.h"
 
-#include "requesterror.h"
+#include "kivsim/requesterror.h"
 
 #include <algorithm>
 #include <cstring>
@@ -12,16 +12,15 @@ namespace kivsim
 namespace
 {
 
-RequestError notWellFormed(const std::string &reason, std::ptrdiff_t offset)
+RequestError notWellFormed(const std::string &reason, ptrdiff_t offset)
 {
     return protocolError("not well-formed: " + reason + " at byte " + std::to_string(offset));
 }
 
 bool startsWith(const char *begin, const char *end, const char *prefix)
 {
-    const std::size_t length = std::strlen(prefix);
-    return static_cast<std::size_t>(end - begin) >= length &&
-           std::memcmp(begin, prefix, length) == 0;
+    const size_t length = std::strlen(prefix);
+    return size_t(end - begin) >= length && std::memcmp(begin, prefix, length) == 0;
 }
 
 /** @return the position behind a terminator, or null if there is none */
@@ -53,7 +52,7 @@ bool isCharacterReference(const std::string &name)
 /** @param text begins with an ampersand */
 bool isReference(const char *text, const char *end)
 {
-    const std::ptrdiff_t longest = 12;
+    const ptrdiff_t longest = 12;
     const char *const limit = text + std::min(end - text, longest);
     const char *const semicolon = std::find(text, limit, ';');
     if (semicolon == limit)
@@ -141,12 +140,25 @@ public:
 class StringWriter : public pugi::xml_writer
 {
 public:
-    void write(const void *data, std::size_t size) override
+    void write(const void *data, size_t size) override
     {
         text.append(static_cast<const char *>(data), size);
     }
     std::string text;
 };
+
+/** Counts what is written. */
+class SizeWriter : public pugi::xml_writer
+{
+public:
+    void write(const void *, size_t size) override { bytes += size; }
+    size_t bytes = 0;
+};
+
+void print(const pugi::xml_node &node, pugi::xml_writer &writer)
+{
+    node.print(writer, "", pugi::format_raw | pugi::format_no_declaration, pugi::encoding_utf8);
+}
 
 } // namespace
 
@@ -201,8 +213,15 @@ pugi::xml_node nextElement(const pugi::xml_node &element)
 std::string markup(const pugi::xml_node &node)
 {
     StringWriter writer;
-    node.print(writer, "", pugi::format_raw | pugi::format_no_declaration, pugi::encoding_utf8);
+    print(node, writer);
     return writer.text;
+}
+
+size_t markupSize(const pugi::xml_node &node)
+{
+    SizeWriter writer;
+    print(node, writer);
+    return writer.bytes;
 }
 
 bool isPlainName(const std::string &name)
@@ -216,7 +235,7 @@ bool isPlainName(const std::string &name)
     });
 }
 
-void parseXml(pugi::xml_document &document, const char *text, std::size_t length,
+void parseXml(pugi::xml_document &document, const char *text, size_t length,
               bool processingInstructions)
 {
     checkCharacters(text, text + length);

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "requests.h"
+#include "kivsim/requesthandler.h"
 
-#include "client.h"
-#include "edit.h"
-#include "misbehaviour.h"
-#include "replies.h"
-#include "requesterror.h"
-#include "subscriptions.h"
-#include "tree.h"
-#include "xmltext.h"
+#include "kivsim/client.h"
+#include "kivsim/daemonframes.h"
+#include "kivsim/edit.h"
+#include "kivsim/markup.h"
+#include "kivsim/misbehaviour.h"
+#include "kivsim/requesterror.h"
+#include "kivsim/subscriptions.h"
+#include "kivsim/tree.h"
 
 #include <algorithm>
 #include <cstring>
@@ -19,7 +19,7 @@ namespace kivsim
 namespace
 {
 
-const std::size_t longestRef = 4096;
+const size_t longestRef = 4096;
 
 /** @return the text of a child, or throws what is to be said if there is none */
 std::string requiredText(const pugi::xml_node &parent, const char *name)
@@ -49,9 +49,9 @@ bool checkHeader(const std::string &header)
 {
     static const char encoding[] = "encode:";
     bool hasEncoding = false;
-    std::size_t begin = 0;
+    size_t begin = 0;
     while (begin < header.size()) {
-        const std::size_t end = std::min(header.find('\n', begin), header.size());
+        const size_t end = std::min(header.find('\n', begin), header.size());
         std::string line = header.substr(begin, end - begin);
         line.erase(line.find_last_not_of("\r \t") + 1);
         begin = end + 1;
@@ -67,7 +67,7 @@ bool checkHeader(const std::string &header)
 }
 
 /** @return the reference of a frame that cannot be parsed, as far as it can be made out */
-std::string guessRef(const char *frame, std::size_t length)
+std::string guessRef(const char *frame, size_t length)
 {
     static const char begin[] = "<ref>";
     static const char end[] = "</ref>";
@@ -80,7 +80,7 @@ std::string guessRef(const char *frame, std::size_t length)
     to += std::strlen(end);
     try {
         pugi::xml_document document;
-        parseXml(document, from, static_cast<std::size_t>(to - from), false);
+        parseXml(document, from, size_t(to - from), false);
         return ownText(document.document_element());
     } catch (const RequestError &) {
         return std::string();
@@ -89,15 +89,15 @@ std::string guessRef(const char *frame, std::size_t length)
 
 } // namespace
 
-Requests::Requests(Tree &tree, Subscriptions &subscriptions,
-                   const std::function<void(int)> &restart)
-    : m_tree(tree)
-    , m_subscriptions(subscriptions)
-    , m_restart(restart)
+RequestHandler::RequestHandler(Tree &tree, Subscriptions &subscriptions,
+                               const std::function<void(int)> &restart)
+    : tree(tree)
+    , subscriptions(subscriptions)
+    , restart(restart)
 {
 }
 
-void Requests::handleFrame(Client &client, const char *frame, std::size_t length)
+void RequestHandler::handleFrame(Client &client, const char *frame, size_t length)
 {
     // Two separators in a row only make sure that the next frame starts afresh.
     if (length == 0)
@@ -114,7 +114,7 @@ void Requests::handleFrame(Client &client, const char *frame, std::size_t length
             return;
         }
         pugi::xml_document document;
-        parseXml(document, body, static_cast<std::size_t>(end - body), false);
+        parseXml(document, body, size_t(end - body), false);
         parsed = true;
         handleMessage(client, document.document_element(), ref);
     } catch (const RequestError &error) {
@@ -124,14 +124,13 @@ void Requests::handleFrame(Client &client, const char *frame, std::size_t length
     }
 }
 
-void Requests::refuseLongFrame(Client &client, const char *frame, std::size_t length,
-                               std::size_t limit)
+void RequestHandler::refuseLongFrame(Client &client, const char *frame, size_t length, size_t limit)
 {
     client.send(errorReply(guessRef(frame, length), "protocol",
                            "frame longer than " + std::to_string(limit) + " bytes"));
 }
 
-void Requests::handleMessage(Client &client, const pugi::xml_node &message, std::string &ref)
+void RequestHandler::handleMessage(Client &client, const pugi::xml_node &message, std::string &ref)
 {
     const bool isBare = std::strcmp(message.name(), "rpc") == 0;
     if (!isBare) {
@@ -155,8 +154,8 @@ void Requests::handleMessage(Client &client, const pugi::xml_node &message, std:
     handleOperation(client, ref, operation);
 }
 
-void Requests::handleOperation(Client &client, const std::string &ref,
-                               const pugi::xml_node &operation)
+void RequestHandler::handleOperation(Client &client, const std::string &ref,
+                                     const pugi::xml_node &operation)
 {
     const std::string name = operation.name();
     if (name == "get")
@@ -173,28 +172,29 @@ void Requests::handleOperation(Client &client, const std::string &ref,
         throw protocolError("unknown operation: " + name);
 }
 
-void Requests::get(Client &client, const std::string &ref, const pugi::xml_node &operation)
+void RequestHandler::get(Client &client, const std::string &ref, const pugi::xml_node &operation)
 {
     const std::string text = requiredText(operation, "path");
     const Path path = Path::parse(text);
-    const std::string content = m_tree.content(path);
+    const std::string content = tree.content(path);
     if (content.empty() && !path.isRoot())
         throw applicationError("no such path: " + path.text());
     client.send(getReply(ref, text, content));
 }
 
-void Requests::edit(Client &client, const std::string &ref, const pugi::xml_node &operation)
+void RequestHandler::edit(Client &client, const std::string &ref, const pugi::xml_node &operation)
 {
     const Edit::Op op = opFromName(requiredText(operation, "op"));
     const Path path = Path::parse(requiredText(operation, "path"));
     const Edit edit = {op, path, operation.child("data"), client.validates()};
-    const std::vector<Subscriptions::Candidate> candidates = m_subscriptions.candidates(path);
-    const EditResult result = applyEdit(m_tree, edit);
+    const std::vector<Subscriptions::Candidate> candidates = subscriptions.candidates(path);
+    const EditResult result = applyEdit(tree, edit);
     client.send(editReply(ref));
-    m_subscriptions.reportChange(candidates, edit, result);
+    subscriptions.reportChange(candidates, edit, result);
 }
 
-void Requests::subscribe(Client &client, const std::string &ref, const pugi::xml_node &operation)
+void RequestHandler::subscribe(Client &client, const std::string &ref,
+                               const pugi::xml_node &operation)
 {
     // The name of this element is the client's own word for the kind of subscription.
     const pugi::xml_node kind = firstElement(operation);
@@ -212,20 +212,22 @@ void Requests::subscribe(Client &client, const std::string &ref, const pugi::xml
                                    : subscription.watched.joined(narrowed);
     }
     const bool sendNow = readSwitch(kind.child("send_now"));
-    m_subscriptions.add(subscription);
+    subscriptions.add(subscription);
     client.send(sessionInfoReply(ref));
     if (sendNow)
-        m_subscriptions.reportPresent(subscription);
+        subscriptions.reportPresent(subscription);
 }
 
-void Requests::kivdDebug(Client &client, const std::string &ref, const pugi::xml_node &operation)
+void RequestHandler::kivdDebug(Client &client, const std::string &ref,
+                               const pugi::xml_node &operation)
 {
     requiredText(operation, "validate_off");
     client.setValidates(!readSwitch(operation.child("validate_off")));
     client.send(sessionInfoReply(ref));
 }
 
-void Requests::misbehave(Client &client, const std::string &ref, const pugi::xml_node &operation)
+void RequestHandler::misbehave(Client &client, const std::string &ref,
+                               const pugi::xml_node &operation)
 {
     MisbehaviourOrder order;
     std::string error;
@@ -236,7 +238,7 @@ void Requests::misbehave(Client &client, const std::string &ref, const pugi::xml
     // The client must be able to rely on this answer.
     client.sendPlainly(sessionInfoReply(ref));
     if (order.restart)
-        m_restart(order.restartDelay);
+        restart(order.restartDelay);
 }
 
 } // namespace kivsim
