@@ -108,8 +108,7 @@ std::string Client::sendRequest(const std::string &operation, const Deadline &de
 {
     if (!isConnected())
         connect(deadline);
-    const std::string ref =
-        "kivctl-" + std::to_string(::getpid()) + '-' + std::to_string(++requests);
+    std::string ref = "kivctl-" + std::to_string(::getpid()) + '-' + std::to_string(++requests);
     send(requestOf(ref, operation), deadline);
     return ref;
 }
@@ -119,7 +118,7 @@ Message Client::ask(const std::string &operation, const Deadline &deadline)
     const std::string ref = sendRequest(operation, deadline);
     std::string frame;
     while (receive(frame, deadline)) {
-        const Message message = parseMessage(frame);
+        Message message = parseMessage(frame);
         const bool isReply = message.kind != Message::Notification;
         if (isReply && message.ref == ref)
             return message;
@@ -132,7 +131,7 @@ Message Client::ask(const std::string &operation, const Deadline &deadline)
 
 Message Client::askForSuccess(const std::string &operation, const Deadline &deadline)
 {
-    const Message message = ask(operation, deadline);
+    Message message = ask(operation, deadline);
     throwError(message);
     if (message.kind == Message::Unknown)
         throw Failure(DaemonError, "the daemon's answer cannot be understood");

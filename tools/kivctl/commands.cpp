@@ -92,7 +92,7 @@ Status runBatch(const Invocation &defaults, Context &context)
 
 Message askFor(const std::string &path, const Invocation &invocation, Context &context)
 {
-    const Message message =
+    Message message =
         context.client.askForSuccess(getOperation(path), Deadline::in(invocation.timeout));
     if (message.kind != Message::Data)
         throw Failure(DaemonError, "the daemon's answer holds no data");

@@ -42,7 +42,7 @@ bool FrameCutter::next(std::string &frame)
 
 std::string FrameCutter::takeRest()
 {
-    const std::string rest = buffer.substr(begin);
+    std::string rest = buffer.substr(begin);
     buffer.clear();
     begin = scanned = 0;
     return rest;

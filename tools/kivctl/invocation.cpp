@@ -282,6 +282,7 @@ Invocation parseInvocation(const std::vector<std::string> &words, const Invocati
     std::vector<std::string> texts(1, "kivctl");
     texts.insert(texts.end(), words.begin(), words.end());
     std::vector<char *> argv;
+    argv.reserve(texts.size() + 1);
     for (std::string &text : texts)
         argv.push_back(&text[0]);
     argv.push_back(nullptr);

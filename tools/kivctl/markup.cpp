@@ -36,7 +36,7 @@ bool Scanner::startsWith(const char *prefix) const
 
 Token Scanner::bad()
 {
-    const Token token = {Token::Bad, at, limit, std::string(), std::string()};
+    Token token = {Token::Bad, at, limit, std::string(), std::string()};
     at = limit;
     return token;
 }
@@ -47,7 +47,7 @@ Token Scanner::special(const char *opening, const char *closing, Token::Type typ
     const std::size_t end = found + std::strlen(closing);
     if (found == std::string::npos || end > limit)
         return bad();
-    const Token token = {type, at, end, std::string(), std::string()};
+    Token token = {type, at, end, std::string(), std::string()};
     at = end;
     return token;
 }
@@ -99,7 +99,7 @@ Token Scanner::next()
         return {Token::NoMore, at, at, std::string(), std::string()};
     if (text[at] != '<') {
         const std::size_t end = std::min(text.find('<', at), limit);
-        const Token token = {Token::Text, at, end, std::string(), std::string()};
+        Token token = {Token::Text, at, end, std::string(), std::string()};
         at = end;
         return token;
     }

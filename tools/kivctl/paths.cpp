@@ -73,8 +73,9 @@ void appendAttributes(std::vector<Leaf> &leaves, const std::string &attributes,
             return;
         const std::string beforeQuote = attributes.substr(name, quote - name);
         const std::string attribute = beforeQuote.substr(0, beforeQuote.find_first_of("= \t\r\n"));
-        leaves.push_back(Leaf(path + "/@" + attribute,
-                              unescaped(attributes.substr(quote + 1, end - quote - 1))));
+        std::string leafPath = path;
+        leafPath.append("/@").append(attribute);
+        leaves.push_back(Leaf(leafPath, unescaped(attributes.substr(quote + 1, end - quote - 1))));
         at = end + 1;
     }
 }

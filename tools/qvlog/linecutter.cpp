@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "linecutter.h"
 
-#include <cstring>
-
 namespace qvlog
 {
 
@@ -29,13 +27,11 @@ void LineCutter::feed(const char *bytes, std::size_t length)
 
 bool LineCutter::next(const char *&line, std::size_t &length)
 {
-    const char *const from = buffer.data() + scanned;
-    const void *const found = std::memchr(from, '\n', buffer.size() - scanned);
+    const std::size_t found = buffer.find('\n', scanned);
     line = buffer.data() + begin;
-    if (found) {
-        const char *const end = static_cast<const char *>(found);
-        length = static_cast<std::size_t>(end - line);
-        begin = scanned = static_cast<std::size_t>(end - buffer.data()) + 1;
+    if (found != std::string::npos) {
+        length = found - begin;
+        begin = scanned = found + 1;
         return true;
     }
     scanned = buffer.size();

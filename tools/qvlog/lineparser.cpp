@@ -208,8 +208,7 @@ void parseCutLine(const char *line, std::size_t length, Entry &entry)
         return;
     const char *fields = line + end + 1;
     std::size_t rest = length - end - 1;
-    std::string *const targets[] = {&entry.className, &entry.function};
-    for (std::string *target : targets) {
+    for (std::string *target : {&entry.className, &entry.function}) {
         std::size_t width = std::min(rest, nameColumns);
         if (width == nameColumns) // the name may be longer than its column
             width =
