@@ -25,7 +25,7 @@ std::string takeWord(std::string &line)
 {
     const size_t begin = std::min(line.find_first_not_of(blanks), line.size());
     const size_t end = std::min(line.find_first_of(blanks, begin), line.size());
-    const std::string word = line.substr(begin, end - begin);
+    std::string word = line.substr(begin, end - begin);
     const size_t next = std::min(line.find_first_not_of(blanks, end), line.size());
     line.erase(0, next);
     return word;
@@ -170,9 +170,9 @@ bool parseScript(const std::string &text, const std::string &fileName, Script &s
     script.clear();
     ScriptReader reader(script);
     std::istringstream lines(text);
-    std::string line;
     int lineNumber = 0;
     try {
+        std::string line;
         while (std::getline(lines, line))
             reader.readLine(line, ++lineNumber);
         reader.finish();

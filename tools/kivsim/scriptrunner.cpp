@@ -75,10 +75,12 @@ void ScriptRunner::walk(const ScriptStep &step)
     const std::vector<pugi::xml_node> elements = tree.find(path);
     if (elements.size() != 1 || path.isRoot())
         throw applicationError("not one element: " + step.path);
-    const int present = std::atoi(ownText(elements.front()).c_str());
-    const int next = std::max(step.smallest, std::min(step.largest, present)) - step.stride +
-                     random(2 * step.stride + 1);
-    const int limited = std::max(step.smallest, std::min(step.largest, next));
+    const long smallest = step.smallest;
+    const long largest = step.largest;
+    const long found = std::strtol(ownText(elements.front()).c_str(), nullptr, 10);
+    const long present = std::max(smallest, std::min(largest, found));
+    const long next = present - step.stride + random(2 * step.stride + 1);
+    const long limited = std::max(smallest, std::min(largest, next));
     edit(Edit::Patch, step.path,
          "<data>" + elementWithText(path.steps().back().name, std::to_string(limited)) + "</data>");
 }
