@@ -267,7 +267,7 @@ void tst_Kivctl::showsDataAsItCame()
     ScriptedDaemon daemon(ScriptedDaemon::Tcp);
     const QByteArray data = "\t<a x=\"1\">&lt;&amp;'\n\t\"\r\n</a><!-- c --><b/>\xff\033[1m";
     const QByteArray sent = startAndAwaitRequest(words("get /a"), daemon);
-    QVERIFY(sent.startsWith(handshake));
+    QVERIFY(sent.startsWith(QByteArray(handshake)));
     QVERIFY(
         requestIn(sent).contains("</ref><rpc><get><path>/a</path></get></rpc></request>\r\n\f\n"));
     // Other messages, and pieces that cut even the separator, make no difference.
