@@ -204,6 +204,14 @@ QByteArray ToolProcess::errors() const
     return contentOf(::errors(folder));
 }
 
+QByteArray joined(const QList<QByteArray> &texts, char separator)
+{
+    QByteArray all;
+    for (int i = 0; i < int(texts.size()); ++i)
+        all += (i > 0 ? QByteArray(1, separator) : QByteArray()) + texts.at(i);
+    return all;
+}
+
 QStringList words(const char *text)
 {
     return QString::fromUtf8(text).split(QLatin1Char(' '));

@@ -5,6 +5,7 @@
 #include "temporaryfolder.h"
 
 #include <QtCore/QByteArray>
+#include <QtCore/QList>
 #include <QtCore/QStringList>
 
 #include <sys/types.h>
@@ -51,6 +52,9 @@ private:
     QByteArray ending;
     QByteArray terminalOutput;
 };
+
+/** Texts with a separator between them. */
+QByteArray joined(const QList<QByteArray> &texts, char separator);
 
 /** Words with single blanks between them, as arguments. */
 QStringList words(const char *text);

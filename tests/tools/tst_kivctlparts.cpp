@@ -8,6 +8,7 @@
 #include "random.h"
 #include "requests.h"
 #include "texts.h"
+#include "toolprocess.h"
 
 #include <QtTest/QtTest>
 
@@ -331,7 +332,7 @@ void tst_KivctlParts::namesLeaves()
     QList<QByteArray> lines;
     for (const Leaf &leaf : leavesOf(parseNodes(text(xml)), text(path)))
         lines << bytes(leafLine(leaf));
-    QCOMPARE(lines.join(' '), expected);
+    QCOMPARE(joined(lines, ' '), expected);
 }
 
 void tst_KivctlParts::findsLastSteps_data()
@@ -415,7 +416,7 @@ void tst_KivctlParts::cutsLinesIntoWords()
         for (const std::string &word : wordsOf(text(line)))
             found << bytes(word);
     });
-    QCOMPARE(failure == "nothing" ? found.join('|') : failure, expected);
+    QCOMPARE(failure == "nothing" ? joined(found, '|') : failure, expected);
 }
 
 QTEST_MAIN(tst_KivctlParts)

@@ -7,6 +7,7 @@
 #include <QtTest/QtTest>
 
 #include <csignal>
+#include <memory>
 
 namespace
 {
@@ -264,7 +265,7 @@ void tst_Qvlog::choosesEntries()
         if (row.startsWith("app,"))
             found << row.split(',').at(2);
     }
-    QCOMPARE(found.isEmpty() ? QByteArray() : found.join(' '), numbers);
+    QCOMPARE(joined(found, ' '), numbers);
 }
 
 void tst_Qvlog::showsContext_data()
@@ -289,7 +290,7 @@ void tst_Qvlog::showsContext()
     QList<QByteArray> found;
     for (const QByteArray &row : qvlog(("-q -g yes " + options).constData()).trimmed().split('\n'))
         found << row.trimmed().split(' ').first();
-    QCOMPARE(found.join(' '), expected);
+    QCOMPARE(joined(found, ' '), expected);
 }
 
 void tst_Qvlog::understandsTimes_data()
