@@ -85,9 +85,11 @@ void SimulatorProcess::setDocument(const QByteArray &xml)
 
 bool SimulatorProcess::start(const QStringList &options)
 {
-    run(QStringList() << QLatin1String("--socket") << socketPath() << QLatin1String("--port")
-                      << QString::number(tcpPort) << QLatin1String("--data")
-                      << filePath("document.xml") << options);
+    QStringList arguments;
+    if (!options.contains(QLatin1String("--no-socket")))
+        arguments << QLatin1String("--socket") << socketPath();
+    run(arguments << QLatin1String("--port") << QString::number(tcpPort) << QLatin1String("--data")
+                  << filePath("document.xml") << options);
     if (!waitForReady(1))
         return false;
     const QByteArray line = output();

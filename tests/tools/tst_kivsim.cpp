@@ -345,28 +345,34 @@ void tst_KivSim::refusesWhatItCannotUnderstand_data()
     refusedPath("/a[b='c'", "no ']' at character 8");
     refusedPath(QByteArray("/a").repeated(65), "more than 64 steps at character 130");
     refusedPath("/a" + QByteArray("[b='']").repeated(17), "more than 16 keys at character 104");
-    for (const char *order : {"",
-                              "nonsense",
-                              "bytes:1",
-                              "pieces",
-                              "pieces:0",
-                              "pieces:1048577",
-                              "pieces:x",
-                              "gap",
-                              "gap:600001",
-                              "delay",
-                              "delay:600001",
-                              "cut:",
-                              "garbage:0",
-                              "split-separator:1",
-                              "off,bytes",
-                              "off:1",
-                              "restart,bytes",
-                              "restart:600001",
-                              "bytes,",
-                              "bytes,,gap:1",
-                              "restart:-1"})
-        refused("r", misbehaveRequest("r", order), QByteArray("bad misbehave: ") + order);
+    const struct {
+        const char *order;
+        const char *range;
+    } orders[] = {{"", ""},
+                  {"nonsense", ""},
+                  {"bytes:1", ""},
+                  {"pieces", " (pieces takes 1 to 1048576)"},
+                  {"pieces:0", " (pieces takes 1 to 1048576)"},
+                  {"pieces:1048577", " (pieces takes 1 to 1048576)"},
+                  {"pieces:x", " (pieces takes 1 to 1048576)"},
+                  {"gap", " (gap takes 0 to 600000)"},
+                  {"gap:600001", " (gap takes 0 to 600000)"},
+                  {"delay", " (delay takes 0 to 600000)"},
+                  {"delay:600001", " (delay takes 0 to 600000)"},
+                  {"cut:", " (cut takes 0 to 1048576)"},
+                  {"garbage:0", " (garbage takes 1 to 1048576)"},
+                  {"split-separator:1", ""},
+                  {"off,bytes", ""},
+                  {"off:1", ""},
+                  {"bytes,pieces:7", " (bytes and pieces exclude each other)"},
+                  {"restart,bytes", " (restart takes 0 to 600000)"},
+                  {"restart:600001", " (restart takes 0 to 600000)"},
+                  {"bytes,", ""},
+                  {"bytes,,gap:1", ""},
+                  {"restart:-1", " (restart takes 0 to 600000)"}};
+    for (const auto &row : orders)
+        refused("r", misbehaveRequest("r", row.order),
+                QByteArray("bad misbehave: ") + row.order + row.range);
 }
 
 void tst_KivSim::refusesWhatItCannotUnderstand()

@@ -30,6 +30,9 @@ public:
      */
     Result next(const char *&frame, size_t &length);
 
+    /** @return how much there is of a frame whose separator has not come */
+    size_t pendingBytes() const { return buffer.size() - frameBegin; }
+
 private:
     void compact();
 

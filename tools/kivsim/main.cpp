@@ -2,6 +2,7 @@
 #include "kivsim/options.h"
 #include "kivsim/server.h"
 #include "kivsim/signals.h"
+#include "kivsim/tree.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFile>
@@ -28,6 +29,16 @@ int fail(const std::string &error, int status)
     return status;
 }
 
+/** Reads the data file as a start would, and says what it thinks of it. */
+int check(const kivsim::Options &options)
+{
+    kivsim::Tree tree(size_t(options.maxTree));
+    std::string error;
+    if (!tree.load(options.dataFile, error))
+        return fail(error, 1);
+    return std::printf("%s is good\n", options.dataFile.c_str()) < 0;
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -45,11 +56,16 @@ int main(int argc, char *argv[])
     QCoreApplication application(argc, argv);
     if (options.dataFile.empty())
         options.dataFile = defaultDataFile();
+    if (!options.scriptFile.empty() && !loadScript(options.scriptFile, options.script, error))
+        return fail(error, 1);
+    if (options.action == Options::Check)
+        return check(options);
     Server server(options);
     Signals signalHandlers(server);
     if (!signalHandlers.install())
         return fail("cannot install the signal handlers", 1);
     if (!server.start(error))
         return fail(error, 1);
-    return application.exec();
+    const int status = application.exec();
+    return server.save() ? status : 1;
 }

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivsim/markup.h"
 
-#include "kivsim/requesterror.h"
-
 #include <algorithm>
 #include <cstring>
 
@@ -12,9 +10,9 @@ namespace kivsim
 namespace
 {
 
-RequestError notWellFormed(const std::string &reason, ptrdiff_t offset)
+MarkupError notWellFormed(const std::string &reason, ptrdiff_t offset)
 {
-    return protocolError("not well-formed: " + reason + " at byte " + std::to_string(offset));
+    return MarkupError("not well-formed: " + reason, offset);
 }
 
 bool startsWith(const char *begin, const char *end, const char *prefix)
@@ -162,6 +160,13 @@ void print(const pugi::xml_node &node, pugi::xml_writer &writer)
 
 } // namespace
 
+MarkupError::MarkupError(const std::string &reason, ptrdiff_t offset)
+    : RequestError("protocol", reason + " at byte " + std::to_string(offset))
+    , errorReason(reason)
+    , errorOffset(offset)
+{
+}
+
 std::string escaped(const std::string &text)
 {
     std::string result;
@@ -182,6 +187,11 @@ std::string escaped(const std::string &text)
         }
     }
     return result;
+}
+
+std::string elementWithText(const std::string &name, const std::string &text)
+{
+    return '<' + name + '>' + escaped(text) + "</" + name + '>';
 }
 
 std::string ownText(const pugi::xml_node &element)

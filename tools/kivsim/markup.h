@@ -2,6 +2,8 @@
 #ifndef KIVSIM_MARKUP_H
 #define KIVSIM_MARKUP_H
 
+#include "kivsim/requesterror.h"
+
 #include <pugixml.hpp>
 
 #include <cstddef>
@@ -10,11 +12,29 @@
 namespace kivsim
 {
 
+/** Markup that cannot be used, with the place where that shows. */
+class MarkupError : public RequestError
+{
+public:
+    /** @param offset in bytes */
+    MarkupError(const std::string &reason, ptrdiff_t offset);
+
+    const std::string &reason() const { return errorReason; }
+    ptrdiff_t offset() const { return errorOffset; }
+
+private:
+    std::string errorReason;
+    ptrdiff_t errorOffset;
+};
+
 /** Deepest nesting of elements in a message or in the data file. */
 const int maxXmlDepth = 128;
 
 /** @return the text with markup characters escaped */
 std::string escaped(const std::string &text);
+
+/** @return the markup of an element that holds a text alone */
+std::string elementWithText(const std::string &name, const std::string &text);
 
 /** @return all the text that stands directly in an element */
 std::string ownText(const pugi::xml_node &element);

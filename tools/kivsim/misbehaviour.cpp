@@ -29,14 +29,31 @@ Word readWord(const std::string &text)
     const size_t colon = text.find(':');
     Word word = {text.substr(0, colon), colon != std::string::npos, 0};
     if (word.hasNumber && !parseNumber(text.substr(colon + 1), 0, mostBytes, word.number))
-        word.name.clear();
+        word.number = -1;
     return word;
+}
+
+/** @return what a word of that name may have behind its colon; empty if there is no such word */
+std::string rangeOf(const std::string &name)
+{
+    static const struct {
+        const char *name;
+        int smallest;
+        int largest;
+    } ranges[] = {{"pieces", 1, mostBytes}, {"gap", 0, longestTime},   {"delay", 0, longestTime},
+                  {"cut", 0, mostBytes},    {"garbage", 1, mostBytes}, {"restart", 0, longestTime}};
+    for (const auto &range : ranges) {
+        if (name == range.name)
+            return " (" + name + " takes " + std::to_string(range.smallest) + " to " +
+                   std::to_string(range.largest) + ')';
+    }
+    return std::string();
 }
 
 /** Fills in a word that goes together with others. */
 bool applyWord(const Word &word, Misbehaviour &target)
 {
-    const bool isTime = word.hasNumber && word.number <= longestTime;
+    const bool isTime = word.number >= 0 && word.hasNumber && word.number <= longestTime;
     const bool isSize = word.hasNumber && word.number > 0;
     const size_t size = size_t(word.number);
     if (word.name == "bytes" && !word.hasNumber) {
@@ -49,7 +66,7 @@ bool applyWord(const Word &word, Misbehaviour &target)
         target.gap = word.number;
     } else if (word.name == "delay" && isTime) {
         target.delay = word.number;
-    } else if (word.name == "cut") {
+    } else if (word.name == "cut" && word.number >= 0) {
         target.cut = true;
         target.cutHalfway = !word.hasNumber;
         target.cutAfter = size;
@@ -66,7 +83,7 @@ bool applyLoneWord(const Word &word, MisbehaviourOrder &order)
 {
     if (word.name == "off" && !word.hasNumber)
         return true;
-    if (word.name != "restart" || word.number > longestTime)
+    if (word.name != "restart" || word.number < 0 || word.number > longestTime)
         return false;
     order.restart = true;
     if (word.hasNumber)
@@ -81,13 +98,22 @@ bool parseMisbehaviour(const std::string &text, MisbehaviourOrder &order, std::s
     order = MisbehaviourOrder();
     if (applyLoneWord(readWord(text), order))
         return true;
+    bool inBytes = false;
+    bool inPieces = false;
     std::istringstream words(text + ',');
     std::string word;
     while (std::getline(words, word, ',')) {
-        if (!applyWord(readWord(word), order.misbehaviour)) {
-            error = "bad misbehave: " + text;
+        const Word read = readWord(word);
+        if (!applyWord(read, order.misbehaviour)) {
+            error = "bad misbehave: " + text + rangeOf(read.name);
             return false;
         }
+        inBytes = inBytes || read.name == "bytes";
+        inPieces = inPieces || read.name == "pieces";
+    }
+    if (inBytes && inPieces) {
+        error = "bad misbehave: " + text + " (bytes and pieces exclude each other)";
+        return false;
     }
     return true;
 }

@@ -4,6 +4,7 @@
 #include "kivsim/number.h"
 
 #include <getopt.h>
+#include <set>
 #include <sys/un.h>
 
 namespace kivsim
@@ -24,7 +25,11 @@ enum OptionCode {
     MaxFrameOption,
     MaxOutputOption,
     MaxTreeOption,
-    MaxClientsOption
+    MaxClientsOption,
+    ScriptOption,
+    CheckOption,
+    SaveOption,
+    RefuseOption
 };
 
 const char shortOptions[] = ":hVvs:p:d:m:";
@@ -42,6 +47,10 @@ const option longOptions[] = {
     {"max-output", required_argument, nullptr, MaxOutputOption},
     {"max-tree", required_argument, nullptr, MaxTreeOption},
     {"max-clients", required_argument, nullptr, MaxClientsOption},
+    {"script", required_argument, nullptr, ScriptOption},
+    {"check", required_argument, nullptr, CheckOption},
+    {"save", required_argument, nullptr, SaveOption},
+    {"refuse", required_argument, nullptr, RefuseOption},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -112,15 +121,50 @@ bool applyOption(int code, const std::string &value, Options &options, std::stri
         return setNumber("--max-output", value, 1, mostBytes, options.maxOutput, error);
     case MaxTreeOption:
         return setNumber("--max-tree", value, 1, mostBytes, options.maxTree, error);
-    default:
+    case MaxClientsOption:
         return setNumber("--max-clients", value, 1, mostClients, options.maxClients, error);
+    case ScriptOption:
+        options.scriptFile = value;
+        return true;
+    case CheckOption:
+        options.action = Options::Check;
+        options.dataFile = value;
+        return true;
+    case SaveOption:
+        options.saveFile = value;
+        return true;
+    default:
+        return options.refusals.add(value, error);
     }
+}
+
+/** Options that cannot both be meant. */
+const struct {
+    int one;
+    int other;
+    const char *error;
+} contradictions[] = {
+    {SocketOption, NoSocketOption, "--socket and --no-socket exclude each other"},
+    {CheckOption, DataOption, "--check and --data exclude each other"},
+    {CheckOption, SaveOption, "--check and --save exclude each other"},
+};
+
+bool checkTogether(const std::set<int> &used, std::string &error)
+{
+    for (const auto &contradiction : contradictions) {
+        if (used.count(contradiction.one) && used.count(contradiction.other)) {
+            error = contradiction.error;
+            return false;
+        }
+    }
+    return true;
 }
 
 } // namespace
 
 bool parseOptions(int argc, char *argv[], Options &options, std::string &error)
 {
+    std::set<int> used;
     opterr = 0;
     for (;;) {
         const int index = optind;
@@ -134,14 +178,15 @@ bool parseOptions(int argc, char *argv[], Options &options, std::string &error)
         }
         if (!applyOption(code, optarg ? optarg : "", options, error))
             return false;
-        if (options.action != Options::Run)
+        if (options.action == Options::ShowHelp || options.action == Options::ShowVersion)
             return true;
+        used.insert(code);
     }
     if (optind < argc) {
         error = std::string("unexpected argument '") + argv[optind] + "'";
         return false;
     }
-    return true;
+    return checkTogether(used, error);
 }
 
 std::string helpText()
@@ -156,6 +201,10 @@ std::string helpText()
            "  -p, --port N           TCP port on 127.0.0.1 (default 0: any that is free)\n"
            "  -d, --data FILE        XML document to serve (default: the one that comes along)\n"
            "  -m, --misbehave ORDER  how to treat every new connection, see below\n"
+           "      --script FILE      what happens to the data, and when; see README.md\n"
+           "      --save FILE        write the data there in the end, and on SIGUSR1\n"
+           "      --check FILE       only say whether a data file is good, and where not\n"
+           "      --refuse PATH[:TYPE]  answer all requests for it with an error; may be repeated\n"
            "      --max-frame N      longest request in bytes (default 33554432)\n"
            "      --max-output N     bytes that may wait for one client (default 67108864)\n"
            "      --max-tree N       bytes that all data may have, as XML (default 33554432)\n"

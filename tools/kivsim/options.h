@@ -3,6 +3,8 @@
 #define KIVSIM_OPTIONS_H
 
 #include "kivsim/misbehaviour.h"
+#include "kivsim/refusals.h"
+#include "kivsim/script.h"
 
 #include <string>
 
@@ -11,7 +13,7 @@ namespace kivsim
 
 /** What the command line asks for. */
 struct Options {
-    enum Action { Run, ShowHelp, ShowVersion };
+    enum Action { Run, Check, ShowHelp, ShowVersion };
     Action action = Run;
     std::string socketPath = "/tmp/kivd"; ///< empty for none
     int port = 0;                         ///< 0 for any that is free
@@ -21,6 +23,10 @@ struct Options {
     int maxTree = 32 << 20;               ///< largest tree, in bytes of its markup
     int maxClients = 500;
     bool verbose = false;
+    std::string scriptFile; ///< empty for none
+    Script script;
+    std::string saveFile; ///< where the tree goes in the end; empty for nowhere
+    Refusals refusals;
     Misbehaviour misbehaviour; ///< of every new connection
 };
 

@@ -6,6 +6,7 @@
 #include "kivsim/edit.h"
 #include "kivsim/markup.h"
 #include "kivsim/misbehaviour.h"
+#include "kivsim/refusals.h"
 #include "kivsim/requesterror.h"
 #include "kivsim/subscriptions.h"
 #include "kivsim/tree.h"
@@ -89,10 +90,11 @@ std::string guessRef(const char *frame, size_t length)
 
 } // namespace
 
-RequestHandler::RequestHandler(Tree &tree, Subscriptions &subscriptions,
+RequestHandler::RequestHandler(Tree &tree, Subscriptions &subscriptions, const Refusals &refusals,
                                const std::function<void(int)> &restart)
     : tree(tree)
     , subscriptions(subscriptions)
+    , refusals(refusals)
     , restart(restart)
 {
 }
@@ -176,6 +178,7 @@ void RequestHandler::get(Client &client, const std::string &ref, const pugi::xml
 {
     const std::string text = requiredText(operation, "path");
     const Path path = Path::parse(text);
+    refusals.check(path);
     const std::string content = tree.content(path);
     if (content.empty() && !path.isRoot())
         throw applicationError("no such path: " + path.text());
@@ -186,6 +189,7 @@ void RequestHandler::edit(Client &client, const std::string &ref, const pugi::xm
 {
     const Edit::Op op = opFromName(requiredText(operation, "op"));
     const Path path = Path::parse(requiredText(operation, "path"));
+    refusals.check(path);
     const Edit edit = {op, path, operation.child("data"), client.validates()};
     const std::vector<Subscriptions::Candidate> candidates = subscriptions.candidates(path);
     const EditResult result = applyEdit(tree, edit);
@@ -203,6 +207,7 @@ void RequestHandler::subscribe(Client &client, const std::string &ref,
     const bool singleLevel = !kind.child("path") && kind.child("ypath");
     const std::string text = requiredText(kind, singleLevel ? "ypath" : "path");
     Subscription subscription = {&client, ref, text, Path::parse(text), singleLevel};
+    refusals.check(subscription.watched);
     const std::string match = singleLevel ? std::string() : ownText(kind.child("rpath_match"));
     if (!match.empty()) {
         const Path narrowed = Path::parse(match);

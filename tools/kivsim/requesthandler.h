@@ -12,6 +12,7 @@ namespace kivsim
 {
 
 class Client;
+class Refusals;
 class Subscriptions;
 class Tree;
 
@@ -20,7 +21,7 @@ class RequestHandler
 {
 public:
     /** @param restart is given the milliseconds to stay away when a client asks for a restart */
-    RequestHandler(Tree &tree, Subscriptions &subscriptions,
+    RequestHandler(Tree &tree, Subscriptions &subscriptions, const Refusals &refusals,
                    const std::function<void(int)> &restart);
 
     /** Handles one frame without its separator. */
@@ -39,6 +40,7 @@ private:
 
     Tree &tree;
     Subscriptions &subscriptions;
+    const Refusals &refusals;
     std::function<void(int)> restart;
 };
 

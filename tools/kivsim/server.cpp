@@ -2,6 +2,7 @@
 #include "kivsim/server.h"
 
 #include "kivsim/options.h"
+#include "kivsim/scriptrunner.h"
 #include "kivsim/session.h"
 
 #include <QtCore/QCoreApplication>
@@ -37,7 +38,7 @@ Server::Server(const Options &options)
     : options(options)
     , tree(size_t(options.maxTree))
     , subscriptions(tree)
-    , requestHandler(tree, subscriptions, [this](int delay) { restart(delay); })
+    , requestHandler(tree, subscriptions, options.refusals, [this](int delay) { restart(delay); })
     , nextNumber(1)
     , downTimer(this)
     , upTimer(this)
@@ -57,7 +58,24 @@ Server::~Server()
 
 bool Server::start(std::string &error)
 {
-    return tree.load(options.dataFile, error) && listen(error);
+    if (!tree.load(options.dataFile, error) || !listen(error))
+        return false;
+    // Over a restart of the daemon the device goes on living.
+    if (!scriptRunner && !options.script.empty()) {
+        scriptRunner.reset(
+            new ScriptRunner(tree, subscriptions, options.script, options.scriptFile));
+        scriptRunner->start();
+    }
+    return true;
+}
+
+bool Server::save() const
+{
+    std::string error;
+    if (options.saveFile.empty() || tree.save(options.saveFile, error))
+        return true;
+    std::fprintf(stderr, "kivsim: %s\n", error.c_str());
+    return false;
 }
 
 bool Server::listen(std::string &error)

@@ -18,6 +18,7 @@
 namespace kivsim
 {
 
+class ScriptRunner;
 class Session;
 struct Options;
 
@@ -34,6 +35,8 @@ public:
     bool start(std::string &error);
     /** Goes away with all connections, and comes back with the data file read again. */
     void restart(int delay);
+    /** Writes the tree to the file that the options name, if they do. @return whether it worked */
+    bool save() const;
 
 private Q_SLOTS:
     void acceptUnix();
@@ -53,6 +56,7 @@ private:
     Tree tree;
     Subscriptions subscriptions;
     RequestHandler requestHandler;
+    QScopedPointer<ScriptRunner> scriptRunner;
     ListeningSockets sockets;
     QScopedPointer<QSocketNotifier> unixNotifier;
     QScopedPointer<QSocketNotifier> tcpNotifier;

@@ -128,8 +128,10 @@ void Session::handleFrames()
     while (!ended && !isCongested()) {
         const FrameSplitter::Result result = input.next(frame, length);
         if (result == FrameSplitter::Incomplete) {
-            if (peerFinished && outputState == OutputQueue::Empty)
+            if (peerFinished && outputState == OutputQueue::Empty) {
+                logDropped();
                 end("disconnected");
+            }
             return;
         }
         log("->", frame, length);
@@ -167,6 +169,16 @@ void Session::end(const char *reason)
     // The client is to notice at once, but the object is still in use here.
     shutdown(descriptor, SHUT_RDWR);
     timer.start(0);
+}
+
+/** Whoever forgets the separator waits for an answer in vain. */
+void Session::logDropped() const
+{
+    const size_t bytes = input.pendingBytes();
+    if (bytes == 0)
+        return;
+    const std::string text = std::to_string(bytes) + " bytes dropped, no separator behind them";
+    log(text.c_str(), "", 0);
 }
 
 void Session::log(const char *what, const char *text, size_t length) const

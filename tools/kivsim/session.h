@@ -49,6 +49,7 @@ private:
     void handleFrames();
     void awaitEvents();
     void end(const char *reason);
+    void logDropped() const;
     void log(const char *what, const char *text, size_t length) const;
     bool isCongested() const;
 

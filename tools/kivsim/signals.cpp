@@ -49,7 +49,7 @@ bool Signals::install()
     std::memset(&action, 0, sizeof action);
     action.sa_handler = passOn;
     action.sa_flags = SA_RESTART;
-    for (int number : {SIGTERM, SIGINT, SIGHUP}) {
+    for (int number : {SIGTERM, SIGINT, SIGHUP, SIGUSR1}) {
         if (sigaction(number, &action, nullptr) != 0)
             return false;
     }
@@ -62,6 +62,8 @@ void Signals::handle()
     while (read(signalPipe[0], &byte, 1) == 1) {
         if (byte == SIGHUP)
             server.restart(restartDelay);
+        else if (byte == SIGUSR1)
+            server.save();
         else
             QCoreApplication::quit();
     }

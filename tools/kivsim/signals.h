@@ -11,7 +11,7 @@ namespace kivsim
 
 class Server;
 
-/** Brings SIGTERM, SIGINT and SIGHUP into the event loop. */
+/** Brings SIGTERM, SIGINT, SIGHUP and SIGUSR1 into the event loop. */
 class Signals : public QObject
 {
     Q_OBJECT

@@ -3,10 +3,9 @@
 
 #include "kivsim/markup.h"
 #include "kivsim/requesterror.h"
+#include "kivsim/textfile.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <sstream>
 
@@ -22,19 +21,13 @@ bool hasKey(const pugi::xml_node &entry, const Key &key)
     return child && ownText(child) == key.value;
 }
 
-bool readFile(const std::string &fileName, std::string &text, std::string &error)
+/** @return a place in a text for people: line and column, in bytes, both from 1 */
+std::string lineAndColumn(const std::string &text, ptrdiff_t offset)
 {
-    std::FILE *const file = std::fopen(fileName.c_str(), "re");
-    char buffer[16 * 1024];
-    size_t length = 0;
-    while (file && (length = std::fread(buffer, 1, sizeof buffer, file)) > 0)
-        text.append(buffer, length);
-    const bool complete = file && !std::ferror(file);
-    if (!complete)
-        error = "cannot read " + fileName + ": " + std::strerror(errno);
-    if (file)
-        std::fclose(file);
-    return complete;
+    const auto place = text.begin() + std::min(offset, ptrdiff_t(text.size()));
+    const auto line = std::count(text.begin(), place, '\n') + 1;
+    const auto begin = std::find(std::string::const_reverse_iterator(place), text.rend(), '\n');
+    return std::to_string(line) + ':' + std::to_string(place - begin.base() + 1);
 }
 
 /** Copies an element with its own text only. */
@@ -69,11 +62,15 @@ Tree::Tree(size_t limit)
 bool Tree::load(const std::string &fileName, std::string &error)
 {
     std::string text;
-    if (!readFile(fileName, text, error))
+    if (!readTextFile(fileName, text, error))
         return false;
     pugi::xml_document loaded;
     try {
         parseXml(loaded, text.data(), text.size(), true);
+    } catch (const MarkupError &failure) {
+        error = "cannot use " + fileName + ':' + lineAndColumn(text, failure.offset()) + ": " +
+                failure.reason();
+        return false;
     } catch (const RequestError &failure) {
         error = "cannot use " + fileName + ": " + failure.what();
         return false;
@@ -87,6 +84,13 @@ bool Tree::load(const std::string &fileName, std::string &error)
     mostBytes = size;
     readListKeys();
     return true;
+}
+
+bool Tree::save(const std::string &fileName, std::string &error) const
+{
+    std::ostringstream text;
+    document.save(text, "  ", pugi::format_default, pugi::encoding_utf8);
+    return writeTextFile(fileName, text.str(), error);
 }
 
 void Tree::makeRoom(size_t bytes)

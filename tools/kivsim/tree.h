@@ -28,6 +28,12 @@ public:
     bool load(const std::string &fileName, std::string &error);
 
     /**
+     * Writes a data file that can be loaded again.
+     * @return whether it could be written; if not, error says why in one line
+     */
+    bool save(const std::string &fileName, std::string &error) const;
+
+    /**
      * To be called before so many bytes of markup come into the tree. What an edit replaces counts
      * until it is gone.
      * @throws RequestError if the tree might become larger than the limit

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: LGPL-2.1-or-later
+#include "kivsim/textfile.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace kivsim
+{
+
+bool readTextFile(const std::string &fileName, std::string &text, std::string &error)
+{
+    std::FILE *const file = std::fopen(fileName.c_str(), "re");
+    char buffer[16 * 1024];
+    size_t length = 0;
+    while (file && (length = std::fread(buffer, 1, sizeof buffer, file)) > 0)
+        text.append(buffer, length);
+    const bool complete = file && !std::ferror(file);
+    if (!complete)
+        error = "cannot read " + fileName + ": " + std::strerror(errno);
+    if (file)
+        std::fclose(file);
+    return complete;
+}
+
+bool writeTextFile(const std::string &fileName, const std::string &text, std::string &error)
+{
+    const std::string temporary = fileName + ".new";
+    std::FILE *const file = std::fopen(temporary.c_str(), "we");
+    bool done = file && std::fwrite(text.data(), 1, text.size(), file) == text.size();
+    if (file)
+        done = std::fclose(file) == 0 && done;
+    done = done && std::rename(temporary.c_str(), fileName.c_str()) == 0;
+    if (done)
+        return true;
+    error = "cannot write " + fileName + ": " + std::strerror(errno);
+    if (file)
+        std::remove(temporary.c_str());
+    return false;
+}
+
+} // namespace kivsim
