@@ -14,6 +14,7 @@
 #include <QtCore/QMutex>
 #include <QtCore/QMutexLocker>
 #include <QtCore/QTimer>
+#include <QtCore/QVarLengthArray>
 
 #include <cstdio>
 
@@ -27,6 +28,13 @@ static const char closingRule[] = "=============================================
 static void logOwn(const char *function, const QString &message)
 {
     Trace::logs(LogHandler::CLASSNAME, QLatin1String(function), message);
+}
+
+static void toLatin1(char *out, const QString &text)
+{
+    const QChar *const end = text.constEnd();
+    for (const QChar *c = text.constBegin(); c != end; ++c)
+        *out++ = c->unicode() <= 0xff ? char(c->unicode()) : '?';
 }
 
 static void deleteTimer(QTimer *timer)
@@ -155,14 +163,14 @@ void LogHandler::logMessage(const QString &msg)
         bytesWritten = 0;
     }
     bytesWritten += int(length);
-    const QByteArray line = msg.toLatin1();
+    QVarLengthArray<char, 1024> line(int(length) + 1);
+    toLatin1(line.data(), msg);
+    line[int(length)] = '\n';
     const QMutexLocker locker(logMutex);
     // Qt 5 and 6 complain about writing to a file that is not open.
     if (!logFile->isOpen())
         return;
-    // Both go to the file's buffer: a line that is flushed is one write.
-    if (logFile->write(line) == line.size())
-        logFile->putChar('\n');
+    logFile->write(line.constData(), line.size());
     if (peek(flushAfterEachLogMsg))
         logFile->flush();
 }

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "failure.h"
-#include "framecutter.h"
-#include "invocation.h"
-#include "message.h"
-#include "node.h"
-#include "paths.h"
+#include "kivctl/failure.h"
+#include "kivctl/framecutter.h"
+#include "kivctl/invocation.h"
+#include "kivctl/message.h"
+#include "kivctl/node.h"
+#include "kivctl/operations.h"
+#include "kivctl/paths.h"
+#include "kivctl/texts.h"
 #include "random.h"
-#include "requests.h"
-#include "texts.h"
 #include "toolprocess.h"
 
 #include <QtTest/QtTest>

@@ -206,7 +206,9 @@ void tst_KivSimTimes::readsTheTimeOfARestart()
     kivsim::Tree tree(1000);
     kivsim::Subscriptions subscriptions(tree);
     QList<int> restarts;
-    kivsim::RequestHandler requests(tree, subscriptions, [&](int delay) { restarts << delay; });
+    const kivsim::Refusals refusals;
+    kivsim::RequestHandler requests(tree, subscriptions, refusals,
+                                    [&](int delay) { restarts << delay; });
     const QByteArray frame = "<rpc><kivsim><misbehave>" + order + "</misbehave></kivsim></rpc>\r\n";
     SilentClient client;
     requests.handleFrame(client, frame.constData(), std::size_t(frame.size()));

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "entryparser.h"
-#include "linecutter.h"
 #include "loghandler.h"
-#include "logreader.h"
 #include "messagelog.h"
 #include "oddtexts.h"
+#include "qvlog/entryparser.h"
+#include "qvlog/linecutter.h"
+#include "qvlog/logreader.h"
 #include "random.h"
 #include "temporaryfolder.h"
 #include "trace.h"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "client.h"
+#include "kivctl/client.h"
 
-#include "failure.h"
-#include "requests.h"
-#include "texts.h"
+#include "kivctl/failure.h"
+#include "kivctl/operations.h"
+#include "kivctl/texts.h"
 
 #include <cerrno>
 #include <cstring>

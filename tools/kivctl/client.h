@@ -2,9 +2,9 @@
 #ifndef KIVCTL_CLIENT_H
 #define KIVCTL_CLIENT_H
 
-#include "framecutter.h"
-#include "message.h"
-#include "sockets.h"
+#include "kivctl/framecutter.h"
+#include "kivctl/message.h"
+#include "kivctl/sockets.h"
 
 #include <string>
 

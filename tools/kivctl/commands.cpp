@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "commands.h"
+#include "kivctl/commands.h"
 
-#include "requests.h"
+#include "kivctl/operations.h"
 
 #include <cstdio>
 #include <iostream>

@@ -2,10 +2,10 @@
 #ifndef KIVCTL_COMMANDS_H
 #define KIVCTL_COMMANDS_H
 
-#include "client.h"
-#include "failure.h"
-#include "invocation.h"
-#include "output.h"
+#include "kivctl/client.h"
+#include "kivctl/failure.h"
+#include "kivctl/invocation.h"
+#include "kivctl/output.h"
 
 #include <string>
 
@@ -42,7 +42,7 @@ Status runBatch(const Invocation &defaults, Context &context);
 
 /** Asks for what a path designates. */
 Message askFor(const std::string &path, const Invocation &invocation, Context &context);
-/** Carries out an edit; @see requests.h */
+/** Carries out an edit; @see operations.h */
 void askToEdit(const std::string &operation, const Invocation &invocation, Context &context);
 
 /** @return what an argument stands for: "@FILE" its content, "-" standard input, or itself */

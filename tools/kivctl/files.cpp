@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "commands.h"
+#include "kivctl/commands.h"
 
-#include "node.h"
-#include "paths.h"
-#include "requests.h"
+#include "kivctl/node.h"
+#include "kivctl/operations.h"
+#include "kivctl/paths.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "framecutter.h"
+#include "kivctl/framecutter.h"
 
 namespace kivctl
 {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "invocation.h"
+#include "kivctl/invocation.h"
 
 namespace kivctl
 {

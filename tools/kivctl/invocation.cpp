@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "invocation.h"
+#include "kivctl/invocation.h"
 
-#include "failure.h"
+#include "kivctl/failure.h"
 
 #include <cstdlib>
 #include <cstring>

@@ -2,8 +2,8 @@
 #ifndef KIVCTL_INVOCATION_H
 #define KIVCTL_INVOCATION_H
 
-#include "output.h"
-#include "sockets.h"
+#include "kivctl/output.h"
+#include "kivctl/sockets.h"
 
 #include <string>
 #include <vector>

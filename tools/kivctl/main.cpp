@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "commands.h"
+#include "kivctl/commands.h"
 
 #include <cstdio>
 

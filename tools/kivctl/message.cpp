@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "message.h"
+#include "kivctl/message.h"
 
-#include "slices.h"
-#include "texts.h"
+#include "kivctl/slices.h"
+#include "kivctl/texts.h"
 
 namespace kivctl
 {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "node.h"
+#include "kivctl/node.h"
 
-#include "failure.h"
-#include "markup.h"
-#include "texts.h"
+#include "kivctl/failure.h"
+#include "kivctl/texts.h"
+#include "kivctl/tokenizer.h"
 
 #include <algorithm>
 #include <cstring>

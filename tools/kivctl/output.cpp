@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "output.h"
+#include "kivctl/output.h"
 
-#include "failure.h"
-#include "texts.h"
+#include "kivctl/failure.h"
+#include "kivctl/texts.h"
 
 #include <cerrno>
 #include <cstdio>

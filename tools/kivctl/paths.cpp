@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "paths.h"
+#include "kivctl/paths.h"
 
-#include "failure.h"
-#include "texts.h"
+#include "kivctl/failure.h"
+#include "kivctl/texts.h"
 
 #include <algorithm>
 #include <map>

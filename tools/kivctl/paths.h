@@ -2,7 +2,7 @@
 #ifndef KIVCTL_PATHS_H
 #define KIVCTL_PATHS_H
 
-#include "node.h"
+#include "kivctl/node.h"
 
 #include <string>
 #include <utility>

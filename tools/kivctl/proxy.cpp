@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "commands.h"
+#include "kivctl/commands.h"
 
-#include "relay.h"
-#include "texts.h"
+#include "kivctl/relay.h"
+#include "kivctl/texts.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "relay.h"
+#include "kivctl/relay.h"
 
 #include <cerrno>
 #include <sys/socket.h>

@@ -2,8 +2,8 @@
 #ifndef KIVCTL_RELAY_H
 #define KIVCTL_RELAY_H
 
-#include "framecutter.h"
-#include "sockets.h"
+#include "kivctl/framecutter.h"
+#include "kivctl/sockets.h"
 
 #include <functional>
 #include <string>

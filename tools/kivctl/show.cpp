@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "show.h"
+#include "kivctl/show.h"
 
-#include "node.h"
-#include "paths.h"
-#include "texts.h"
+#include "kivctl/node.h"
+#include "kivctl/paths.h"
+#include "kivctl/texts.h"
 
 namespace kivctl
 {

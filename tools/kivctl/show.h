@@ -2,8 +2,8 @@
 #ifndef KIVCTL_SHOW_H
 #define KIVCTL_SHOW_H
 
-#include "invocation.h"
-#include "output.h"
+#include "kivctl/invocation.h"
+#include "kivctl/output.h"
 
 #include <string>
 

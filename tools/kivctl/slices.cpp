@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "slices.h"
+#include "kivctl/slices.h"
 
-#include "markup.h"
+#include "kivctl/tokenizer.h"
 
 namespace kivctl
 {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "sockets.h"
+#include "kivctl/sockets.h"
 
-#include "failure.h"
+#include "kivctl/failure.h"
 
 #include <cerrno>
 #include <cstring>

@@ -2,7 +2,7 @@
 #ifndef KIVCTL_SOCKETS_H
 #define KIVCTL_SOCKETS_H
 
-#include "deadline.h"
+#include "kivctl/deadline.h"
 
 #include <string>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "subscriber.h"
+#include "kivctl/subscriber.h"
 
 #include <poll.h>
 

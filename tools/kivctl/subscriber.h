@@ -2,8 +2,8 @@
 #ifndef KIVCTL_SUBSCRIBER_H
 #define KIVCTL_SUBSCRIBER_H
 
-#include "commands.h"
-#include "requests.h"
+#include "kivctl/commands.h"
+#include "kivctl/operations.h"
 
 #include <functional>
 #include <string>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "texts.h"
+#include "kivctl/texts.h"
 
 #include <algorithm>
 #include <cstdio>

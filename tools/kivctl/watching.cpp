@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "commands.h"
+#include "kivctl/commands.h"
 
-#include "node.h"
-#include "paths.h"
-#include "requests.h"
-#include "show.h"
-#include "subscriber.h"
-#include "texts.h"
+#include "kivctl/node.h"
+#include "kivctl/operations.h"
+#include "kivctl/paths.h"
+#include "kivctl/show.h"
+#include "kivctl/subscriber.h"
+#include "kivctl/texts.h"
 
 namespace kivctl
 {

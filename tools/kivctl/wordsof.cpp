@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "failure.h"
-#include "invocation.h"
+#include "kivctl/failure.h"
+#include "kivctl/invocation.h"
 
 namespace kivctl
 {

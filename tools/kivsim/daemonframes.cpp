@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivsim/daemonframes.h"
 
-#include "kivsim/markup.h"
+#include "kivsim/xmlinput.h"
 
 #include <zlib.h>
 

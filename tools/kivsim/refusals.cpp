@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivsim/refusals.h"
 
-#include "kivsim/markup.h"
 #include "kivsim/requesterror.h"
+#include "kivsim/xmlinput.h"
 
 namespace kivsim
 {

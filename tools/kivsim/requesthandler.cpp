@@ -4,12 +4,12 @@
 #include "kivsim/client.h"
 #include "kivsim/daemonframes.h"
 #include "kivsim/edit.h"
-#include "kivsim/markup.h"
 #include "kivsim/misbehaviour.h"
 #include "kivsim/refusals.h"
 #include "kivsim/requesterror.h"
 #include "kivsim/subscriptions.h"
 #include "kivsim/tree.h"
+#include "kivsim/xmlinput.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivsim/script.h"
 
-#include "kivsim/markup.h"
 #include "kivsim/number.h"
 #include "kivsim/requesterror.h"
 #include "kivsim/textfile.h"
+#include "kivsim/xmlinput.h"
 
 #include <algorithm>
 #include <cstring>

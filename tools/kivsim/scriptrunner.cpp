@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivsim/scriptrunner.h"
 
-#include "kivsim/markup.h"
 #include "kivsim/requesterror.h"
 #include "kivsim/subscriptions.h"
 #include "kivsim/tree.h"
+#include "kivsim/xmlinput.h"
 
 #include <algorithm>
 #include <cstdio>

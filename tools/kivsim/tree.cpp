@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivsim/tree.h"
 
-#include "kivsim/markup.h"
 #include "kivsim/requesterror.h"
 #include "kivsim/textfile.h"
+#include "kivsim/xmlinput.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "entryparser.h"
+#include "qvlog/entryparser.h"
 
-#include "lineparser.h"
-#include "longmessage.h"
+#include "qvlog/lineparser.h"
+#include "qvlog/longmessage.h"
 
 #include <algorithm>
 #include <climits>
@@ -87,7 +87,7 @@ void EntryParser::addRest(const char *text, std::size_t length)
         return;
     }
     parseCutLine(text, length, entry);
-    emit();
+    handOver();
 }
 
 void EntryParser::endFile()
@@ -98,7 +98,7 @@ void EntryParser::endFile()
     } else if (state == Broken) {
         if (pieces.size() == 1) {
             parseCutLine(pieces[0].data(), pieces[0].size(), entry);
-            emit();
+            handOver();
             state = Free;
         } else {
             finishBroken();
@@ -169,7 +169,7 @@ void EntryParser::startParts(int length)
 {
     partsExpected = partsOfMessage(length);
     if (partsExpected == 0) {
-        emit();
+        handOver();
         return;
     }
     announced = length;
@@ -194,7 +194,7 @@ void EntryParser::handlePart(const char *line, std::size_t length)
 {
     if (contradictsParts(line, length)) {
         state = Free;
-        emit();
+        handOver();
         handleFree(line, length);
         return;
     }
@@ -208,7 +208,7 @@ void EntryParser::finishParts()
     state = Free;
     entry.isJoined = true;
     entry.message = joinParts(pieces, announced);
-    emit();
+    handOver();
 }
 
 /** What begins as an entry but does not end as one goes on if a name in it holds a newline. */
@@ -238,7 +238,7 @@ void EntryParser::finishBroken()
     entry.kind = Entry::Odd;
     entry.message = first.substr(first.find_first_of("-0123456789"));
     entry.message.erase(0, entry.message.find(' ') + 1);
-    emit();
+    handOver();
     for (std::size_t i = 1; i < lines.size(); ++i)
         handleFree(lines[i].data(), lines[i].size());
 }
@@ -287,7 +287,7 @@ void EntryParser::emitText(const char *text, std::size_t length)
     else
         entry.raw.assign(text, length);
     entry.message = entry.raw;
-    emit();
+    handOver();
 }
 
 void EntryParser::emitTooLong()
@@ -295,10 +295,10 @@ void EntryParser::emitTooLong()
     parseCutLine("", 0, entry);
     entry.kind = Entry::TooLong;
     entry.number = following(lastNumber);
-    emit();
+    handOver();
 }
 
-void EntryParser::emit()
+void EntryParser::handOver()
 {
     const bool isCounted = entry.hasNumber || entry.kind == Entry::TooLong;
     if (isCounted)

@@ -2,7 +2,7 @@
 #ifndef QVLOG_ENTRYPARSER_H
 #define QVLOG_ENTRYPARSER_H
 
-#include "entry.h"
+#include "qvlog/entry.h"
 
 #include <cstddef>
 #include <deque>
@@ -48,7 +48,7 @@ private:
     void beginRun(bool whole);
     void emitText(const char *text, std::size_t length);
     void emitTooLong();
-    void emit();
+    void handOver();
 
     const std::string logName;
     State state;

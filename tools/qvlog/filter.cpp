@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "filter.h"
+#include "qvlog/filter.h"
 
-#include "texts.h"
-#include "timearg.h"
+#include "qvlog/texts.h"
+#include "qvlog/timearg.h"
 
 #include <algorithm>
 #include <climits>

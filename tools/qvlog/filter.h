@@ -2,7 +2,7 @@
 #ifndef QVLOG_FILTER_H
 #define QVLOG_FILTER_H
 
-#include "entry.h"
+#include "qvlog/entry.h"
 
 #include <memory>
 #include <regex.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "foldermonitor.h"
+#include "qvlog/foldermonitor.h"
 
 #include <poll.h>
 #include <sys/inotify.h>

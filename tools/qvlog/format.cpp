@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "format.h"
+#include "qvlog/format.h"
 
-#include "texts.h"
+#include "qvlog/texts.h"
 
 namespace qvlog
 {

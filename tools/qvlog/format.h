@@ -2,7 +2,7 @@
 #ifndef QVLOG_FORMAT_H
 #define QVLOG_FORMAT_H
 
-#include "entry.h"
+#include "qvlog/entry.h"
 
 #include <string>
 

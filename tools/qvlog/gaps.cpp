@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "gaps.h"
+#include "qvlog/gaps.h"
 
 #include <algorithm>
 #include <climits>

@@ -2,7 +2,7 @@
 #ifndef QVLOG_GAPS_H
 #define QVLOG_GAPS_H
 
-#include "entry.h"
+#include "qvlog/entry.h"
 
 #include <cstddef>
 #include <string>

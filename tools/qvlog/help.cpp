@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "options.h"
+#include "qvlog/options.h"
 
 namespace qvlog
 {

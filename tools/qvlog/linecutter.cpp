@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "linecutter.h"
+#include "qvlog/linecutter.h"
 
 namespace qvlog
 {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "lineparser.h"
+#include "qvlog/lineparser.h"
 
 #include <algorithm>
 #include <cstring>

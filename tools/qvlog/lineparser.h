@@ -2,7 +2,7 @@
 #ifndef QVLOG_LINEPARSER_H
 #define QVLOG_LINEPARSER_H
 
-#include "entry.h"
+#include "qvlog/entry.h"
 
 #include <cstddef>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "logfiles.h"
+#include "qvlog/logfiles.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "logreader.h"
+#include "qvlog/logreader.h"
 
 #include <cerrno>
 #include <cstring>

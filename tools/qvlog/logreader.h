@@ -2,9 +2,9 @@
 #ifndef QVLOG_LOGREADER_H
 #define QVLOG_LOGREADER_H
 
-#include "entryparser.h"
-#include "linecutter.h"
-#include "logfiles.h"
+#include "qvlog/entryparser.h"
+#include "qvlog/linecutter.h"
+#include "qvlog/logfiles.h"
 
 #include <deque>
 #include <string>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "longmessage.h"
+#include "qvlog/longmessage.h"
 
 namespace qvlog
 {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "foldermonitor.h"
-#include "gaps.h"
-#include "options.h"
-#include "snapshot.h"
-#include "stats.h"
-#include "view.h"
+#include "qvlog/foldermonitor.h"
+#include "qvlog/gaps.h"
+#include "qvlog/options.h"
+#include "qvlog/snapshot.h"
+#include "qvlog/stats.h"
+#include "qvlog/view.h"
 
 #include <cerrno>
 #include <cstdio>

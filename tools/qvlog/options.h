@@ -2,9 +2,9 @@
 #ifndef QVLOG_OPTIONS_H
 #define QVLOG_OPTIONS_H
 
-#include "filter.h"
-#include "logfiles.h"
-#include "printer.h"
+#include "qvlog/filter.h"
+#include "qvlog/logfiles.h"
+#include "qvlog/printer.h"
 
 #include <string>
 #include <vector>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "output.h"
+#include "qvlog/output.h"
 
 #include <cerrno>
 #include <unistd.h>

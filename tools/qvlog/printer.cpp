@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "printer.h"
+#include "qvlog/printer.h"
 
 namespace qvlog
 {

@@ -2,9 +2,9 @@
 #ifndef QVLOG_PRINTER_H
 #define QVLOG_PRINTER_H
 
-#include "entry.h"
-#include "format.h"
-#include "output.h"
+#include "qvlog/entry.h"
+#include "qvlog/format.h"
+#include "qvlog/output.h"
 
 #include <cstddef>
 #include <deque>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "snapshot.h"
+#include "qvlog/snapshot.h"
 
-#include "tarwriter.h"
+#include "qvlog/tarwriter.h"
 
 #include <algorithm>
 #include <cerrno>

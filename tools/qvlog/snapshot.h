@@ -2,7 +2,7 @@
 #ifndef QVLOG_SNAPSHOT_H
 #define QVLOG_SNAPSHOT_H
 
-#include "logfiles.h"
+#include "qvlog/logfiles.h"
 
 #include <string>
 #include <vector>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "stats.h"
+#include "qvlog/stats.h"
 
-#include "format.h"
-#include "texts.h"
+#include "qvlog/format.h"
+#include "qvlog/texts.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -2,7 +2,7 @@
 #ifndef QVLOG_STATS_H
 #define QVLOG_STATS_H
 
-#include "entry.h"
+#include "qvlog/entry.h"
 
 #include <map>
 #include <string>

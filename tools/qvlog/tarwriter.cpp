@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "tarwriter.h"
+#include "qvlog/tarwriter.h"
 
 #include <cerrno>
 #include <cstdio>

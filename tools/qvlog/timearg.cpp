@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "timearg.h"
+#include "qvlog/timearg.h"
 
 #include <algorithm>
 #include <cstring>

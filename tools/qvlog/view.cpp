@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "view.h"
+#include "qvlog/view.h"
 
-#include "timearg.h"
+#include "qvlog/timearg.h"
 
 namespace qvlog
 {

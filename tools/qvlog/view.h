@@ -2,8 +2,8 @@
 #ifndef QVLOG_VIEW_H
 #define QVLOG_VIEW_H
 
-#include "logreader.h"
-#include "options.h"
+#include "qvlog/logreader.h"
+#include "qvlog/options.h"
 
 #include <functional>
 #include <memory>

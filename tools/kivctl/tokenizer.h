@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#ifndef KIVCTL_MARKUP_H
-#define KIVCTL_MARKUP_H
+#ifndef KIVCTL_TOKENIZER_H
+#define KIVCTL_TOKENIZER_H
 
 #include <cstddef>
 #include <string>

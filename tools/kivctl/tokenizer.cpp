@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "markup.h"
+#include "kivctl/tokenizer.h"
 
 #include <algorithm>
 #include <cstring>

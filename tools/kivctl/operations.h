@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#ifndef KIVCTL_REQUESTS_H
-#define KIVCTL_REQUESTS_H
+#ifndef KIVCTL_OPERATIONS_H
+#define KIVCTL_OPERATIONS_H
 
 #include <string>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "kivsim/markup.h"
+#include "kivsim/xmlinput.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#ifndef KIVSIM_MARKUP_H
-#define KIVSIM_MARKUP_H
+#ifndef KIVSIM_XMLINPUT_H
+#define KIVSIM_XMLINPUT_H
 
 #include "kivsim/requesterror.h"
 

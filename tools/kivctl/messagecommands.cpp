@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "commands.h"
+#include "kivctl/commands.h"
 
-#include "node.h"
-#include "paths.h"
-#include "requests.h"
-#include "show.h"
-#include "texts.h"
+#include "kivctl/node.h"
+#include "kivctl/operations.h"
+#include "kivctl/paths.h"
+#include "kivctl/show.h"
+#include "kivctl/texts.h"
 
 #include <ctime>
 

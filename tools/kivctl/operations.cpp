@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "requests.h"
+#include "kivctl/operations.h"
 
-#include "texts.h"
+#include "kivctl/texts.h"
 
 namespace kivctl
 {
