@@ -249,11 +249,11 @@ TokenReader::TokenType TokenReader::readWithQt()
 /** Scans a start tag, which begins here with "<". */
 bool TokenReader::scanStartTag()
 {
-    const QChar *const name = next + 1;
-    const QChar *at = skipName(name);
-    if (at == name || at - name > longestPlainName)
+    const QChar *const begin = next + 1;
+    const QChar *at = skipName(begin);
+    if (at == begin || at - begin > longestPlainName)
         return false;
-    tagName = XmlText(name, at);
+    tagName = XmlText(begin, at);
     at = skipSpace(at);
     isEmptyElement = is(*at, '/');
     at += isEmptyElement;
@@ -265,12 +265,12 @@ bool TokenReader::scanStartTag()
 /** Scans an end tag, which begins here with "</". */
 inline bool TokenReader::scanEndTag()
 {
-    const QChar *const name = next + 2;
+    const QChar *const begin = next + 2;
     const XmlText opened = open[open.size() - 1];
     open.removeLast();
-    if (end - name < opened.size() || !std::equal(opened.begin(), opened.end(), name))
+    if (end - begin < opened.size() || !std::equal(opened.begin(), opened.end(), begin))
         return false;
-    tagName = XmlText(name, name + opened.size());
+    tagName = XmlText(begin, begin + opened.size());
     return scanTagEnd(skipSpace(tagName.end()));
 }
 
@@ -351,14 +351,14 @@ void TokenReader::resolveText()
 
 XmlText TokenReader::nameFromQt() const
 {
-    const auto name = qtReader->name();
-    return XmlText(name.data(), name.data() + name.size());
+    const auto piece = qtReader->name();
+    return XmlText(piece.data(), piece.data() + piece.size());
 }
 
 XmlText TokenReader::textFromQt() const
 {
-    const auto text = qtReader->text();
-    return XmlText(text.data(), text.data() + text.size());
+    const auto piece = qtReader->text();
+    return XmlText(piece.data(), piece.data() + piece.size());
 }
 
 Size TokenReader::charactersLeft() const
