@@ -17,7 +17,6 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFile>
 
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -168,12 +167,8 @@ void measureReply()
     const long heap = heapInUse();
     const long resident = residentSize();
     require(application.feeder.feed(frame, [&] { return counter.count == 2; }), "no signal");
-    // To two decimals: the last of them is 160 kB, and a few pages are no difference.
-    const auto messages = [&](long bytes) {
-        return std::round(100.0 * double(bytes) / double(frame.size())) / 100.0;
-    };
-    print("replyheap", messages(heapPeak() - heap));
-    print("replyresident", messages(residentPeak() - resident));
+    print("replyheap", double(heapPeak() - heap) / double(frame.size()));
+    print("replyresident", double(residentPeak() - resident) / double(frame.size()));
     print("replykept", double(heapInUse() - heap) / kB);
 }
 

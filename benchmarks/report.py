@@ -99,8 +99,9 @@ def sorted_by_size(entries, prefix):
 
 
 def single_value(target, text):
+    """A value counts as it is printed, so that a verdict never contradicts its figure."""
     try:
-        value = float(text)
+        value = float(f"{float(text):.3g}")
     except ValueError:
         value = text
     return Result(target, target.row, None, None, None, value, value, value)
@@ -173,7 +174,7 @@ def ratio_cells(result):
 def value_cells(result):
     measured = result.middle
     if not isinstance(measured, str):
-        measured = f"{measured:.4g} {result.target.against}".strip()
+        measured = f"{measured:g} {result.target.against}".strip()
     return [result.label, result.target.what, measured, limit_text(result.target), verdict(result)]
 
 
