@@ -9,6 +9,7 @@
 #include "documenttexts.h"
 #include "feeder.h"
 #include "gpio.h"
+#include "kernelboard.h"
 #include "loghandler.h"
 #include "messagelog.h"
 #include "samplelines.h"
@@ -16,7 +17,6 @@
 #include "trace.h"
 
 #include <QtCore/QCoreApplication>
-#include <QtCore/QFile>
 
 #include <cstdio>
 #include <cstdlib>
@@ -133,28 +133,19 @@ void countLookUp(const char *name, int size)
     });
 }
 
-void exportLine(int line)
-{
-    QFile file(QLatin1String("/sys/class/gpio/export"));
-    require(file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) &&
-                file.write(QByteArray::number(line)) > 0,
-            "the line is not exported");
-}
-
-/** Lines of the processor, and a channel of the driver of a converter that is simulated. */
+/** Lines of the processor, and a channel of a converter's driver. */
 void countBoard()
 {
-    exportLine(40);
-    exportLine(41);
+    writeKernelFile("/sys/class/gpio/export", "40");
+    writeKernelFile("/sys/class/gpio/export", "41");
     Gpio input(nullptr, Gpios(40), Gpio::DirectionInput, Gpio::EdgeBoth);
     count("gpio-read", [&] { require(input.getGpioValue() == 0, "the line is not low"); });
     Gpio output(nullptr, Gpios(41), Gpio::DirectionOutput, Gpio::EdgeNone);
     count("gpio-write", [&] { output.setGpioValue(Gpio::ValueHigh); });
-    QFile level(QLatin1String("/sys/class/gpio/gpio41/value"));
-    require(level.open(QIODevice::ReadOnly) && level.readAll() == "1\n", "the line is not high");
+    require(kernelFile("/run/sysfs/class/gpio/gpio41/value") == "1", "the line is not high");
+    I2cChip(0x21).setWord(0x80, 1234);
     Adc voltage(nullptr, 128, 0, 3);
-    require(voltage.getAdcRaw() != 65535, "there is no channel");
-    count("adc-read", [&] { voltage.getAdcValue(); });
+    count("adc-read", [&] { require(voltage.getAdcValue() == 3702, "a wrong voltage"); });
 }
 
 /** An application that logs to a file and has a client starts and ends again. */

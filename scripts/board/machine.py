@@ -144,6 +144,7 @@ class Machine:
             end.close()
         os.close(programs)
         self.pins = Pins(channel, self.console)
+        self.complaint = ""
 
     def answer(self, text):
         send(self.control, f"{text}\n".encode())
@@ -152,9 +153,12 @@ class Machine:
         send(self.console, data)
 
     def stop(self):
-        """@return what the emulator complained of"""
+        """@return what the emulator complained of, its first line"""
         self.process.kill()
-        return self.process.communicate()[1].decode(errors="replace").strip()
+        with self.process:
+            if not self.process.stderr.closed:
+                self.complaint = self.process.stderr.read().decode(errors="replace").strip()
+        return self.complaint.partition("\n")[0]
 
 
 def chardev(name, end):

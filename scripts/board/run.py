@@ -2,13 +2,17 @@
 # SPDX-License-Identifier: LGPL-2.1-or-later
 """Runs a program on the emulated board; ./board calls it."""
 
+import signal
+
+signal.signal(signal.SIGINT, signal.SIG_DFL)  # whoever interrupts so early wants to read nothing
+
+# pylint: disable=wrong-import-position
 import argparse
 import os
 import re
 import select
 import selectors
 import shlex
-import signal
 import subprocess
 import sys
 import termios
@@ -37,8 +41,16 @@ def say(text):
     print(f"board: {text}", file=sys.stderr, flush=True)
 
 
+class Parser(argparse.ArgumentParser):
+    """Refuses in one line."""
+
+    def error(self, message):
+        say(f"{message}; see ./board --help")
+        sys.exit(2)
+
+
 def parse_arguments():
-    parser = argparse.ArgumentParser(prog="./board", add_help=False)
+    parser = Parser(prog="./board", add_help=False, allow_abbrev=False)
     parser.add_argument("--memory", type=int, default=64)
     parser.add_argument("--limit", type=float, default=600)
     parser.add_argument("--with", action="append", default=[], dest="others")
@@ -98,7 +110,8 @@ def collect(arguments, folder):
 
 def guest_command(arguments):
     """The shell commands for what is to be run, after which "status" is the exit status."""
-    environment = "env -i HOME=/tmp PATH=/bin:/usr/bin LANG=C.UTF-8 TERM=$TERM"
+    # Without the descriptor that the start-up script keeps open.
+    environment = "3>&- env -i HOME=/tmp PATH=/bin:/usr/bin LANG=C.UTF-8 TERM=$TERM"
     for variable in arguments.variables:
         environment += " " + shlex.quote(variable)
     folder = "/"
@@ -129,6 +142,8 @@ def make_archive(arguments, kernel, files):
     archive.file("bin/busybox", os.path.join(sysroot_folder(), "usr/bin/busybox"))
     archive.link("lib/ld-linux.so.3", "/usr/lib/ld-linux.so.3")
     archive.folder("tmp")
+    archive.text("etc/passwd", "root::0:0:root:/tmp:/bin/sh\n")
+    archive.link("etc/localtime", "/usr/share/zoneinfo/UTC")
     archive.text("command", guest_command(arguments))
     if arguments.count:
         archive.file("count", os.path.join(BUILD, "board/count"))
