@@ -116,8 +116,8 @@ def guest_command(arguments):
         environment += " " + shlex.quote(variable)
     folder = "/"
     if arguments.shell:
-        what = "setsid cttyhack sh -l"
-        tail = ""
+        what = "setsid -c sh -l"
+        tail = " </dev/ttymxc0 >/dev/ttymxc0 2>&1"
     else:
         folder = os.path.dirname(arguments.command[0])
         what = " ".join(map(shlex.quote, arguments.command))
@@ -174,14 +174,16 @@ class Session:
         machine.pins.read_console = self.read_console
         self.watch(machine.console, self.read_console)
         self.watch(machine.control, self.read_control)
-        if arguments.gpio or arguments.shell:
-            self.watch(sys.stdin.fileno(), self.read_input)
 
     def watch(self, source, reader):
+        self.selector.register(source, selectors.EVENT_READ, reader)
+
+    def watch_input(self):
         try:
-            self.selector.register(source, selectors.EVENT_READ, reader)
+            self.watch(sys.stdin.fileno(), self.read_input)
         except PermissionError:  # a file, which is always ready
-            reader()
+            while self.read_input():
+                pass
 
     def run(self):
         """@return the status of the program"""
@@ -247,6 +249,8 @@ class Session:
         """Does what the board asks for."""
         if words == ["up"]:
             self.running = True
+            if self.arguments.gpio or self.arguments.shell:
+                self.watch_input()
             limit = self.arguments.limit if not self.arguments.shell else 0
             self.deadline = time.monotonic() + limit if limit > 0 else float("inf")
         elif words[:1] == ["exit"]:
@@ -269,19 +273,21 @@ class Session:
         self.machine.answer("ok")
 
     def read_input(self):
+        """@return false at its end"""
         data = os.read(sys.stdin.fileno(), 4096)
         if not data:
             if sys.stdin.fileno() in self.sources():
                 self.selector.unregister(sys.stdin.fileno())
             if self.arguments.shell:
                 self.machine.type(END_OF_INPUT)
-            return
+            return False
         if self.arguments.shell:
             self.machine.type(data)
-            return
+            return True
         *lines, self.typed = (self.typed + data).split(b"\n")
         for line in lines:
             self.drive(line.decode(errors="replace"))
+        return True
 
     def drive(self, text):
         match = re.fullmatch(r"\s*(\d+)\s+([01])\s*", text)
