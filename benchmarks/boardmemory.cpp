@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What an application has resident on the emulated board, at its start and after an hour's traffic,
-// and what that leaves. Prints lines of "when, tab, what, tab, kB".
+// What an application has resident on the emulated board, at its start and before and after an hour's
+// traffic, and what that leaves. Prints lines of "when, tab, what, tab, kB".
 
 #include "application.h"
 #include "documenttexts.h"
@@ -54,8 +54,11 @@ void measureHour()
 {
     Application application;
     printMemory("start");
+    const int warmUp = 10; // minutes, in which buffers and files reach their sizes
     Traffic traffic(application.feeder, application.client);
-    for (int minute = 0; minute < 60; ++minute) {
+    for (int minute = 0; minute < warmUp + 60; ++minute) {
+        if (minute == warmUp)
+            printMemory("warm");
         require(traffic.runMinute(), "a signal is missing");
         require(minute % 15 != 0 || traffic.restartDaemon(), "the connection is not lost");
         application.barrier.wait();

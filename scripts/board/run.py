@@ -27,6 +27,7 @@ ROOT = os.path.dirname(os.path.dirname(HERE))
 BUILD = os.path.join(ROOT, "build")
 BOOT_LIMIT = 180  # seconds; two are enough where nothing else runs
 OUTPUT_INTERVAL = 0.005  # seconds between two looks at the outputs
+LONGEST_WAIT = 3600  # seconds; any number that select() takes
 END_OF_INPUT = b"\4"  # for a terminal
 BROKEN = 125  # the status of a board that does not work
 HANGING = 124
@@ -209,7 +210,7 @@ class Session:
         return [key.fileobj for key in self.selector.get_map().values()]
 
     def patience(self):
-        left = max(0, self.deadline - time.monotonic())
+        left = min(max(0, self.deadline - time.monotonic()), LONGEST_WAIT)
         return min(left, OUTPUT_INTERVAL) if self.arguments.gpio and self.running else left
 
     def give_up(self):
