@@ -5,6 +5,8 @@
 
 kernel_source=linux-source-6.1
 kernel_packages=("$kernel_source" gcc make flex bison bc xz-utils)
+# What need not be unpacked for a kind of kernel, beside what none needs.
+kernel_unused=()
 
 # kernel_cache NAME: where the kernels of one kind are kept.
 kernel_cache() {

@@ -75,12 +75,12 @@ def parse_arguments():
     return arguments
 
 
-def prepare(*command):
+def prepare(*command, stdout=sys.stderr):
     """
     Runs a script that makes something unless it is there. An interruption is for all of its
-    processes. @return what it prints
+    processes. @return what it prints, if that is asked for
     """
-    with subprocess.Popen(command, cwd=ROOT, stdout=subprocess.PIPE, text=True,
+    with subprocess.Popen(command, cwd=ROOT, stdout=stdout, text=True,
                           start_new_session=True) as process:
         try:
             output = process.communicate()[0]
@@ -89,7 +89,7 @@ def prepare(*command):
             raise
     if process.returncode != 0:
         raise Refused(f"{command[0]} failed")
-    return output.strip()
+    return output
 
 
 def sysroot_folder():
@@ -324,7 +324,7 @@ def run(arguments):
     prepare("scripts/make-sysroot")
     folder = os.path.join(BUILD, "board")
     prepare("scripts/board/make-root", folder)
-    kernel = prepare("scripts/board/build-kernel")
+    kernel = prepare("scripts/board/build-kernel", stdout=subprocess.PIPE).strip()
     files = collect(arguments, folder)
     archive = make_archive(arguments, kernel, files)
     machine = Machine(kernel, os.path.join(folder, "root.sqfs"), archive, arguments.memory,
