@@ -170,6 +170,7 @@ class Session:
         self.panic = None
         self.last_line = b""
         self.outputs = {}
+        self.reports = []
         self.typed = b""
         self.received = b""
         machine.pins.read_console = self.read_console
@@ -235,6 +236,8 @@ class Session:
         self.last_line = text.rpartition(b"\n")[2][-200:]
         sys.stdout.buffer.write(data)
         sys.stdout.buffer.flush()
+        if not self.last_line:
+            self.print_reports()
         return True
 
     def read_control(self):
@@ -270,6 +273,7 @@ class Session:
             pass
         if self.arguments.gpio:
             self.report_outputs()
+            self.print_reports()
         self.status = status
         self.machine.answer("ok")
 
@@ -302,8 +306,16 @@ class Session:
         outputs = self.machine.pins.outputs()
         for line, level in outputs.items():
             if self.outputs.get(line) != level:
-                print(f"board: output {line} is {level}", flush=True)
+                self.reports.append(f"board: output {line} is {level}\n")
         self.outputs = outputs
+        if not self.last_line:
+            self.print_reports()
+
+    def print_reports(self):
+        """Not in the middle of a line of the program's."""
+        sys.stdout.write("".join(self.reports))
+        sys.stdout.flush()
+        self.reports = []
 
 
 def run_session(machine, arguments):
