@@ -3,16 +3,11 @@
 // What the library has on the heap and keeps resident. Each case runs in a process of its own and
 // prints lines of "name, tab, value".
 
-#include "barrier.h"
-#include "connectedclient.h"
+#include "application.h"
 #include "documenttexts.h"
-#include "feeder.h"
 #include "heapmeter.h"
 #include "hour.h"
-#include "loghandler.h"
 #include "messagelog.h"
-#include "samplelines.h"
-#include "trace.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFile>
@@ -49,45 +44,6 @@ void logLines(int count)
     for (int i = 0; i < count; ++i)
         Trace::log(8, 2, texts.className, texts.functionName, texts.message);
 }
-
-/** An application with everything that a daemon uses: log files, and the client, connected. */
-class Application
-{
-public:
-    Application()
-        : trace(nullptr)
-        , handler(nullptr, false)
-        , client(feeder.path())
-        , barrier(&handler)
-    {
-        handler.open(folder.path() + QLatin1Char('/'), QLatin1String("bench"));
-        handler.startFlushTimer();
-        handler.moveToThread(&handler);
-        QObject::connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
-                         Qt::QueuedConnection);
-        handler.start();
-        feeder.accept();
-        logLines(1);
-        barrier.wait();
-    }
-
-    ~Application()
-    {
-        handler.quit();
-        handler.wait();
-    }
-
-    const TemporaryFolder folder;
-    Feeder feeder;
-    Trace trace;
-    LogHandler handler;
-    ConnectedClient client;
-    Barrier barrier;
-
-private:
-    Application(const Application &) = delete;
-    Application &operator=(const Application &) = delete;
-};
 
 /** @param bareHeap, bareResident what an application without the library has */
 void measureStart(long bareHeap, long bareResident)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kernelboard.h"
 
+#include "outside.h"
 #include "waiting.h"
 
 #include <fcntl.h>
@@ -24,7 +25,8 @@ const int inputRegister = 0;
 const int outputRegister = 2;
 const int directionRegister = 6; // a bit is set for an input
 
-// The other lines belong to chips without a bus.
+// The other lines belong to chips without a bus, or to the processor of the emulated board, whose
+// banks are the first four.
 const int firstOfSimulator[] = {0, 32, 64, 96, 128, 160, 176, 192, 208, fillerLines};
 
 QByteArray simulatorsFile(int line)
@@ -171,6 +173,10 @@ ExportedLine::~ExportedLine()
 
 void ExportedLine::pull(int level)
 {
+    if (isWiredOutside(line)) {
+        driveFromOutside(line, level);
+        return;
+    }
     if (line < chipLines || line >= fillerLines) {
         writeKernelFile(simulatorsFile(line), QByteArray::number(level));
         return;
@@ -183,6 +189,8 @@ void ExportedLine::pull(int level)
 
 int ExportedLine::level() const
 {
+    if (isWiredOutside(line))
+        return levelSeenOutside(line);
     if (line < chipLines || line >= fillerLines)
         return kernelFile(simulatorsFile(line)).toInt();
     const I2cChip chip(chipAddress);
@@ -197,7 +205,7 @@ QByteArray ExportedLine::file(const char *name) const
 }
 
 EdgeMarker::EdgeMarker()
-    : line(63)
+    : line(223) // of a simulator, even where others are the processor's and wake at once
     , value(open(line.file("value").constData(), O_RDONLY | O_CLOEXEC))
     , level(0)
 {

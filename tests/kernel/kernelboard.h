@@ -8,7 +8,8 @@
 
 /**
  * What the tests know of the guest: its kernel simulates the board's chips, and the script "init"
- * gives them the names that they have there. Nothing here uses the library.
+ * gives them the names that they have there. On the emulated board the processor's lines are not
+ * simulated by the kernel, but wired to the machine outside. Nothing here uses the library.
  */
 
 /** One of the kernel's files, without the end of its last line. */
@@ -57,7 +58,7 @@ public:
 
     /** Lets the world drive the line; an output drives harder. */
     void pull(int level);
-    /** The level that the simulated chip has on its pin. */
+    /** The level that the chip has on its pin. */
     int level() const;
     /** The full name of its file "direction", "edge" or "value". */
     QByteArray file(const char *name) const;
