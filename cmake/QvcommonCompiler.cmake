@@ -21,6 +21,7 @@ endif()
 # place of use, which saves a sixth of the library.
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^armv5" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     add_compile_options("SHELL:--param max-inline-insns-single=12")
+    add_compile_options(-Wno-psabi) # notes for those who link objects of GCC 6
 endif()
 
 if(QVCOMMON_SANITIZE)
