@@ -45,6 +45,7 @@ void TestTraceEnd::endsWithItsOwnStatus_data()
         << QString::fromLatin1("--exit-static") << often << 3;
     QTest::newRow("exit, threads log without a handler")
         << QString::fromLatin1("--exit-plain") << often << 3;
+    QTest::newRow("exit, the lock is held") << QString::fromLatin1("--exit-locked") << 1 << 3;
     QTest::newRow("exit, a line does not end") << QString::fromLatin1("--exit-stuck") << 1 << 3;
     QTest::newRow("exit, a line to a static handler does not end")
         << QString::fromLatin1("--exit-stuck-static") << 1 << 3;
@@ -120,7 +121,7 @@ namespace
 std::atomic<int> delivered(0);
 
 /** The threads that log one line each behind one that does not end, and those whose call is over. */
-const int waitingThreads = 50;
+const int waitingThreads = 200;
 std::atomic<int> begun(0);
 std::atomic<int> returned(0);
 
@@ -276,6 +277,8 @@ void runChild(const QByteArray &role, const char *directory)
         startThreads(4);
         waitForLines(50);
     }
+    if (role == "--exit-locked")
+        Trace::lock();
     if (role.startsWith("--exit"))
         std::exit(3);
     if (role.startsWith("--late"))
