@@ -68,7 +68,8 @@ public:
      * destructor does not return, whatever its slots are doing, before the thread has ended. All
      * connections between the trace and the handler end, and a line that another thread is delivering
      * is waited for; the calling thread may hold the trace's lock if the handler's own lines are
-     * filtered out.
+     * filtered out. A Qt::BlockingQueuedConnection is not for a handler that is destroyed while others
+     * log: unless its own lines are filtered out, each waits for the other.
      */
     virtual ~LogHandler();
 

@@ -48,8 +48,9 @@ class TraceCore;
  * thread. Threads that log should have stopped when it is destroyed; a line that one of them is
  * delivering is waited for, for a second at most.
  *
- * **The end of the process**: when exit() destroys static objects, log calls are dropped, so threads
- * may go on logging. A slot that throws leaves its line unfinished; the next line gets the next
+ * **The end of the process**: threads may go on logging through exit(). When it comes to static objects
+ * that were constructed before the first Trace, or before the first LogHandler::open(), log calls are
+ * dropped: the destructors of such objects log nothing. A slot that throws leaves its line unfinished; the next line gets the next
  * number.
  */
 class QVCOMMON_EXPORT Trace : public QObject

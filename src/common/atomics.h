@@ -25,8 +25,8 @@ void store(T &variable, Value value)
 
 /**
  * Reads a variable without waiting for other writes of the thread that has set it. Behind a pointer
- * that is read like this, read only fields that are themselves read with peek(). It saves a call into
- * the kernel on the board, where load() makes one.
+ * that is read like this, read only fields that are themselves read with peek(). On the
+ * board load() also calls a barrier routine; peek() does not.
  */
 template <typename T>
 T peek(const T &variable)

@@ -13,6 +13,7 @@
 #include <QtCore/QFile>
 #include <QtCore/QMutex>
 #include <QtCore/QMutexLocker>
+#include <QtCore/QScopedPointer>
 #include <QtCore/QTimer>
 #include <QtCore/QVarLengthArray>
 
@@ -60,8 +61,9 @@ LogHandler::LogHandler(QObject *parent, bool printToConsole)
     , maxFileSize(102400)
     , flushTimer(nullptr)
 {
+    // There is no event loop yet, so nothing ends.
     if (load(instance))
-        exit(-1);
+        QThread::exit(-1);
     store(instance, this);
 }
 
@@ -97,7 +99,10 @@ LogHandler::~LogHandler()
     // However they are connected: by name, by pointer, or by a function with this as its context.
     if (const Trace *const trace = load(Trace::instance))
         disconnect(trace, nullptr, this, nullptr);
-    // Another thread may be writing a line right now. At the end of the process, it may be stuck there.
+    // A blocking connection lets its thread wait, with the lock held, until the line is written or gone.
+    QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
+    // Another thread may be writing a line right now. At the end of the process, it may be stuck there,
+    // so what it uses is left to it.
     if (!TraceCore::awaitDelivery())
         return;
     delete logFile;
@@ -107,17 +112,19 @@ LogHandler::~LogHandler()
 
 bool LogHandler::open(const QString &directory, const QString &newBaseName)
 {
+    // The handler is constructed: exit() ends the tracing before it destroys a static one.
+    static const EndOfProcess endBeforeHandler;
+    Q_UNUSED(endBeforeHandler)
     if (newBaseName.isEmpty()) {
         DebugLine() << "LogHandler::open, no log file";
         if (!printToConsole)
             DebugLine() << "LogHandler::open, no debug print at all..";
         return true;
     }
-    delete logDir;
-    logDir = new QDir(directory);
-    if (!logDir->exists()) {
+    QScopedPointer<QDir> newDir(new QDir(directory));
+    if (!newDir->exists()) {
         logOwn("open", QLatin1String("Creating log directory, ") + directory);
-        const bool created = logDir->mkpath(QLatin1String("."));
+        const bool created = newDir->mkpath(QLatin1String("."));
         const char *const report =
             created ? "LogHandler::open, LogHandler::open file: %1\n"
                     : "LogHandler::open, LogHandler::Could not create log director: %1\n";
@@ -125,12 +132,14 @@ bool LogHandler::open(const QString &directory, const QString &newBaseName)
         if (!created)
             return false;
     }
+    delete logDir;
+    logDir = newDir.take();
     baseName = newBaseName;
     rotate();
     logFileName = directory + baseName + QLatin1String("0.log");
     QFile *const file = new QFile(logFileName);
     const bool opened = file->open(QIODevice::WriteOnly | QIODevice::Truncate);
-    bytesWritten = 0;
+    bytesWritten = 0; // Before the file, which publishes it.
     {
         const QMutexLocker locker(logMutex);
         delete logFile;
@@ -139,9 +148,9 @@ bool LogHandler::open(const QString &directory, const QString &newBaseName)
     const char *const report =
         opened ? "Logging to file: %1\n" : "Could not open file for logging: %1\n";
     DebugLine() << QString::fromLatin1(report).arg(logFileName);
-    // Qt has made what it needs for a change of files by now.
-    static const EndOfProcess end;
-    Q_UNUSED(end)
+    // Qt has made what it needs for a change of files by now, and destroys it behind this.
+    static const EndOfProcess endBeforeQt;
+    Q_UNUSED(endBeforeQt)
     return opened;
 }
 
@@ -149,6 +158,7 @@ void LogHandler::logMessage(const QString &msg)
 {
     if (printToConsole)
         DebugLine() << msg;
+    // Only whether there is a file; what it is, is read under the lock.
     if (!load(logFile))
         return;
 
@@ -163,6 +173,7 @@ void LogHandler::logMessage(const QString &msg)
         bytesWritten = 0;
     }
     bytesWritten += int(length);
+    // One block and one write, for the line and its end; a usual line needs no heap.
     QVarLengthArray<char, 1024> line(int(length) + 1);
     toLatin1(line.data(), msg);
     line[int(length)] = '\n';
@@ -177,6 +188,7 @@ void LogHandler::logMessage(const QString &msg)
 
 void LogHandler::close(const QString &lastWords)
 {
+    // Only whether there is a file; what it is, is read under the lock.
     if (!load(logFile))
         return;
     flush();

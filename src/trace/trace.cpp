@@ -125,7 +125,7 @@ Trace::Trace(QObject *parent)
         TraceCore::end();
         std::exit(-1);
     }
-    // Made here, not when the library is loaded. It goes before the static members above.
+    // Destroyed before the static members above, because it is constructed later.
     static const EndOfProcess end;
     Q_UNUSED(end)
     // Not in the list above: other threads read these without the lock as soon as there is an
@@ -201,10 +201,12 @@ void TraceCore::end()
     if (!pthread_equal(deliverer, pthread_self()))
         waitBriefly([] { return writers == 0; });
     // A line that does not end loses the lock: other threads wait for it, and Qt complains about a
-    // mutex that is destroyed while it is locked.
+    // mutex that is destroyed while it is locked. This thread unlocks what another one has locked: Qt's
+    // mutex for Linux is a futex, which does not know its owner.
     if (deliverer.exchange(noThread) != noThread) {
         leftInside = true;
         Trace::unlock();
+        // One may be the line that does not end, or this thread's own.
         waitBriefly([] { return writers <= 1; });
     }
 }

@@ -80,14 +80,14 @@ QString repeated(int length, char character)
     return QString(length, QLatin1Char(character));
 }
 
-QList<int> logDescriptors()
+QList<int> LogFolder::descriptors() const
 {
+    const QString canonical = QDir(path()).canonicalPath() + QLatin1Char('/');
     const QDir descriptors(QLatin1String("/proc/self/fd"));
     QList<int> result;
     for (const QString &number : descriptors.entryList(QDir::AllEntries | QDir::System)) {
         const QString target = QFile::symLinkTarget(descriptors.filePath(number));
-        if (target.endsWith(QLatin1String(".log")) ||
-            target.contains(QLatin1String(".log (deleted)")))
+        if (target.startsWith(canonical) && target.contains(QLatin1String(".log")))
             result << number.toInt();
     }
     return result;

@@ -26,6 +26,8 @@ public:
     QStringList entries() const;
     /** All numbered files in a row, the oldest first. */
     QByteArray readAll() const;
+    /** The open descriptors of log files in the folder, also of files that have been removed. */
+    QList<int> descriptors() const;
 };
 
 /** What ends a file, with these last words, and what begins one that continues it. */
@@ -35,9 +37,6 @@ extern const char continuation[];
 
 /** A text of so many equal characters. */
 QString repeated(int length, char character = 'x');
-
-/** The open descriptors of log files. */
-QList<int> logDescriptors();
 
 /** What is written to standard output while the object lives. */
 class StandardOutput

@@ -26,9 +26,9 @@ private Q_SLOTS:
 class FullPipe
 {
 public:
-    FullPipe()
+    explicit FullPipe(const LogFolder &folder)
     {
-        const QList<int> files = logDescriptors();
+        const QList<int> files = folder.descriptors();
         if (files.size() != 1 || pipe(ends) != 0 || dup2(ends[1], files.first()) < 0)
             qFatal("cannot put a pipe in the place of the file");
         capacity = fcntl(ends[0], F_GETPIPE_SZ);
@@ -72,7 +72,7 @@ void TestLogBlocked::doesNotStopAnotherHandler()
     const LogFolder folder;
     LogHandler blocked(nullptr, false);
     QVERIFY(blocked.open(folder.directory(), QLatin1String("blocked")));
-    FullPipe pipe;
+    FullPipe pipe(folder);
     const int length = pipe.size() + 1000; // fits in a file
     std::thread blockedWriter([&] { blocked.logMessage(QString(length, QLatin1Char('x'))); });
     QVERIFY(waitFor([&] { return pipe.isFull(); }));

@@ -58,6 +58,7 @@ private Q_SLOTS:
     void worksWithTheLockHeld_data();
     void worksWithTheLockHeld();
     void worksInASlot();
+    void releasesAThreadThatIsBlocked();
 
 private:
     std::unique_ptr<MessageLog> messages;
@@ -156,6 +157,10 @@ static int nextLine()
     return number;
 }
 
+/**
+ * Nobody writes the lines of a queued connection here, as no event loop runs: those rows are about the
+ * events that others post to the handler while it is destroyed.
+ */
 void TestLogDestruction::survivesOtherThreadsThatLog()
 {
     QFETCH(int, form);
@@ -181,6 +186,7 @@ void TestLogDestruction::survivesOtherThreadsThatLog()
     stop = true;
     for (std::thread &logger : loggers)
         logger.join();
+    QCOMPARE(folder.descriptors(), QList<int>());
 }
 
 void TestLogDestruction::worksWithTheLockHeld_data()
@@ -234,6 +240,38 @@ void TestLogDestruction::worksInASlot()
         qFatal("the handler waits for the line in which it is destroyed");
     logger.join();
     QVERIFY(!actor.handler);
+    QCOMPARE(folder.read(0), QByteArray());
+}
+
+void TestLogDestruction::releasesAThreadThatIsBlocked()
+{
+    const LogFolder folder;
+    Trace trace(nullptr);
+    trace.applyLogFilters(4, -1); // the handler's own lines would wait for the lock
+    Gate gate;
+    gate.open = true;
+    connect(&trace, SIGNAL(LogMessage(QString)), &gate, SLOT(pass()), Qt::DirectConnection);
+    LogHandler *const handler = new LogHandler(nullptr, false);
+    QVERIFY(handler->open(folder.directory(), app));
+    handler->moveToThread(handler); // which does not run, so nobody takes the line
+    connectTo(handler, ByName, Qt::BlockingQueuedConnection);
+    std::atomic<int> done(0);
+    std::thread logger([&] {
+        Trace::log(8, 4, app, app, QLatin1String("message"));
+        ++done;
+    });
+    QVERIFY(waitFor([&] { return bool(gate.reached); }));
+    settle();
+    const int doneBefore = done;
+    std::thread destroyer([&] {
+        delete handler;
+        ++done;
+    });
+    if (!waitFor([&] { return done == 2; }))
+        qFatal("the handler waits for a line that waits for the handler");
+    logger.join();
+    destroyer.join();
+    QCOMPARE(doneBefore, 0);
     QCOMPARE(folder.read(0), QByteArray());
 }
 

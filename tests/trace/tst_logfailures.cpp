@@ -27,6 +27,7 @@ private Q_SLOTS:
     void survivesAFullDisk();
     void survivesAFullDiskForReal();
     void opensOnAFullDisk();
+    void goesOnInTheOldFileIfTheNewFolderCannotBeMade();
     void mayReportFromInsideTheTraceLock();
 };
 
@@ -81,7 +82,7 @@ void TestLogFailures::triesAgainWithEachLineThatDoesNotFit()
     // A line for which there would be room is just lost.
     QCOMPARE(log(handler, repeated(5)), QByteArray());
     QCOMPARE(int(takePauses().size()), 8);
-    QCOMPARE(logDescriptors(), QList<int>());
+    QCOMPARE(folder.descriptors(), QList<int>());
 
     calls->stopFailing();
     QCOMPARE(log(handler, repeated(1)), QByteArray());
@@ -217,6 +218,22 @@ void TestLogFailures::opensOnAFullDisk()
     QVERIFY(filler.remove());
     QVERIFY(handler.flush());
     QCOMPARE(folder.read(0), line(100));
+}
+
+void TestLogFailures::goesOnInTheOldFileIfTheNewFolderCannotBeMade()
+{
+    const LogFolder folder;
+    folder.write(QLatin1String("file"), "f");
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    log(handler, repeated(10, 'a'));
+    QVERIFY(!handler.open(folder.filePath(QLatin1String("file/")), QLatin1String("other")));
+    QCOMPARE(handler.getCurrentLogFile(), folder.file(0));
+    QCOMPARE(log(handler, repeated(limit - 10, 'b')), QByteArray());
+    QCOMPARE(log(handler, repeated(10, 'c')), QByteArray());
+    QCOMPARE(folder.read(1), line(10, 'a') + line(limit - 10, 'b') + overflowTrailer());
+    QCOMPARE(folder.read(0), continuation + line(10, 'c'));
+    QCOMPARE(int(folder.entries().size()), 3);
 }
 
 /** Connected directly, everything above happens with the lock of Trace held. */

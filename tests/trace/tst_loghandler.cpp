@@ -224,7 +224,7 @@ void TestLogHandler::goesOnElsewhere()
              QStringList() << QLatin1String("app0.log=") + repeated(limit - 1) + QLatin1Char('\n')
                            << QLatin1String("new0.log=") + repeated(limit - 1, 'y') +
                                   QLatin1Char('\n'));
-    QCOMPARE(int(logDescriptors().size()), 1);
+    QCOMPARE(int(folder.descriptors().size()), 1);
 }
 
 void TestLogHandler::writesLinesInLatin1_data()
@@ -372,7 +372,7 @@ void TestLogHandler::closesItsFilesOnExec()
     LogHandler handler(nullptr, false);
     QVERIFY(handler.open(folder.directory(), app));
     for (int i = 0; i < 2; ++i) {
-        const QList<int> descriptors = logDescriptors();
+        const QList<int> descriptors = folder.descriptors();
         QCOMPARE(int(descriptors.size()), 1);
         QVERIFY(fcntl(descriptors.first(), F_GETFD) & FD_CLOEXEC);
         handler.rotate();
@@ -431,7 +431,7 @@ void TestLogHandler::changesFiles()
     QCOMPARE(folder.entries().size(), 3);
     QCOMPARE(takePauses(), QList<int>() << 500 << 500);
     QCOMPARE(messages->lines(), QStringList());
-    QCOMPARE(int(logDescriptors().size()), 1);
+    QCOMPARE(int(folder.descriptors().size()), 1);
 }
 
 void TestLogHandler::givesALongLineItsOwnFile()
@@ -505,7 +505,7 @@ void TestLogHandler::endsAFileWithATrailer()
                                         "=============================================\n"));
     QCOMPARE(takePauses(), QList<int>() << 500);
     QCOMPARE(calls->take().first(), written(folder, QLatin1String("line")));
-    QCOMPARE(logDescriptors(), QList<int>());
+    QCOMPARE(folder.descriptors(), QList<int>());
 }
 
 void TestLogHandler::losesLinesAfterClose()

@@ -331,7 +331,7 @@ void TestLogRotation::leaksNoDescriptors()
     for (int i = 0; i < 20; ++i) {
         rotation.handler.rotate();
         QVERIFY(rotation.handler.spawnNewLogFile());
-        QCOMPARE(int(logDescriptors().size()), 1);
+        QCOMPARE(int(rotation.folder.descriptors().size()), 1);
     }
 }
 

@@ -78,7 +78,6 @@ private Q_SLOTS:
     void waitsForAThreadThatIsBusy();
     void leavesTheFileWithoutATrailer();
     void survivesTraceGoingFirst();
-    void mayBeDestroyedWhileOthersLog();
     void survivesTheEndOfTheProcess_data();
     void survivesTheEndOfTheProcess();
 };
@@ -349,7 +348,7 @@ void TestLogShutdown::leavesTheFileWithoutATrailer()
     }
     QCOMPARE(folder.read(0), QByteArray("line\n"));
     QCOMPARE(takePauses(), QList<int>());
-    QCOMPARE(logDescriptors(), QList<int>());
+    QCOMPARE(folder.descriptors(), QList<int>());
 }
 
 void TestLogShutdown::survivesTraceGoingFirst()
@@ -368,27 +367,6 @@ void TestLogShutdown::survivesTraceGoingFirst()
         QVERIFY(handler.wait());
         QCOMPARE(folder.read(0).count('\n'), 1);
     }
-}
-
-void TestLogShutdown::mayBeDestroyedWhileOthersLog()
-{
-    const LogFolder folder;
-    Trace trace(nullptr);
-    std::atomic<bool> stop(false);
-    std::thread logger([&] {
-        while (!stop)
-            Trace::log(8, 4, app, app, QLatin1String("message"));
-    });
-    for (int i = 0; i < 50; ++i) {
-        LogHandler handler(nullptr, false);
-        QVERIFY(handler.open(folder.directory(), app));
-        connectTo(handler, Qt::DirectConnection);
-        while (!QFile(folder.file(0)).size())
-            std::this_thread::yield();
-    }
-    stop = true;
-    logger.join();
-    QCOMPARE(logDescriptors(), QList<int>());
 }
 
 void TestLogShutdown::survivesTheEndOfTheProcess_data()

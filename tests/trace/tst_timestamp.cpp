@@ -51,6 +51,8 @@ private Q_SLOTS:
     void hasMillisecondsOnlyIfTheClockFails();
     void isInTheSameBufferAlways();
     void asksTheClockOncePerCall();
+    void endsInAZero();
+    void followsAVariableThatIsRenamed();
 
 private:
     QScopedPointer<LibcCalls> calls;
@@ -372,6 +374,36 @@ void TestTimestamp::asksTheClockOncePerCall()
     calls->record("gettimeofday");
     updateTimestamp();
     QCOMPARE(calls->take(), QStringList(QLatin1String("gettimeofday")));
+}
+
+void TestTimestamp::endsInAZero()
+{
+    setTimeZone("UTC0");
+    calls->setTimeOfDay(1709298245, 42000);
+    char *const buffer = updateTimestamp();
+    std::memset(buffer, 'x', 256);
+    QCOMPARE(static_cast<void *>(updateTimestamp()), static_cast<void *>(buffer));
+    QCOMPARE(QByteArray(buffer), QByteArray("2024-03-01 13:04:05.042"));
+    QCOMPARE(int(buffer[255]), 0);
+}
+
+/** A TZ that appears, and changes, without a new variable. */
+void TestTimestamp::followsAVariableThatIsRenamed()
+{
+    calls->setTimeOfDay(1709298245, 42000);
+    char renamed[] = "XZ=JST-9";
+    char path[] = "PATH=/bin";
+    char *entries[] = {path, renamed, nullptr};
+    char **const saved = environ;
+    environ = entries;
+    updateTimestamp();
+    std::memcpy(renamed, "TZ", 2);
+    const QByteArray inJapan = updateTimestamp();
+    std::memcpy(renamed + 3, "UTC0\0", 6);
+    const QByteArray universal = updateTimestamp();
+    environ = saved;
+    QCOMPARE(inJapan, QByteArray("2024-03-01 22:04:05.042"));
+    QCOMPARE(universal, QByteArray("2024-03-01 13:04:05.042"));
 }
 
 int main(int argc, char *argv[])

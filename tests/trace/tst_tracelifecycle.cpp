@@ -5,10 +5,13 @@
 #include "childprocess.h"
 #include "tracefixture.h"
 
+#include <QtCore/QElapsedTimer>
 #include <QtTest/QTest>
 
+#include <atomic>
 #include <climits>
 #include <cstdio>
+#include <thread>
 #include <unistd.h>
 
 namespace
@@ -30,6 +33,30 @@ private Q_SLOTS:
 
 private:
     Trace *trace;
+};
+
+/** Goes on with its line for a while after the Trace has begun to go. */
+class Latecomer : public QObject
+{
+    Q_OBJECT
+public:
+    explicit Latecomer(Trace *trace)
+    {
+        connect(trace, SIGNAL(LogMessage(QString)), SLOT(linger()), Qt::DirectConnection);
+    }
+
+    std::atomic<bool> reached{false};
+    std::atomic<bool> done{false};
+
+private Q_SLOTS:
+    void linger()
+    {
+        reached = true;
+        while (__atomic_load_n(&Trace::instance, __ATOMIC_ACQUIRE))
+            std::this_thread::yield();
+        usleep(20000);
+        done = true;
+    }
 };
 
 /** Looks at the lock while a line is delivered. */
@@ -84,6 +111,7 @@ private Q_SLOTS:
     void locksOnceOnly();
     void endsInOrder();
     void mayEndWhileALineIsDelivered();
+    void waitsForALineInAnotherThread();
 };
 
 void TestTraceLifecycle::isTheInstanceWhileItLives()
@@ -220,6 +248,25 @@ void TestTraceLifecycle::mayEndWhileALineIsDelivered()
     QCOMPARE(Trace::linenumber, 2);
     QVERIFY(Trace::traceMutex.tryLock());
     Trace::traceMutex.unlock();
+}
+
+/** It waits for a second at most, so a round in which the machine takes as long counts for nothing. */
+void TestTraceLifecycle::waitsForALineInAnotherThread()
+{
+    bool tooEarly;
+    QElapsedTimer timer;
+    do {
+        Trace *const trace = new Trace(nullptr);
+        Latecomer latecomer(trace);
+        std::thread logger([] { log("on"); });
+        while (!latecomer.reached)
+            std::this_thread::yield();
+        timer.start();
+        delete trace;
+        tooEarly = !latecomer.done;
+        logger.join();
+    } while (tooEarly && timer.hasExpired(1000));
+    QVERIFY(!tooEarly);
 }
 
 int main(int argc, char *argv[])
