@@ -2,6 +2,7 @@
 
 // The destruction of a LogHandler while lines come, however it is connected.
 
+#include "logconnection.h"
 #include "logfolder.h"
 #include "loghandler.h"
 #include "messagelog.h"
@@ -64,36 +65,18 @@ private:
     std::unique_ptr<MessageLog> messages;
 };
 
-enum Form { ByName, ByPointer, ByFunction };
-
-static void connectTo(LogHandler *handler, Form form, Qt::ConnectionType type)
-{
-    Trace *const trace = Trace::instance;
-#if QT_VERSION >= QT_VERSION_CHECK(5, 0, 0)
-    if (form == ByPointer)
-        QObject::connect(trace, &Trace::LogMessage, handler, &LogHandler::logMessage, type);
-    if (form == ByFunction)
-        QObject::connect(
-            trace, &Trace::LogMessage, handler,
-            [handler](const QString &line) { handler->logMessage(line); }, type);
-#endif
-    if (form == ByName)
-        QObject::connect(trace, SIGNAL(LogMessage(QString)), handler, SLOT(logMessage(QString)),
-                         type);
-}
-
 void TestLogDestruction::endsEveryConnection_data()
 {
     QTest::addColumn<int>("form");
     QTest::addColumn<int>("type");
-    QTest::newRow("by name, direct") << int(ByName) << int(Qt::DirectConnection);
-    QTest::newRow("by name, queued") << int(ByName) << int(Qt::QueuedConnection);
-#if QT_VERSION >= QT_VERSION_CHECK(5, 0, 0)
-    QTest::newRow("by pointer, direct") << int(ByPointer) << int(Qt::DirectConnection);
-    QTest::newRow("by pointer, queued") << int(ByPointer) << int(Qt::QueuedConnection);
-    QTest::newRow("by function, direct") << int(ByFunction) << int(Qt::DirectConnection);
-    QTest::newRow("by function, queued") << int(ByFunction) << int(Qt::QueuedConnection);
-#endif
+    const char *const forms[] = {"by name", "by pointer", "by function"};
+    for (const LogConnection form : {ByName, ByPointer, ByFunction}) {
+        if (!isPossible(form))
+            continue;
+        const QByteArray name = forms[form];
+        QTest::newRow(name + ", direct") << int(form) << int(Qt::DirectConnection);
+        QTest::newRow(name + ", queued") << int(form) << int(Qt::QueuedConnection);
+    }
 }
 
 /** The last that a QObject does is to say so; lines that are logged then no longer reach it. */
@@ -105,7 +88,7 @@ void TestLogDestruction::endsEveryConnection()
     Trace trace(nullptr);
     std::unique_ptr<LogHandler> handler(new LogHandler(nullptr, true));
     QVERIFY(handler->open(folder.directory(), app));
-    connectTo(handler.get(), Form(form), Qt::ConnectionType(type));
+    connectTo(handler.get(), LogConnection(form), Qt::ConnectionType(type));
     Actor actor;
     connect(handler.get(), SIGNAL(destroyed()), &actor, SLOT(logLate()), Qt::DirectConnection);
     const int before = Trace::linenumber;
@@ -128,7 +111,7 @@ void TestLogDestruction::waitsForALineInAnotherThread()
     connect(&trace, SIGNAL(LogMessage(QString)), &gate, SLOT(pass()), Qt::DirectConnection);
     LogHandler *const handler = new LogHandler(nullptr, false);
     QVERIFY(handler->open(folder.directory(), app));
-    connectTo(handler, Form(form), Qt::ConnectionType(type));
+    connectTo(handler, LogConnection(form), Qt::ConnectionType(type));
 
     std::thread logger([] { Trace::log(8, 4, app, app, QLatin1String("message")); });
     QVERIFY(waitFor([&] { return bool(gate.reached); }));
@@ -178,7 +161,7 @@ void TestLogDestruction::survivesOtherThreadsThatLog()
     for (int i = 0; i < 30; ++i) {
         LogHandler handler(nullptr, false);
         QVERIFY(handler.open(folder.directory(), app));
-        connectTo(&handler, Form(form), Qt::ConnectionType(type));
+        connectTo(&handler, LogConnection(form), Qt::ConnectionType(type));
         const int before = nextLine();
         while (nextLine() - before < 20)
             std::this_thread::yield();
