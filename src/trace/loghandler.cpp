@@ -13,11 +13,11 @@
 #include <QtCore/QFile>
 #include <QtCore/QMutex>
 #include <QtCore/QMutexLocker>
-#include <QtCore/QScopedPointer>
 #include <QtCore/QTimer>
 #include <QtCore/QVarLengthArray>
 
 #include <cstdio>
+#include <memory>
 
 using namespace qvcommon;
 
@@ -121,7 +121,7 @@ bool LogHandler::open(const QString &directory, const QString &newBaseName)
             DebugLine() << "LogHandler::open, no debug print at all..";
         return true;
     }
-    QScopedPointer<QDir> newDir(new QDir(directory));
+    std::unique_ptr<QDir> newDir(new QDir(directory));
     if (!newDir->exists()) {
         logOwn("open", QLatin1String("Creating log directory, ") + directory);
         const bool created = newDir->mkpath(QLatin1String("."));
@@ -133,7 +133,7 @@ bool LogHandler::open(const QString &directory, const QString &newBaseName)
             return false;
     }
     delete logDir;
-    logDir = newDir.take();
+    logDir = newDir.release();
     baseName = newBaseName;
     rotate();
     logFileName = directory + baseName + QLatin1String("0.log");
