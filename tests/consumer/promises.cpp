@@ -77,6 +77,8 @@ STATIC(bool, KivInterface, deleteSysMessage, (const QString &, const QString &, 
 STATIC(bool, KivInterface, xpathGetTextNode, (QString &, const QString &, const QString &, const QString &))
 STATIC(bool, KivInterface, xpathGetTextNode, (QString &, const QString &, const QString &, const QString &, const QString &))
 STATIC(bool, KivInterface, xpathGetTextNode, (QString &, const QString &, const QString &, const QString &, const QString &, int))
+// Who calls one of these makes a reader, which the header brings whole.
+static_assert(sizeof(QXmlStreamReader) > 0, "QXmlStreamReader");
 STATIC(bool, KivInterface, xpathFindTextNode, (QString &, QStringList &, QXmlStreamReader &, int))
 STATIC(bool, KivInterface, xpathValidateListNode, (const QString &, QString &, QString &, QString &))
 STATIC(bool, KivInterface, xpathCrawlToXmlNode, (QString, QXmlStreamReader &))
