@@ -29,7 +29,7 @@ QByteArray shownPiece(const Text &piece)
 
 /** All that is asked of a reader behind a token. */
 template <typename Reader>
-QByteArray state(const Reader &xml)
+QByteArray state(Reader &xml)
 {
     QByteArray result = "token " + QByteArray::number(int(xml.tokenType()));
     if (xml.tokenType() == Qxml::StartElement || xml.tokenType() == Qxml::EndElement)
