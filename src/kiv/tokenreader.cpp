@@ -4,6 +4,7 @@
 #include "kiv/entities.h"
 #include "qtcompat/xml.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace qvcommon
@@ -264,7 +265,7 @@ inline bool TokenReader::scanEndTag()
     const QChar *const begin = next + 2;
     const XmlText opened = open[open.size() - 1];
     open.removeLast();
-    if (end - begin < opened.size() || !isAt(begin, opened))
+    if (end - begin < opened.size() || !std::equal(opened.begin(), opened.end(), begin))
         return false;
     tagName = XmlText(begin, begin + opened.size());
     return scanTagEnd(skipSpace(tagName.end()));

@@ -8,7 +8,7 @@
 #include <QtCore/QVarLengthArray>
 #include <QtCore/QXmlStreamReader>
 
-#include <cstring>
+#include <algorithm>
 #include <memory>
 
 namespace qvcommon
@@ -36,15 +36,9 @@ private:
 
 bool is(const XmlText &text, const char *expected);
 
-/** Whether a text has the characters that stand at a place, which has enough of them. */
-inline bool isAt(const QChar *place, const XmlText &text)
-{
-    return std::memcmp(place, text.begin(), size_t(text.size()) * sizeof(QChar)) == 0;
-}
-
 inline bool operator==(const XmlText &text, const QString &other)
 {
-    return text.size() == other.size() && isAt(other.constData(), text);
+    return text.size() == other.size() && std::equal(text.begin(), text.end(), other.constData());
 }
 
 /**
