@@ -4,6 +4,7 @@
 #include "plainreceiver.h"
 #include "qtcompat/xml.h"
 #include "random.h"
+#include "texts.h"
 
 #include <QtTest/QtTest>
 
@@ -15,11 +16,6 @@ namespace
 {
 
 typedef QXmlStreamReader Qxml;
-
-QString latin1(const char *text)
-{
-    return QString::fromLatin1(text);
-}
 
 template <typename Text>
 QByteArray shownPiece(const Text &piece)
