@@ -48,7 +48,8 @@ class SignalEmitter;
  * the object. Signals are emitted from its event loop.
  *
  * **Ownership.** The object owns its sockets and timers. A slot connected to one of the signals
- * may send requests, but must use deleteLater() to get rid of the object.
+ * may send requests, but must use deleteLater() to get rid of the object, and no slot of it may still
+ * be running an event loop when the object goes: Qt's sockets do not survive that.
  */
 class QVCOMMON_EXPORT KivInterface : public QObject
 {
@@ -388,9 +389,15 @@ public Q_SLOTS:
     void connectedToLocalKivSlot();
     /** Greets the domain daemon. */
     void connectedToDomainKivSlot();
-    /** Connects to the local daemon unless connected or connecting. */
+    /**
+     * Connects to the local daemon unless connected or connecting. In a slot on the disconnected
+     * signal the socket is not free yet; call it later.
+     */
     void connectToLocalKivSocketSlot();
-    /** Connects to the domain daemon, if that is wanted, unless connected or connecting. */
+    /**
+     * Connects to the domain daemon, if that is wanted, unless connected or connecting. In a slot on
+     * the disconnected signal the socket is not free yet; call it later.
+     */
     void connectToDomainKivSocketSlot();
     /**
      * Prints a count of written bytes if the diagnostic output is on. Nothing is connected to it;

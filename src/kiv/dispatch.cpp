@@ -20,9 +20,9 @@ QByteArray readAllOf(QIODevice &socket)
     return socket.isOpen() ? socket.readAll() : QByteArray();
 }
 
-bool hasMore(const QIODevice *socket)
+bool hasMore(const QIODevice &socket)
 {
-    return socket && socket->isOpen() && socket->bytesAvailable() > 0;
+    return socket.isOpen() && socket.bytesAvailable() > 0;
 }
 
 void logHeader(const QString &header)
@@ -135,38 +135,36 @@ void reportDomain(const Reception &reception, const QString &buffer, Size kept)
 
 // The slots take all frames out of the buffer before they handle the first one: whatever the
 // application does in its slots, a reconnection included, finds the buffer in order. Qt does not
-// tell of what comes in while one of those runs an event loop, so the slots look once more; client
-// and socket may be gone by then.
+// tell of what comes in while one of those runs an event loop, so the slots look once more; the client
+// may be gone by then.
 
 void KivInterface::dataFromKivDomainTcpSlot()
 {
     const SignalEmitter emitter(*this);
-    const QPointer<QTcpSocket> socket(domainKivSocket);
-    if (!socket)
+    if (!domainKivSocket)
         return;
     do {
         QString &buffer = rcvDomainFrameBuffer;
         const Size kept = buffer.length();
-        Reception reception = receive(buffer, readAllOf(*socket));
+        Reception reception = receive(buffer, readAllOf(*domainKivSocket));
         if (enableDebugPrint)
             reportDomain(reception, buffer, kept);
         deliver(emitter, reception.frames);
-    } while (emitter.hasClient() && socket == domainKivSocket && hasMore(socket));
+    } while (emitter.hasClient() && hasMore(*domainKivSocket));
 }
 
 void KivInterface::dataFromKivLocalUnixSlot()
 {
     const SignalEmitter emitter(*this);
-    const QPointer<QLocalSocket> socket(localKivSocket);
-    if (!socket)
+    if (!localKivSocket)
         return;
     do {
         QString &buffer = rcvLocalFrameBuffer;
-        Reception reception = receive(buffer, readAllOf(*socket));
+        Reception reception = receive(buffer, readAllOf(*localKivSocket));
         if (enableDebugPrint)
             reportLocal(reception, buffer);
         deliver(emitter, reception.frames);
-    } while (emitter.hasClient() && socket == localKivSocket && hasMore(socket));
+    } while (emitter.hasClient() && hasMore(*localKivSocket));
 }
 
 void KivInterface::handleFrame(QString &frame)

@@ -19,6 +19,31 @@ bool isQuote(QChar character)
     return character == QLatin1Char('"') || character == QLatin1Char('\'');
 }
 
+/** Whether the "&" at a place begins a reference to a character that begins no reference itself. */
+bool refersToOtherCharacter(const QString &value, Size at)
+{
+    const Size end = value.indexOf(QLatin1Char(';'), at);
+    if (end < 0 || value.at(at + 1) != QLatin1Char('#'))
+        return false;
+    const bool isHexadecimal = value.at(at + 2) == QLatin1Char('x');
+    const Size digits = at + 2 + (isHexadecimal ? 1 : 0);
+    bool isNumber = false;
+    const uint code = value.mid(digits, end - digits).toUInt(&isNumber, isHexadecimal ? 16 : 10);
+    return isNumber && code != '&' && code != '%';
+}
+
+/** Whether there is something in a value that may be replaced by something longer. */
+bool hasReferences(const QString &value)
+{
+    for (Size at = 0; at < value.size(); ++at) {
+        const QChar character = value.at(at);
+        if (character == QLatin1Char('%') ||
+            (character == QLatin1Char('&') && !refersToOtherCharacter(value, at)))
+            return true;
+    }
+    return false;
+}
+
 /** Whether the declaration that goes on at a place may be one of an entity that grows. */
 bool mayGrow(const QString &xml, Size at)
 {
@@ -33,7 +58,7 @@ bool mayGrow(const QString &xml, Size at)
         value.truncate(size);
     else if (value.size() > longestEntity)
         return true;
-    return value.contains(QLatin1Char('&')) || value.contains(QLatin1Char('%'));
+    return hasReferences(value);
 }
 
 } // namespace

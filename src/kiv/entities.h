@@ -9,7 +9,8 @@ namespace qvcommon
 
 /**
  * Whether the document type of a text declares entities that may grow without end when they are
- * replaced: those with a reference of any kind in them, and those of more than 4096 characters.
+ * replaced: those of more than 4096 characters, and those with a reference in them. References to
+ * characters do not count, unless to one that begins a reference: & or %.
  */
 bool hasGrowingEntities(const QString &xml);
 

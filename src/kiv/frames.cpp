@@ -79,7 +79,8 @@ QString takeWhole(QString &buffer)
 /** Moves the complete frames out of the buffer, of which @a kept characters are not new. */
 void takeFrames(Reception &reception, QString &buffer, Size kept, const Separators &separators)
 {
-    // A buffer that begins with a separator had nothing but separators in it at the last call.
+    // Only a buffer of nothing but separators is kept with them, and then its old part yields no
+    // frame.
     Size begin = beginsWithSeparator(buffer) ? kept : 0;
     const Size lastSeparator = buffer.size() - separatorLength;
     reception.unfinished = false;

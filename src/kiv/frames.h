@@ -11,13 +11,16 @@
 namespace qvcommon
 {
 
-/** Room for this many characters is kept in a receive buffer between large replies. */
+/**
+ * A receive buffer may keep up to twice this many characters of room; one that had to grow beyond
+ * gives all of it back.
+ */
 const int receiveReserve = 200000;
 
 /** What one read has brought. */
 struct Reception {
     Size received;      ///< length of the text before cleaning
-    Size filtered;      ///< length of the buffer behind cleaning, before cutting
+    Size filtered;      ///< length of the buffer after cleaning, before cutting
     QStringList frames; ///< the complete frames, without separators
     bool unfinished;    ///< whether the buffer holds the beginning of another one
 };

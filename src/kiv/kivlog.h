@@ -3,7 +3,6 @@
 #define QVCOMMON_KIVLOG_H
 
 #include "trace/logsource.h"
-#include "trace/tracecore.h"
 
 namespace qvcommon
 {
@@ -14,8 +13,7 @@ const LogSource kivSource = {DeviceGroup, "KivInterface"};
 /** Logs one token of a body. */
 inline void logXmlNode(const char *format, const QString &text)
 {
-    if (TraceCore::accepts(DeviceGroup, DebugLevel))
-        kivSource.log(DebugLevel, "debugXmlNode", QString::fromLatin1(format).arg(text));
+    kivSource.log(DebugLevel, "debugXmlNode", QString::fromLatin1(format).arg(text));
 }
 
 /** Logs that a body has ended where more of it was expected. */

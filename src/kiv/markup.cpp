@@ -73,7 +73,7 @@ private:
 MarkupAppender::~MarkupAppender()
 {
     if (!out)
-        return; // nothing at all is null, other than nothing but empty pieces
+        return; // Nothing was appended: a null text stays null.
     const Size unused = Size(end - out);
     const Size size = text.size() - unused;
     text.resize(size);

@@ -19,6 +19,8 @@ struct ListStep {
 /** Takes a list step apart; if it is none, the parts from the missing one on stay as they were. */
 bool parse(const QString &step, ListStep &list)
 {
+    if (!step.contains(QLatin1Char('[')) && !step.contains(QLatin1Char(']')))
+        return false;
     QString marked = step;
     marked.replace(QLatin1Char('['), QLatin1Char(']'));
     const QStringList parts = splitNonEmpty(marked, QLatin1Char(']'));

@@ -4,6 +4,7 @@
 #include "kiv/children.h"
 #include "kiv/kivlog.h"
 #include "kiv/markup.h"
+#include "kiv/texts.h"
 
 using namespace qvcommon;
 

@@ -29,14 +29,4 @@ void SignalEmitter::notify(const QString &ref, const QString &op, const QString 
         Q_EMIT client->kivNotifySignal(ref, op, rpath, spath, data);
 }
 
-bool isSimpleText(const QString &text)
-{
-    for (const QChar character : text) {
-        const ushort code = character.unicode();
-        if (code >= 0x0590 && (code <= 0x10ff || code >= 0xfb10))
-            return false;
-    }
-    return true;
-}
-
 } // namespace qvcommon

@@ -11,8 +11,8 @@ namespace qvcommon
 
 /**
  * Emits the signals of a client for the functions that read what arrives; on Qt 4 signals are
- * protected. Once the client is gone nothing is emitted: it may be deleted inside of a slot that
- * runs an event loop.
+ * protected. Once the client is gone nothing is emitted: it may be deleted in a slot if the
+ * application feeds the client by hand.
  */
 class SignalEmitter
 {
@@ -33,12 +33,6 @@ public:
 private:
     const QPointer<KivInterface> client;
 };
-
-/**
- * Whether a text has no character of the scripts that need complex layout: signals carry no others.
- * Qt's own function of that name gives different answers on different versions.
- */
-bool isSimpleText(const QString &text);
 
 } // namespace qvcommon
 

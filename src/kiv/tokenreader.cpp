@@ -16,7 +16,7 @@ namespace
 /** Later versions of Qt refuse longer names. */
 const Size longestPlainName = 4096;
 
-/** More digits than that are not needed. */
+/** The longest that is plain, without "&" and ";". Eight characters hold no number beyond 32 bits. */
 const int longestReference = 8;
 
 /** What a character may be a part of; "ordinary" ones stand for themselves in a text. */
@@ -54,7 +54,7 @@ inline bool isWithin(ushort code, ushort first, ushort last)
     return ushort(code - first) <= last - first;
 }
 
-/** Surrogates are left to Qt's reader, and so is the end, with characters that Qt 4 replaces. */
+/** Qt's reader gets surrogates, and all from U+FDD0 on: Qt 4 replaces some of those. */
 inline bool isOrdinary(ushort code)
 {
     return code < asciiEnd ? (classes[code] & Ordinary) != 0
@@ -140,11 +140,6 @@ bool is(const XmlText &text, const char *expected)
     return *expected == 0;
 }
 
-bool operator==(const XmlText &text, const QString &other)
-{
-    return text.size() == other.size() && std::equal(text.begin(), text.end(), other.constData());
-}
-
 TokenReader::TokenReader(const QString &xml)
     : source(xml)
     , next(reinterpret_cast<const QChar *>(source.utf16())) // with a NUL behind it
@@ -152,6 +147,7 @@ TokenReader::TokenReader(const QString &xml)
     , type(Qxml::NoToken)
     , handedOut(0)
     , isEmptyElement(false)
+    , needsResolving(false)
     , qtReader(nullptr)
 {
 }
@@ -162,6 +158,7 @@ TokenReader::TokenReader(QXmlStreamReader &xml)
     , type(Qxml::NoToken)
     , handedOut(0)
     , isEmptyElement(false)
+    , needsResolving(false)
     , qtReader(&xml)
 {
 }
@@ -274,7 +271,7 @@ inline bool TokenReader::scanEndTag()
     return scanTagEnd(skipSpace(tagName.end()));
 }
 
-/** Surrogates do not count as something that follows: Qt drops one without the other. */
+/** Half a surrogate pair does not count as the following character: Qt drops it while decoding. */
 inline bool TokenReader::scanTagEnd(const QChar *at)
 {
     next = at + 1;
@@ -285,14 +282,12 @@ inline bool TokenReader::scanTagEnd(const QChar *at)
 inline bool TokenReader::scanText()
 {
     const QChar *const begin = next;
-    bool needsResolving = false;
+    needsResolving = false;
     for (;;) {
         next = skipOrdinary(next);
         switch (next->unicode()) {
         case '<':
             characters = XmlText(begin, next);
-            if (needsResolving)
-                resolveText();
             return true;
         case '&':
             if (!resolveReference(next))
@@ -328,9 +323,10 @@ uint TokenReader::resolveReference(const QChar *&at)
                            : predefinedEntity(XmlText(begin, behind));
 }
 
-/** Replaces the references in a text, and its line ends. */
-void TokenReader::resolveText()
+/** Replaces the references in the text, and its line ends. */
+void TokenReader::resolveCharacters()
 {
+    needsResolving = false;
     resolved.resize(characters.size());
     QChar *const begin = resolved.data();
     QChar *out = begin;
@@ -355,10 +351,15 @@ XmlText TokenReader::nameFromQt() const
     return XmlText(piece.data(), piece.data() + piece.size());
 }
 
-XmlText TokenReader::textFromQt() const
+XmlText TokenReader::text()
 {
-    const auto piece = qtReader->text();
-    return XmlText(piece.data(), piece.data() + piece.size());
+    if (qtReader) {
+        const auto piece = qtReader->text();
+        return XmlText(piece.data(), piece.data() + piece.size());
+    }
+    if (needsResolving)
+        resolveCharacters();
+    return characters;
 }
 
 Size TokenReader::charactersLeft() const

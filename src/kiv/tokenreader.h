@@ -8,6 +8,7 @@
 #include <QtCore/QVarLengthArray>
 #include <QtCore/QXmlStreamReader>
 
+#include <algorithm>
 #include <memory>
 
 namespace qvcommon
@@ -34,7 +35,11 @@ private:
 };
 
 bool is(const XmlText &text, const char *expected);
-bool operator==(const XmlText &text, const QString &other);
+
+inline bool operator==(const XmlText &text, const QString &other)
+{
+    return text.size() == other.size() && std::equal(text.begin(), text.end(), other.constData());
+}
 
 /**
  * Reads XML token by token, with the names and the answers of QXmlStreamReader.
@@ -42,8 +47,9 @@ bool operator==(const XmlText &text, const QString &other);
  * It reads plain texts itself, in place: elements without attributes, their texts, predefined
  * entities and character references. Whatever is not plain, and every error, is left to a
  * QXmlStreamReader. That one gets the whole text and first passes over the tokens that were handed
- * out already, so each token here must be one that Qt's reader hands out too. It looks one character
- * ahead; therefore a tag that more has to follow is plain only if something follows.
+ * out already, so each token here must be one that Qt's reader hands out too. Qt's reader hands out a
+ * tag only when it has seen the character behind it. So a tag is plain only if one follows; behind
+ * the root's end none is needed.
  */
 class TokenReader
 {
@@ -58,7 +64,7 @@ public:
     TokenType readNext();
 
     TokenType tokenType() const { return qtReader ? qtReader->tokenType() : type; }
-    /** The name of a token that plain texts do not have; empty for the others in them. */
+    /** Qt's name for the current token; empty while this class reads itself. */
     QString tokenString() const { return qtReader ? qtReader->tokenString() : QString(); }
     bool atEnd() const { return qtReader ? qtReader->atEnd() : type == Qxml::EndDocument; }
     bool hasError() const { return qtReader && qtReader->hasError(); }
@@ -70,7 +76,7 @@ public:
     /** The name of a start or end tag, without its prefix. */
     XmlText name() const { return qtReader ? nameFromQt() : tagName; }
     /** A text, with its references replaced and its line ends as XML has them. */
-    XmlText text() const { return qtReader ? textFromQt() : characters; }
+    XmlText text();
 
     /** How many characters have not been read yet, or more if that is not known. */
     Size charactersLeft() const;
@@ -81,7 +87,6 @@ private:
     typedef QXmlStreamReader Qxml;
 
     XmlText nameFromQt() const;
-    XmlText textFromQt() const;
     TokenType handOut(TokenType token);
     TokenType readOutside();
     TokenType readFirst();
@@ -94,7 +99,7 @@ private:
     bool scanTagEnd(const QChar *at);
     bool scanText();
     static uint resolveReference(const QChar *&at);
-    void resolveText();
+    void resolveCharacters();
 
     const QString source;
     const QChar *next; ///< behind what has been scanned
@@ -102,9 +107,10 @@ private:
     TokenType type;
     int handedOut;       ///< how many tokens
     bool isEmptyElement; ///< the tag is a start tag that is an end tag as well
+    bool needsResolving; ///< the text is not in the source as it stands
     XmlText tagName;
     XmlText characters;
-    QString resolved;                  ///< a text that is not in the source as it stands
+    QString resolved;                  ///< what holds the text once it has been resolved
     QVarLengthArray<XmlText, 16> open; ///< the names of the elements that are not closed yet
 
     std::unique_ptr<QXmlStreamReader> own;

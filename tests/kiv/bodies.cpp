@@ -6,6 +6,8 @@
 #include "plainreceiver.h"
 #include "random.h"
 
+#include <QtTest/QtTest>
+
 #include <cstdio>
 
 QString reported()
@@ -258,4 +260,25 @@ QString randomBody(Random &random, bool notification)
     if (random.below(2) == 0)
         damage(body, random);
     return body;
+}
+
+void addRowsOfData()
+{
+    QTest::addColumn<QString>("sent");
+    QTest::addColumn<QString>("received");
+    addRowOfData("<a>1</a><b/>", "<a>1</a><b></b>");
+    addRowOfData("x &amp; y", "x  y");
+    addRowOfData("<![CDATA[<a> & 'b']]>", "a  b");
+    addRowOfData("a<!-- c -->b<?p i?>c", "abc");
+    addRowOfData(" <a> 1 </a> ", " <a> 1 </a> ");
+    addRowOfData("<crc32>1</crc32>", "<crc32>1</crc32>");
+    addRowOfData("<a x=\"1\"/>", "<a></a>");
+    addRowOfData("<p:a xmlns:p='u'/>", "<a></a>");
+    addRowOfData("a&lt;b&gt;&quot;&apos;", "ab");
+    addRowOfData("\xc3\xa9\xe2\x82\xac\xd7\x90", "\xc3\xa9\xe2\x82\xac\xd7\x90");
+}
+
+void addRowOfData(const char *sent, const char *received)
+{
+    QTest::newRow(shown(text(sent)).constData()) << text(sent) << text(received);
 }

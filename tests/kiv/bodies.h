@@ -33,6 +33,10 @@ bool likePlain(KivFixture &fixture, const QString &body);
  */
 bool survivesCuts(KivFixture &fixture, const QString &body);
 
+/** The columns of a test with what is sent as data and what the client makes of it, and rows. */
+void addRowsOfData();
+void addRowOfData(const char *sent, const char *received);
+
 /** A well-formed or not so well-formed body, by chance. */
 QString randomBody(Random &random, bool notification);
 

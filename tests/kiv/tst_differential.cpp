@@ -7,6 +7,7 @@
 
 #include "differential.h"
 #include "plainreceiver.h"
+#include "texts.h"
 #include "xmlgrammar.h"
 
 #include <QtCore/QFile>
@@ -55,11 +56,6 @@ private:
 
 namespace
 {
-
-QString latin1(const char *text)
-{
-    return QString::fromLatin1(text);
-}
 
 /** A difference with the text that has led to it. */
 QByteArray with(const QString &text, const QByteArray &difference)

@@ -220,7 +220,7 @@ void TestFrames::takesHugeFrames_data()
     const auto row = [](const char *name, const QStringList &reads) {
         QTest::newRow(name) << reads;
     };
-    row("just as large as the room", QStringList(x.mid(1) + separator));
+    row("just as large as the reserve", QStringList(x.mid(1) + separator));
     row("alone", QStringList(x + separator));
     row("with something behind", QStringList(x + separator + QLatin1Char('y')));
     row("with a separator behind", QStringList(x + separator + separator));
@@ -307,7 +307,7 @@ void TestFrames::keepsItsReserveWhenItDiscards_data()
     QTest::addColumn<int>("size");
     QTest::newRow("empty") << 0;
     QTest::newRow("small") << 10;
-    QTest::newRow("as large as the room") << receiveReserve;
+    QTest::newRow("as large as the reserve") << receiveReserve;
     QTest::newRow("huge") << 20 * receiveReserve;
 }
 

@@ -119,6 +119,26 @@ QByteArray codeOf(ushort character)
 
 } // namespace
 
+/** Keeps the data of the last reply as it came, with the room that it has. */
+class DataKeeper : public QObject
+{
+    Q_OBJECT
+public:
+    explicit DataKeeper(KivInterface *kiv)
+    {
+        connect(kiv, SIGNAL(kivGetSignal(QString, QString)), SLOT(keep(QString, QString)));
+    }
+
+    QString data;
+
+private Q_SLOTS:
+    void keep(const QString &ref, const QString &received)
+    {
+        Q_UNUSED(ref)
+        data = received;
+    }
+};
+
 class TestReplies : public QObject
 {
     Q_OBJECT
@@ -148,6 +168,8 @@ private Q_SLOTS:
     void logsTokens_data();
     void logsTokens();
     void leavesPlaceholdersInALongTokenTextAlone();
+    void keepsNoUnusedRoom_data();
+    void keepsNoUnusedRoom();
     void signalsAHugeBody();
     void survivesDeepNesting();
     void logsWithTheRightGroupsAndLevels();
@@ -345,38 +367,27 @@ void TestReplies::signalsWhatABodySays()
 
 void TestReplies::rendersData_data()
 {
-    QTest::addColumn<QString>("sent");
-    QTest::addColumn<QString>("received");
-    const auto row = [](const char *sent, const char *received) {
-        QTest::newRow(shown(QString::fromUtf8(sent)).constData())
-            << QString::fromUtf8(sent) << QString::fromUtf8(received);
-    };
-    row("1", "1");
-    row("<a>1</a><b/>", "<a>1</a><b></b>");
-    row("<a x=\"1\" y='2'/>", "<a></a>");
-    row("<p:a xmlns:p='u'><p:b p:c='1'/></p:a>", "<a><b></b></a>");
-    row("<a xmlns='u'>1</a>", "<a>1</a>");
-    row("x &amp; y", "x  y");
-    row("a&lt;b", "ab");
-    row("&lt;b&gt;&quot;&apos;&amp;", "b");
-    row("&lt;&gt;&quot;&apos;&amp;", "");
-    row("\"it's\"", "its");
-    row("&#65;&#x42;", "AB");
-    row("&#60;&#38;", "");
-    row("<![CDATA[<a> & 'b']]>", "a  b");
-    row("a<!-- c -->b<?p i?>c", "abc");
-    row(" <a> 1 </a> ", " <a> 1 </a> ");
-    row("<a>\r\n</a>\r<b/>", "<a>\n</a>\n<b></b>");
-    row("\xc3\xa9\xe2\x82\xac\xd7\x90\xf0\x9f\x98\x80",
-        "\xc3\xa9\xe2\x82\xac\xd7\x90\xf0\x9f\x98\x80");
-    row("<\xc3\xa9l\xc3\xa9ment/>", "<\xc3\xa9l\xc3\xa9ment></\xc3\xa9l\xc3\xa9ment>");
-    row("%1 %2 %% and some more", "%1 %2 %% and some more");
-    row("<a.b-c_d/>", "<a.b-c_d></a.b-c_d>");
-    row("<get/><reply/><out/>", "<get></get><reply></reply><out></out>");
-    row("<Data>1</Data>", "<Data>1</Data>");
-    row("<a><a><a>1</a>2</a>3</a>", "<a><a><a>1</a>2</a>3</a>");
-    row("<ok/><ref>9</ref>", "<ok></ok><ref>9</ref>");
-    row("<crc32>1</crc32>", "<crc32>1</crc32>");
+    addRowsOfData();
+    addRowOfData("1", "1");
+    addRowOfData("<a x=\"1\" y='2'/>", "<a></a>");
+    addRowOfData("<p:a xmlns:p='u'><p:b p:c='1'/></p:a>", "<a><b></b></a>");
+    addRowOfData("<a xmlns='u'>1</a>", "<a>1</a>");
+    addRowOfData("a&lt;b", "ab");
+    addRowOfData("&lt;b&gt;&quot;&apos;&amp;", "b");
+    addRowOfData("&lt;&gt;&quot;&apos;&amp;", "");
+    addRowOfData("\"it's\"", "its");
+    addRowOfData("&#65;&#x42;", "AB");
+    addRowOfData("&#60;&#38;", "");
+    addRowOfData("<a>\r\n</a>\r<b/>", "<a>\n</a>\n<b></b>");
+    addRowOfData("\xc3\xa9\xe2\x82\xac\xd7\x90\xf0\x9f\x98\x80",
+                 "\xc3\xa9\xe2\x82\xac\xd7\x90\xf0\x9f\x98\x80");
+    addRowOfData("<\xc3\xa9l\xc3\xa9ment/>", "<\xc3\xa9l\xc3\xa9ment></\xc3\xa9l\xc3\xa9ment>");
+    addRowOfData("%1 %2 %% and some more", "%1 %2 %% and some more");
+    addRowOfData("<a.b-c_d/>", "<a.b-c_d></a.b-c_d>");
+    addRowOfData("<get/><reply/><out/>", "<get></get><reply></reply><out></out>");
+    addRowOfData("<Data>1</Data>", "<Data>1</Data>");
+    addRowOfData("<a><a><a>1</a>2</a>3</a>", "<a><a><a>1</a>2</a>3</a>");
+    addRowOfData("<ok/><ref>9</ref>", "<ok></ok><ref>9</ref>");
 }
 
 void TestReplies::rendersData()
@@ -795,6 +806,25 @@ void TestReplies::leavesPlaceholdersInALongTokenTextAlone()
         reader.readNext();
     fixture.kiv->debugXmlNode(reader);
     QCOMPARE(fixture.take(), QStringList(traced("debugXmlNode", latin1("xmlTextNode: ") + text)));
+}
+
+void TestReplies::keepsNoUnusedRoom_data()
+{
+    QTest::addColumn<QString>("piece");
+    QTest::newRow("nothing is left of it") << latin1("&amp;");
+    QTest::newRow("a sixth is left of it") << latin1("x&amp;");
+    QTest::newRow("all is left of it") << latin1("<a>x</a>");
+}
+
+void TestReplies::keepsNoUnusedRoom()
+{
+    QFETCH(QString, piece);
+    KivFixture fixture;
+    DataKeeper keeper(fixture.kiv.get());
+    QString body = reply(latin1("<get><data>") + piece.repeated(100000) + latin1("</data></get>"));
+    fixture.kiv->handleKivMsgBody(body);
+    QVERIFY(!keeper.data.isNull());
+    QVERIFY(keeper.data.capacity() <= keeper.data.size() * 9 / 8 + 256);
 }
 
 void TestReplies::signalsAHugeBody()

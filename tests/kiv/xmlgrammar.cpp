@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "xmlgrammar.h"
 
+#include "texts.h"
+
 namespace
 {
 
@@ -312,16 +314,11 @@ const char *childrenOf(const QString &name)
     return nullptr;
 }
 
-QString utf8(const char *text)
-{
-    return QString::fromUtf8(text);
-}
-
 template <int size>
 void addAll(QStringList &list, const char *const (&pieces)[size])
 {
     for (const char *piece : pieces)
-        list << utf8(piece);
+        list << ::text(piece);
 }
 
 } // namespace
@@ -348,7 +345,7 @@ QStringList XmlGrammar::pieces()
     addAll(list, declarations);
     addAll(list, documentTypes);
     for (const char *name : entityNames)
-        list << QLatin1Char('&') + utf8(name) + QLatin1Char(';');
+        list << QLatin1Char('&') + ::text(name) + QLatin1Char(';');
     for (const char *c = special; *c; ++c)
         list << QString(QLatin1Char(*c));
     for (const ushort code : edges)
@@ -366,7 +363,7 @@ QString XmlGrammar::name()
     const int longName = 4000; // readers may refuse names of more than 4 kB
     if (manners != Plain && random.below(2000) == 0)
         return QString(longName + random.below(300), QLatin1Char('n'));
-    return utf8(manners == Wild && chance(15) ? random.oneOf(oddNames) : random.oneOf(allNames));
+    return ::text(manners == Wild && chance(15) ? random.oneOf(oddNames) : random.oneOf(allNames));
 }
 
 QString XmlGrammar::character()
@@ -380,11 +377,11 @@ QString XmlGrammar::snippet()
 {
     switch (random.below(5)) {
     case 0:
-        return utf8(random.oneOf(wrongMarkup));
+        return ::text(random.oneOf(wrongMarkup));
     case 1:
-        return utf8(random.oneOf(references));
+        return ::text(random.oneOf(references));
     case 2:
-        return QLatin1Char('&') + utf8(random.oneOf(entityNames)) + QLatin1Char(';');
+        return QLatin1Char('&') + ::text(random.oneOf(entityNames)) + QLatin1Char(';');
     default:
         return character();
     }
@@ -393,30 +390,30 @@ QString XmlGrammar::snippet()
 QString XmlGrammar::text()
 {
     const int longText = 9000; // readers take in some thousand characters at once
-    QString result = utf8(random.oneOf(plainTexts));
+    QString result = ::text(random.oneOf(plainTexts));
     if (random.below(500) == 0)
         result = result.repeated(1 + random.below(longText / int(result.length())));
     if (manners != Plain && chance(20))
-        result += utf8(random.oneOf(wellFormedMarkup));
+        result += ::text(random.oneOf(wellFormedMarkup));
     if (manners == Wild && chance(15))
         result += snippet();
     if (hasEntities && chance(20))
         result += QLatin1String(chance(50) ? "&e;" : "&f;");
     if (chance(20))
-        result += utf8(random.oneOf(plainTexts));
+        result += ::text(random.oneOf(plainTexts));
     return result;
 }
 
 QString XmlGrammar::blanks()
 {
-    return chance(90) ? QString() : utf8(random.oneOf(blankTexts));
+    return chance(90) ? QString() : ::text(random.oneOf(blankTexts));
 }
 
 QString XmlGrammar::attributes()
 {
     if (manners == Plain || chance(85))
         return QString();
-    const QString result = utf8(random.oneOf(attributeTexts));
+    const QString result = ::text(random.oneOf(attributeTexts));
     return chance(20) ? result + QLatin1String(" c='2'") : result;
 }
 
@@ -424,7 +421,7 @@ QString XmlGrammar::children(const QString &parent, int depth)
 {
     QString result;
     const char *const expected = childrenOf(parent);
-    const QStringList names = utf8(expected ? expected : "x").split(QLatin1Char(' '));
+    const QStringList names = ::text(expected ? expected : "x").split(QLatin1Char(' '));
     if (expected && depth > 2 && chance(60)) { // all of them in order, as the daemon has it
         for (const QString &child : names)
             result += element(child, depth - 1);
@@ -474,10 +471,10 @@ QString XmlGrammar::around(const QString &root)
         result += misc();
     if (manners != Plain && chance(15))
         result +=
-            utf8(manners == Wild ? random.oneOf(declarations) : declarations[random.below(5)]);
+            ::text(manners == Wild ? random.oneOf(declarations) : declarations[random.below(5)]);
     result += misc();
     if (hasEntities)
-        result += utf8(random.oneOf(documentTypes));
+        result += ::text(random.oneOf(documentTypes));
     result += misc() + root + misc();
     if (chance(10))
         result += QLatin1Char('\r');
@@ -531,7 +528,7 @@ QString XmlGrammar::pathInto(const QString &xml)
         const int behind = int(xml.indexOf(QLatin1Char('<'), end));
         const QString name = chance(95) ? xml.mid(begin, end - begin) : this->name();
         if (chance(25))
-            path += utf8(random.oneOf(allNames)) + QLatin1Char('[') + name + QLatin1String("='") +
+            path += ::text(random.oneOf(allNames)) + QLatin1Char('[') + name + QLatin1String("='") +
                     (chance(90) ? xml.mid(end + 1, behind - end - 1) : text()) +
                     QLatin1String("']/");
         else
@@ -583,6 +580,6 @@ void XmlGrammar::mutate(QString &text, const QString &other)
         text.replace(at, 1, character());
         break;
     default:
-        text.insert(at, chance(80) ? snippet() : utf8(random.oneOf(wellFormedMarkup)));
+        text.insert(at, chance(80) ? snippet() : ::text(random.oneOf(wellFormedMarkup)));
     }
 }

@@ -5,6 +5,7 @@
 #include "kivlogs.h"
 #include "messagelog.h"
 #include "simulatorprocess.h"
+#include "texts.h"
 #include "trace.h"
 #include "waiting.h"
 #include "wiremessages.h"
@@ -25,11 +26,6 @@ namespace
 
 const Target local = KivInterface::KIVTARGET_LOCAL;
 const Target domain = KivInterface::KIVTARGET_DOMAIN;
-
-QString latin1(const char *text)
-{
-    return QString::fromLatin1(text);
-}
 
 const QString hostnamePath = latin1("/config/system/hostname");
 const QString gateway = latin1("<hostname>gateway</hostname>");
