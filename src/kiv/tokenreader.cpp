@@ -351,15 +351,10 @@ XmlText TokenReader::nameFromQt() const
     return XmlText(piece.data(), piece.data() + piece.size());
 }
 
-XmlText TokenReader::text()
+XmlText TokenReader::textFromQt() const
 {
-    if (qtReader) {
-        const auto piece = qtReader->text();
-        return XmlText(piece.data(), piece.data() + piece.size());
-    }
-    if (needsResolving)
-        resolveCharacters();
-    return characters;
+    const auto piece = qtReader->text();
+    return XmlText(piece.data(), piece.data() + piece.size());
 }
 
 Size TokenReader::charactersLeft() const

@@ -76,7 +76,14 @@ public:
     /** The name of a start or end tag, without its prefix. */
     XmlText name() const { return qtReader ? nameFromQt() : tagName; }
     /** A text, with its references replaced and its line ends as XML has them. */
-    XmlText text();
+    XmlText text()
+    {
+        if (qtReader)
+            return textFromQt();
+        if (needsResolving)
+            resolveCharacters();
+        return characters;
+    }
 
     /** How many characters have not been read yet, or more if that is not known. */
     Size charactersLeft() const;
@@ -87,6 +94,7 @@ private:
     typedef QXmlStreamReader Qxml;
 
     XmlText nameFromQt() const;
+    XmlText textFromQt() const;
     TokenType handOut(TokenType token);
     TokenType readOutside();
     TokenType readFirst();
