@@ -37,6 +37,9 @@ std::atomic<pthread_t> deliverer(noThread);
 /** Whether lines are dropped because static objects are being destroyed. */
 std::atomic<bool> ended(false);
 
+/** The thread that has begun that, or none. */
+std::atomic<pthread_t> ender(noThread);
+
 /** Whether a line was still being delivered then, so that a thread may be in any receiver. */
 std::atomic<bool> leftInside(false);
 
@@ -121,10 +124,8 @@ Trace::Trace(QObject *parent)
     : QObject(parent)
     , appName(QLatin1String("setAppName_before_using"))
 {
-    if (load(instance)) {
-        TraceCore::end();
-        std::exit(-1);
-    }
+    if (load(instance))
+        TraceCore::exitProcess();
     // Destroyed before the static members above, because it is constructed later.
     static const EndOfProcess end;
     Q_UNUSED(end)
@@ -195,8 +196,10 @@ void TraceCore::awaitDeliveryBriefly()
 
 void TraceCore::end()
 {
-    if (ended.exchange(true))
+    pthread_t nobody = noThread;
+    if (!ender.compare_exchange_strong(nobody, pthread_self()))
         return;
+    ended = true;
     // If this is called in a slot, the line of this thread goes no further.
     if (!pthread_equal(deliverer, pthread_self()))
         waitBriefly([] { return writers == 0; });
@@ -209,6 +212,15 @@ void TraceCore::end()
         // One may be the line that does not end, or this thread's own.
         waitBriefly([] { return writers <= 1; });
     }
+}
+
+void TraceCore::exitProcess()
+{
+    end();
+    // Only one thread may call exit(). If another one is ending the process, this one waits for that.
+    while (!pthread_equal(ender, pthread_self()))
+        pause();
+    std::exit(-1);
 }
 
 void TraceCore::write(int level, const TraceName &className, const TraceName &functionName,

@@ -44,6 +44,9 @@ public:
      * until the lines that are being written are done, but for a second at most.
      */
     static void end();
+
+    /** Ends the process with status 255, or waits until another thread that is at it has done so. */
+    static void exitProcess() __attribute__((noreturn));
 };
 
 /**
