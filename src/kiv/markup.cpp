@@ -94,6 +94,7 @@ void MarkupAppender::grow(Size count)
 inline void MarkupAppender::startTag(const XmlText &name)
 {
     makeRoom(name.size() + 2);
+    // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): there is no room without memory
     *out++ = QLatin1Char('<');
     out = writeNameAndBracket(out, name);
 }
@@ -101,6 +102,7 @@ inline void MarkupAppender::startTag(const XmlText &name)
 inline void MarkupAppender::endTag(const XmlText &name)
 {
     makeRoom(name.size() + 3);
+    // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): the same
     *out++ = QLatin1Char('<');
     *out++ = QLatin1Char('/');
     out = writeNameAndBracket(out, name);

@@ -33,10 +33,12 @@ extern "C" __attribute__((visibility("default"))) void *malloc(size_t size) noex
     return largest != 0 && size > largest ? nullptr : __libc_malloc(size);
 }
 
-#endif
+#else
 
 static const char sanitizerAllocates[] =
     "the sanitizer has its own allocator; the release build runs this test";
+
+#endif
 
 static const QString app = QLatin1String("app");
 
