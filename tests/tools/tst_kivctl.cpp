@@ -391,10 +391,14 @@ void tst_Kivctl::waitsForAValue()
 
 void tst_Kivctl::waitsForAValueOverARestart()
 {
-    QCOMPARE(kivctl("set /config/system/hostname other"), QByteArray());
-    tool->start(socketOption() << words("wait /config/system/hostname gateway"));
-    settle();
-    simulator->send(SIGHUP); // and the data is read again
+    SimulatorProcess verbose; // tells when the subscription is made
+    QVERIFY(verbose.start(words("--verbose")));
+    const QStringList socket = words("--socket") << verbose.socketPath();
+    ToolProcess other(KIVCTL_PROGRAM);
+    QCOMPARE(other.run(socket + words("set /config/system/hostname other")), QByteArray("exit 0"));
+    tool->start(socket + words("wait /config/system/hostname gateway"));
+    QVERIFY(waitFor([&]() { return verbose.errors().contains("<- ack:session_info"); }));
+    verbose.send(SIGHUP); // and the data is read again
     QCOMPARE(tool->end(), QByteArray("exit 0"));
 }
 
