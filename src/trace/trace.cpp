@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <pthread.h>
+#include <sched.h>
 #include <unistd.h>
 
 using namespace qvcommon;
@@ -138,8 +139,16 @@ Trace::Trace(QObject *parent)
     store(instance, this);
 }
 
+// A line takes less time than putting a thread to sleep and waking it. Yielding first gives four
+// threads about the throughput of one; without it they have half of that.
 void Trace::lock()
 {
+    const int patience = 20;
+    for (int tries = 0; tries < patience; ++tries) {
+        if (traceMutex.tryLock())
+            return;
+        sched_yield();
+    }
     traceMutex.lock();
 }
 
