@@ -76,6 +76,10 @@ public:
     /**
      * Chooses where to write: shifts the numbers of the files that are there and starts file 0.
      * A missing directory is created. May be called again to go on elsewhere.
+     *
+     * **A daemon checks its PID file first.** A second instance that calls this shifts the files of the
+     * running one away, even if it ends at once; after ten of them the history is gone.
+     *
      * @param directory put in front of the base name as it is, so it ends in "/"; give an absolute
      * one
      * @param baseName what the names of the files start with; if it is empty nothing is written
