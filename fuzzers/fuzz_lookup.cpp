@@ -2,6 +2,8 @@
 
 // Look-ups by the client and by the plain formulation. The input has a line each for the path and
 // for two pieces of its prefix, one character for the index, and the XML behind that line.
+//
+// Covers: src/kiv/pathlookups.cpp src/kiv/tokenreader.cpp
 
 #include "differential.h"
 #include "fuzzing.h"
