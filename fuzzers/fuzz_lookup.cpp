@@ -8,20 +8,6 @@
 #include "differential.h"
 #include "fuzzing.h"
 
-namespace
-{
-
-/** Takes the first line off a text. */
-QString takeLine(QString &text)
-{
-    const int end = text.indexOf(QLatin1Char('\n'));
-    const QString line = text.left(end);
-    text = end < 0 ? QString() : text.mid(end + 1);
-    return line;
-}
-
-} // namespace
-
 void fuzz(const QByteArray &bytes)
 {
     static Differential differential;
