@@ -25,7 +25,6 @@ class QTimer;
  * Trace trace(nullptr);
  * LogHandler handler(nullptr, false);
  * handler.open("/var/log/pump/", "pump");
- * handler.startFlushTimer();
  * handler.moveToThread(&handler);             // slots run in the handler's own thread
  * QObject::connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
  *                  Qt::QueuedConnection);
