@@ -15,6 +15,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
@@ -37,11 +38,11 @@ QByteArray reply(const QByteArray &ref, const QByteArray &content)
     return "<reply><ref>" + ref + "</ref><out>" + content + "</out></reply>\r\n\f\n";
 }
 
-QByteArray notification(const QByteArray &ref, int life, int number)
+QByteArray notification(const QByteArray &ref, int life, int number, const QByteArray &rest)
 {
     const QByteArray path = "/n/" + QByteArray::number(number);
     return "<notify><ref>" + ref + "</ref><event><change><op>patch</op><spath>/n</spath><rpath>" +
-           path + "</rpath><data>" + MortalDaemon::changeNumber(life, number).toLatin1() +
+           path + "</rpath><data>" + MortalDaemon::changeNumber(life, number).toLatin1() + rest +
            "</data></change></event></notify>\r\n\f\n";
 }
 
@@ -52,11 +53,12 @@ struct Session {
     QByteArray toSend;
     QByteArray subscription; ///< its reference, or nothing
     int notified;            ///< how many notifications it has got
+    bool isFlooded;          ///< whether it gets notifications without end, and large ones
 
     bool hasWork() const { return !toSend.isEmpty() || isNotified(); }
     bool isNotified() const
     {
-        return !subscription.isEmpty() && notified < MortalDaemon::notificationCount;
+        return !subscription.isEmpty() && (isFlooded || notified < MortalDaemon::notificationCount);
     }
 };
 
@@ -109,7 +111,7 @@ void Service::serve()
     }
     for (size_t i = 0; i < listeners.size(); ++i) {
         if (waiting[i].revents & POLLIN)
-            sessions.push_back({accept(listeners[i], nullptr, nullptr), "", "", "", 0});
+            sessions.push_back({accept(listeners[i], nullptr, nullptr), "", "", "", 0, false});
     }
 }
 
@@ -142,13 +144,16 @@ void Service::answer(Session &session, const QByteArray &frame)
     } else if (frame.contains("<subscribe>")) {
         session.toSend += reply(ref, "<edit><ok/></edit>");
         session.subscription = ref;
+        session.isFlooded = frame.contains("<path>/flood</path>");
     }
 }
 
 void Service::write(Session &session)
 {
-    if (session.isNotified())
-        session.toSend += notification(session.subscription, life, session.notified++);
+    const int enough = 65536; // bytes at a time
+    const QByteArray rest = session.isFlooded ? QByteArray(8000, 'x') : QByteArray();
+    while (session.isNotified() && session.toSend.size() < enough)
+        session.toSend += notification(session.subscription, life, session.notified++, rest);
     write(session.socket, session.toSend);
 }
 
@@ -217,6 +222,19 @@ void MortalDaemon::start(int lastByte)
     }));
     for (const int listener : listeners)
         ::close(listener);
+}
+
+void MortalDaemon::pause()
+{
+    ::kill(process->pid(), SIGSTOP);
+    siginfo_t state;
+    if (TEMP_FAILURE_RETRY(waitid(P_PID, id_t(process->pid()), &state, WSTOPPED)) != 0)
+        qFatal("the daemon does not stop");
+}
+
+void MortalDaemon::resume()
+{
+    ::kill(process->pid(), SIGCONT);
 }
 
 void MortalDaemon::kill()

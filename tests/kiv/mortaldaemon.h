@@ -14,7 +14,9 @@
  * transports. The connections of this process to the local daemon go to it while the object lives.
  *
  * It answers a get of the path "/large/N" with answerTo() of N characters, and a subscription with
- * an ok and then with the notifications 0 to notificationCount - 1 of changeNumber().
+ * an ok and then with the notifications 0 to notificationCount - 1 of changeNumber(). One to the
+ * path "/flood" is notified without end, with long data that begins with the number. Other frames
+ * are read and forgotten.
  */
 class MortalDaemon
 {
@@ -32,6 +34,9 @@ public:
      * @param lastByte it kills itself when it has written so many bytes, or never if negative
      */
     void start(int lastByte = -1);
+    /** Lets it stand still until resume(). */
+    void pause();
+    void resume();
     /** Kills it, if it has not done so itself, and waits for its end. */
     void kill();
 
