@@ -76,9 +76,9 @@ public:
      * Chooses where to write: shifts the numbers of the files that are there and starts file 0.
      * A missing directory is created. May be called again to go on elsewhere.
      *
-     * **Each call shifts the files, so a daemon checks its PID file first.** A second instance that
-     * opens the log before it finds out that it is one shifts the files of the running daemon, which
-     * goes on writing into a renamed one; after ten such starts the history is gone.
+     * **A daemon checks its PID file first.** A second instance that calls this shifts the files of the
+     * running one away, even if it ends at once; after ten of them the history is gone.
+     *
      * @param directory put in front of the base name as it is, so it ends in "/"; give an absolute
      * one
      * @param baseName what the names of the files start with; if it is empty nothing is written
