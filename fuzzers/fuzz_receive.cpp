@@ -2,6 +2,8 @@
 
 // Feeds the receive path of the daemon client with arbitrary bytes, and compares it with the plain
 // formulation. The first byte says in how large reads the rest arrives.
+//
+// Covers: src/kiv/frames.cpp src/kiv/dispatch.cpp
 
 #include "fuzzing.h"
 #include "kiv/frames.h"

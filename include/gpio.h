@@ -46,16 +46,16 @@ class QVCOMMON_EXPORT Gpio : public QObject
     Q_OBJECT
 public:
     /** The number of a line, which is also its number in the kernel: Gpio::Gpios(40). */
-    enum Gpios : int {};
+    enum Gpios QVCOMMON_INT_ENUM { QVCOMMON_INT_ENUM_END(GpiosEnd) };
 
     /** Who drives a line. */
-    enum GpioDirections : int {
+    enum GpioDirections QVCOMMON_INT_ENUM {
         DirectionOutput = 0, ///< the board drives the line
         DirectionInput = 1   ///< the line is read
     };
 
     /** The changes of an input that wake a waiting program. */
-    enum GpioEdges : int {
+    enum GpioEdges QVCOMMON_INT_ENUM {
         EdgeNone = 0,    ///< none
         EdgeRising = 1,  ///< from low to high
         EdgeFalling = 2, ///< from high to low
@@ -63,7 +63,7 @@ public:
     };
 
     /** The level of a line. */
-    enum GpioValue : int {
+    enum GpioValue QVCOMMON_INT_ENUM {
         ValueLow = 0, ///< low
         ValueHigh = 1 ///< high
     };

@@ -56,7 +56,7 @@ class QVCOMMON_EXPORT KivInterface : public QObject
     Q_OBJECT
 public:
     /** The daemon that a message goes to. */
-    enum KIVTARGET_ENUM : int {
+    enum KIVTARGET_ENUM QVCOMMON_INT_ENUM {
         KIVTARGET_LOCAL = 0, ///< the local daemon, over the Unix socket
         KIVTARGET_DOMAIN = 1 ///< the domain daemon, over TCP
     };

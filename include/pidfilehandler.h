@@ -66,8 +66,7 @@ public:
     int removePid();
 
 private:
-    PidFileHandler(const PidFileHandler &) = delete;
-    PidFileHandler &operator=(const PidFileHandler &) = delete;
+    Q_DISABLE_COPY(PidFileHandler)
 
     const char *pidFilePath;
 };

@@ -84,6 +84,7 @@ void tst_KivctlParts::escapesAndUnescapes_data()
                 {"&;", "&;"},
                 {"&nbsp;", "&nbsp;"},
                 {"&#;&#x;&#0;&#x110000;&#12a;", "&#;&#x;&#0;&#x110000;&#12a;"},
+                {"&#xd800;&#xdfff;&#xd7ff;", "&#xd800;&#xdfff;\xed\x9f\xbf"},
                 {"&amp", "&amp"},
                 {"& &amp;", "& &"}};
     for (const auto &row : rows)
@@ -103,6 +104,12 @@ void tst_KivctlParts::showsTextsOnOneLine()
     QCOMPARE(onOneLine(std::string("a\nb\r\t\f\\\033\0\x7f\xc3\xa9", 12)),
              std::string("a\\nb\\r\\t\\f\\\\\\x1b\\x00\\x7f\xc3\xa9"));
     QCOMPARE(harmless("a\n\tb\r\033"), std::string("a\n\tb\\x0d\\x1b"));
+    // Those that take two bytes in UTF-8, but not their neighbours.
+    const char others[] = "\xc2\x80 \xc2\x9b"
+                          "31m\xc2\x9f \xc2\xa0\xc3\x9b\xc2";
+    const std::string shown = "\\x80 \\x9b31m\\x9f \xc2\xa0\xc3\x9b\xc2";
+    QCOMPARE(onOneLine(others), shown);
+    QCOMPARE(harmless(others), shown);
 }
 
 void tst_KivctlParts::computesChecksums()
