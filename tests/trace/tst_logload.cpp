@@ -75,7 +75,7 @@ private:
     {
         for (int message = 0; !stopped; ++message) {
             Trace::log(8, 4, QLatin1String("Load"), function, QString::number(message));
-            usleep(100);
+            usleep(1000); // no more than an instrumented writer can take
         }
     }
 
