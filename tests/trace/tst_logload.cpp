@@ -26,6 +26,21 @@
 namespace
 {
 
+std::atomic<int> linesOnTheWay(0);
+
+} // namespace
+
+/** Counts the lines that the writer is done with. It lives in the same thread, and is told later. */
+class LineCounter : public QObject
+{
+    Q_OBJECT
+public Q_SLOTS:
+    void count() { --linesOnTheWay; }
+};
+
+namespace
+{
+
 /** Sends standard output nowhere while the object lives: the writer complains for each line. */
 class SilentOutput
 {
@@ -51,7 +66,48 @@ private:
     int saved;
 };
 
-/** Four threads that log while the object lives. */
+/** A Trace whose lines go to files in a folder. */
+struct Logging {
+    Logging(const QString &directory, bool direct)
+        : trace(nullptr)
+        , handler(nullptr, false)
+    {
+        linesOnTheWay = 0;
+        if (!handler.open(directory, app))
+            qFatal("cannot open the log");
+        const Qt::ConnectionType type = direct ? Qt::DirectConnection : Qt::QueuedConnection;
+        QObject::connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
+                         type);
+        QObject::connect(&trace, SIGNAL(LogMessage(QString)), &counter, SLOT(count()), type);
+        if (!direct) {
+            handler.moveToThread(&handler);
+            counter.moveToThread(&handler);
+        }
+        handler.start();
+    }
+
+    /** Waits until all lines so far have been dealt with. */
+    void catchUp()
+    {
+        const bool own = handler.thread() == &handler;
+        QMetaObject::invokeMethod(&handler, "onFlushTimeout",
+                                  own ? Qt::BlockingQueuedConnection : Qt::DirectConnection);
+    }
+
+    /** Logs one more line, the last one, and writes all there is. */
+    void finish()
+    {
+        Trace::log(8, 4, QLatin1String("Load"), QLatin1String("last"), QLatin1String("0"));
+        handler.quit();
+        handler.wait();
+    }
+
+    Trace trace;
+    LogHandler handler;
+    LineCounter counter;
+};
+
+/** Four threads that log while the object lives, a little ahead of the writer. */
 class Loggers
 {
 public:
@@ -74,49 +130,15 @@ private:
     void log(const QString &function)
     {
         for (int message = 0; !stopped; ++message) {
+            while (linesOnTheWay > 100)
+                usleep(100);
+            ++linesOnTheWay;
             Trace::log(8, 4, QLatin1String("Load"), function, QString::number(message));
-            usleep(1000); // no more than an instrumented writer can take
         }
     }
 
     std::atomic<bool> stopped;
     std::vector<std::thread> threads;
-};
-
-/** A Trace whose lines go to files in a folder. */
-struct Logging {
-    Logging(const QString &directory, bool direct)
-        : trace(nullptr)
-        , handler(nullptr, false)
-    {
-        if (!handler.open(directory, app))
-            qFatal("cannot open the log");
-        const Qt::ConnectionType type = direct ? Qt::DirectConnection : Qt::QueuedConnection;
-        QObject::connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
-                         type);
-        if (!direct)
-            handler.moveToThread(&handler);
-        handler.start();
-    }
-
-    /** Waits until all lines so far have been dealt with. */
-    void catchUp()
-    {
-        const bool own = handler.thread() == &handler;
-        QMetaObject::invokeMethod(&handler, "onFlushTimeout",
-                                  own ? Qt::BlockingQueuedConnection : Qt::DirectConnection);
-    }
-
-    /** Logs one more line, the last one, and writes all there is. */
-    void finish()
-    {
-        Trace::log(8, 4, QLatin1String("Load"), QLatin1String("last"), QLatin1String("0"));
-        handler.quit();
-        handler.wait();
-    }
-
-    Trace trace;
-    LogHandler handler;
 };
 
 /** What is wrong with the lines of some files, in order, or nothing. */
