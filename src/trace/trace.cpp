@@ -139,17 +139,21 @@ Trace::Trace(QObject *parent)
     store(instance, this);
 }
 
-// To sleep and to be woken costs as much as several lines to a file. So a thread yields for as long as
-// others may be in front of it, and sleeps only if one of them has the lock for long, as at a change of
-// files.
+// To sleep and to be woken costs as much as several lines to a file. So a thread first yields for a
+// while. A number of times would not do instead: beside other busy processes each may take
+// milliseconds.
 void Trace::lock()
 {
-    const int patience = 500;
-    for (int tries = 0; tries < patience; ++tries) {
+    if (traceMutex.tryLock())
+        return;
+    const qint64 patience = 500000; // ns
+    QElapsedTimer waiting;
+    waiting.start();
+    do {
+        sched_yield();
         if (traceMutex.tryLock())
             return;
-        sched_yield();
-    }
+    } while (waiting.nsecsElapsed() < patience);
     traceMutex.lock();
 }
 
