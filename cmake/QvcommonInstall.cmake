@@ -49,3 +49,10 @@ install(FILES ${PROJECT_BINARY_DIR}/qvcommon.pc DESTINATION ${qvcommon_pkgconfig
 # For applications that are built for the board.
 install(FILES ${CMAKE_CURRENT_LIST_DIR}/armel.cmake DESTINATION ${CMAKE_INSTALL_DATADIR}/qvcommon
     COMPONENT development)
+
+# The description of the interface, once scripts/make-docs has made it.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/doc/html DESTINATION ${CMAKE_INSTALL_DOCDIR}
+    COMPONENT documentation OPTIONAL)
+install(FILES ${PROJECT_SOURCE_DIR}/build/doc/qvcommon.qch
+              ${PROJECT_SOURCE_DIR}/build/doc/qvcommon.tag
+    DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation OPTIONAL)

@@ -81,6 +81,36 @@ public:
     /** Closes the line; direction, edge and level stay as they are. */
     virtual ~Gpio();
 
+    /** Drives an output; on an input nothing is written. */
+    void setGpioValue(GpioValue value);
+
+    /**
+     * Changes the direction. A line that becomes an output is low from its first moment on. Edge
+     * and descriptor stay as they are. Some kernels refuse to drive a line that has an edge set.
+     */
+    void setGpioDirection(GpioDirections direction);
+
+    /**
+     * Reads an input now.
+     * @return 0, 1, or 255 if that failed or the line is an output
+     */
+    int getGpioValue();
+
+    /**
+     * What getGpioValue() returned last; the line is read only if that is not known. Edges and
+     * setGpioValue() do not change it.
+     */
+    int getGpioValueCached();
+
+    /**
+     * The descriptor of the value file, for poll() and its like; -1 or -2 if the line is not open.
+     * It stays the object's: do not close it.
+     */
+    int getGpioFd();
+
+    /** @name For special use
+     *  @{ */
+
     /**
      * Chooses the folder of a line on one of the processor's banks. Done by the constructor.
      * @return false above line 159
@@ -99,33 +129,6 @@ public:
      */
     int openGpio();
 
-    /** Drives an output; on an input nothing is written. */
-    void setGpioValue(GpioValue value);
-
-    /**
-     * Changes the direction. A line that becomes an output is low from its first moment on. Edge
-     * and descriptor stay as they are. Some kernels refuse to drive a line that has an edge set.
-     */
-    void setGpioDirection(GpioDirections direction);
-
-    /**
-     * Reads an input now.
-     * @return 0, 1, or 255 if that failed or the line is an output
-     */
-    int getGpioValue();
-
-    /**
-     * @return what getGpioValue() returned last; the line is read only if that is not known.
-     *         Edges and setGpioValue() do not change it.
-     */
-    int getGpioValueCached();
-
-    /**
-     * @return the descriptor of the value file for poll() and its like; -1 or -2 if the line is
-     *         not open. It stays the object's: do not close it.
-     */
-    int getGpioFd();
-
     /** Where the processor's banks are, with a "/" at the end. Point it elsewhere for a test. */
     static const char *gpioImx28Path;
     /** Where the expanders are, with a "/" at the end. Point it elsewhere for a test. */
@@ -137,6 +140,7 @@ public:
     static char gpioImx28ChipAddresses[5][10];
     /** The folder of each expander below gpioI2c0Path. */
     static char gpioI2cChipAddresses[5][10];
+    /** @} */
 
 private:
     Q_DISABLE_COPY(Gpio)

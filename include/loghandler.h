@@ -24,7 +24,7 @@ class QTimer;
  * @code
  * Trace trace(nullptr);
  * LogHandler handler(nullptr, false);
- * handler.open("/var/log/pump/", "pump");
+ * handler.open("/var/log/pump/", "pump");     // in a daemon: after PidFileHandler::checkPid()
  * handler.moveToThread(&handler);             // slots run in the handler's own thread
  * QObject::connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
  *                  Qt::QueuedConnection);
@@ -89,12 +89,6 @@ public:
     bool open(const QString &directory, const QString &baseName);
 
     /**
-     * Flushes the file each second from now on; the timer belongs to the calling thread, whose
-     * event loop it needs. It is started once.
-     */
-    void startFlushTimer();
-
-    /**
      * Hands what is buffered to the system.
      * @return false without a file, or if it fails; true for a file that has been closed
      */
@@ -107,12 +101,26 @@ public:
      */
     void close(const QString &lastWords);
 
-    /** @return the name of file 0, or an empty text if no file has been opened */
+    /** The name of file 0, or an empty text if no file has been opened. */
     QString getCurrentLogFile();
+
+public Q_SLOTS:
+    /** Writes one line, in Latin-1; other characters are written as "?". */
+    void logMessage(const QString &msg);
+
+public:
+    /** @name For special use
+     *  @{ */
+
+    /**
+     * Flushes the file each second from now on; of use only where flushAfterEachLogMsg is false. The
+     * timer belongs to the calling thread, whose event loop it needs. It is started once.
+     */
+    void startFlushTimer();
 
     /**
      * Scrambles a character in place: letters and digits become the next one, "=", "/", "\" and
-     * "." become "?", "#", "&" and "@". For the application's own use.
+     * "." become "?", "#", "&" and the at sign. For the application's own use.
      */
     void obfusc(char &c);
 
@@ -125,7 +133,10 @@ public:
      */
     void rotate();
 
-    /** Starts a new file 0 that says that it continues another. @return whether it is open */
+    /**
+     * Starts a new file 0 that says that it continues another.
+     * @return whether it is open
+     */
     bool spawnNewLogFile();
 
     /** The handler constructed last, or null if that one is gone. */
@@ -134,10 +145,9 @@ public:
     static QString CLASSNAME;
 
 public Q_SLOTS:
-    /** Writes one line, in Latin-1; other characters are written as "?". */
-    void logMessage(const QString &msg);
     /** What the flush timer does: flush(), and a word on standard output. */
     void onFlushTimeout();
+    /** @} */
 
 private:
     Q_DISABLE_COPY(LogHandler)

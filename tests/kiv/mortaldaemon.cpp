@@ -54,8 +54,9 @@ struct Session {
     QByteArray subscription; ///< its reference, or nothing
     int notified;            ///< how many notifications it has got
     bool isFlooded;          ///< whether it gets notifications without end, and large ones
+    bool isNeverDone;        ///< whether its present answer has no end
 
-    bool hasWork() const { return !toSend.isEmpty() || isNotified(); }
+    bool hasWork() const { return !toSend.isEmpty() || isNotified() || isNeverDone; }
     bool isNotified() const
     {
         return !subscription.isEmpty() && (isFlooded || notified < MortalDaemon::notificationCount);
@@ -111,7 +112,8 @@ void Service::serve()
     }
     for (size_t i = 0; i < listeners.size(); ++i) {
         if (waiting[i].revents & POLLIN)
-            sessions.push_back({accept(listeners[i], nullptr, nullptr), "", "", "", 0, false});
+            sessions.push_back(
+                {accept(listeners[i], nullptr, nullptr), "", "", "", 0, false, false});
     }
 }
 
@@ -137,7 +139,10 @@ void Service::read(Session &session)
 void Service::answer(Session &session, const QByteArray &frame)
 {
     const QByteArray ref = between(frame, "<ref>", "</ref>");
-    if (frame.contains("<get>")) {
+    if (frame.contains("<path>/endless</path>")) {
+        session.toSend += "<reply><ref>" + ref + "</ref><out><get><data>";
+        session.isNeverDone = true;
+    } else if (frame.contains("<get>")) {
         const int characters = between(frame, "<path>/large/", "</path>").toInt();
         const QString data = MortalDaemon::answerTo(life, QString::fromLatin1(ref), characters);
         session.toSend += reply(ref, "<get><data>" + data.toLatin1() + "</data></get>");
@@ -151,6 +156,8 @@ void Service::answer(Session &session, const QByteArray &frame)
 void Service::write(Session &session)
 {
     const int enough = 65536; // bytes at a time
+    if (session.isNeverDone && session.toSend.size() < enough)
+        session.toSend += QByteArray(enough, 'x');
     const QByteArray rest = session.isFlooded ? QByteArray(8000, 'x') : QByteArray();
     while (session.isNotified() && session.toSend.size() < enough)
         session.toSend += notification(session.subscription, life, session.notified++, rest);
@@ -202,7 +209,7 @@ MortalDaemon::MortalDaemon()
 {
     if (tcpPort == 0)
         qFatal("no port for a daemon");
-    redirectKivd(folder.filePath(QLatin1String("kivd")));
+    redirectKivd(socketPath());
 }
 
 MortalDaemon::~MortalDaemon()
@@ -211,11 +218,15 @@ MortalDaemon::~MortalDaemon()
     ::close(portHolder);
 }
 
+QString MortalDaemon::socketPath() const
+{
+    return folder.filePath(QLatin1String("kivd"));
+}
+
 void MortalDaemon::start(int lastByte)
 {
     ++lives;
-    const std::vector<int> listeners = {listenAt(folder.filePath(QLatin1String("kivd"))),
-                                        listenOn(tcpPort)};
+    const std::vector<int> listeners = {listenAt(socketPath()), listenOn(tcpPort)};
     process.reset(new ChildProcess([&](ChildProcess &) {
         Service(listeners, lives, lastByte).run();
         return 0;

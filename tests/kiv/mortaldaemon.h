@@ -15,8 +15,8 @@
  *
  * It answers a get of the path "/large/N" with answerTo() of N characters, and a subscription with
  * an ok and then with the notifications 0 to notificationCount - 1 of changeNumber(). One to the
- * path "/flood" is notified without end, with long data that begins with the number. Other frames
- * are read and forgotten.
+ * path "/flood" is notified without end, with long data that begins with the number, and the answer
+ * to a get of the path "/endless" does not end. Other frames are read and forgotten.
  */
 class MortalDaemon
 {
@@ -24,6 +24,8 @@ public:
     MortalDaemon();
     ~MortalDaemon();
 
+    /** Where it listens for local clients. */
+    QString socketPath() const;
     /** The TCP port, which stays the same. */
     int port() const { return tcpPort; }
     /** How often it has been started. */

@@ -301,9 +301,18 @@ void TestTokenReader::textsCutAtEveryCharacter()
     }
 }
 
+/** Asked for a share of the random cases, a share of these too, and always the ends of blocks. */
+static bool isTried(uint code)
+{
+    static const uint step = uint((0x10000 + randomCases(0x10000) - 1) / randomCases(0x10000));
+    return code < 0x180 || code % 128 < 2 || code % 128 > 124 || code % step == 0;
+}
+
 void TestTokenReader::everyCharacter()
 {
     for (uint code = 0; code <= 0xffff; ++code) {
+        if (!isTried(code))
+            continue;
         const QChar character = QChar(ushort(code));
         for (const char *begin : {"<a>", "<a>&#13;", "<"}) {
             const QString text = latin1(begin) + character + latin1("</a>");

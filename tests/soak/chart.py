@@ -18,6 +18,8 @@ def draw(samples, restarts, name):
     minutes = [sample.time / 60 for sample in samples]
     figure, panels = pyplot.subplots(len(PANELS), sharex=True, figsize=(8, 5))
     for panel, (title, application, daemon, unit) in zip(panels, PANELS):
+        highest = max(max(getattr(sample, application), getattr(sample, daemon))
+                      for sample in samples) / unit
         for field, label, style in ((application, "application", "-"), (daemon, "stand-in", "--")):
             panel.plot(minutes, [getattr(sample, field) / unit for sample in samples], style,
                        label=label, linewidth=1)
@@ -26,7 +28,7 @@ def draw(samples, restarts, name):
                 panel.axvline(when / 60, color=colour, linewidth=0.5, linestyle=":",
                               label=None if index else f"stand-in {how}")
         panel.set_ylabel(title)
-        panel.set_ylim(bottom=0)
+        panel.set_ylim(0, 1.1 * highest)
         panel.grid(axis="y", color="#dddddd", linewidth=0.5)
     panels[0].legend(loc="lower center", ncol=4, fontsize=8, bbox_to_anchor=(0.5, 1.0))
     panels[-1].set_xlabel("minutes")

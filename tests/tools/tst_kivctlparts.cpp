@@ -49,6 +49,7 @@ class tst_KivctlParts : public QObject
 private Q_SLOTS:
     void escapesAndUnescapes_data();
     void escapesAndUnescapes();
+    void keepsCarriageReturns();
     void showsTextsOnOneLine();
     void computesChecksums();
     void cutsFramesAnywhere();
@@ -97,6 +98,12 @@ void tst_KivctlParts::escapesAndUnescapes()
     QFETCH(QByteArray, plain);
     QCOMPARE(bytes(unescaped(text(markup))), plain);
     QCOMPARE(bytes(unescaped(escaped(text(plain)))), plain);
+}
+
+/** Readers of XML take "\r" and "\r\n" for "\n". */
+void tst_KivctlParts::keepsCarriageReturns()
+{
+    QCOMPARE(escaped("a\r\n<b>"), std::string("a&#13;\n&lt;b&gt;"));
 }
 
 void tst_KivctlParts::showsTextsOnOneLine()

@@ -216,6 +216,9 @@ void tst_KivSim::understandsFrames_data()
         answer);
     row("reference with markup in it", getRequest("&lt;&amp;&gt;", "/state/blank"),
         getAnswer("&lt;&amp;&gt;", "/state/blank", "<blank> </blank>"));
+    // As it stands readers would take it for the end of a line.
+    row("carriage return", getRequest("a&#13;b", "/state/blank"),
+        getAnswer("a&#13;b", "/state/blank", "<blank> </blank>"));
     row("empty reference", getRequest("", "/state/blank"),
         getAnswer("", "/state/blank", "<blank> </blank>"));
     row("longest reference", getRequest(QByteArray(4096, 'x'), "/state/blank"),

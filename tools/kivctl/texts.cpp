@@ -126,6 +126,8 @@ std::string escaped(const std::string &text)
             result += "&lt;";
         else if (c == '>')
             result += "&gt;";
+        else if (c == '\r') // which readers would take for the end of a line
+            result += "&#13;";
         else
             result += c;
     }

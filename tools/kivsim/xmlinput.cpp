@@ -135,12 +135,25 @@ public:
     }
 };
 
+/** Readers take a carriage return for the end of a line, unless it is written like this. */
+const char carriageReturn[] = "&#13;";
+
 class StringWriter : public pugi::xml_writer
 {
 public:
     void write(const void *data, size_t size) override
     {
-        text.append(static_cast<const char *>(data), size);
+        const char *from = static_cast<const char *>(data);
+        const char *const end = from + size;
+        while (from != end) {
+            const char *const found = std::find(from, end, '\r');
+            text.append(from, found);
+            from = found;
+            if (from != end) {
+                text += carriageReturn;
+                ++from;
+            }
+        }
     }
     std::string text;
 };
@@ -149,7 +162,12 @@ public:
 class SizeWriter : public pugi::xml_writer
 {
 public:
-    void write(const void *, size_t size) override { bytes += size; }
+    void write(const void *data, size_t size) override
+    {
+        const char *const from = static_cast<const char *>(data);
+        const auto returns = size_t(std::count(from, from + size, '\r'));
+        bytes += size + returns * (sizeof carriageReturn - 2);
+    }
     size_t bytes = 0;
 };
 
@@ -181,6 +199,9 @@ std::string escaped(const std::string &text)
             break;
         case '>':
             result += "&gt;";
+            break;
+        case '\r':
+            result += carriageReturn;
             break;
         default:
             result += c;
@@ -224,6 +245,13 @@ std::string markup(const pugi::xml_node &node)
 {
     StringWriter writer;
     print(node, writer);
+    return writer.text;
+}
+
+std::string indentedMarkup(const pugi::xml_document &document)
+{
+    StringWriter writer;
+    document.save(writer, "  ", pugi::format_default, pugi::encoding_utf8);
     return writer.text;
 }
 
