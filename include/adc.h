@@ -2,6 +2,9 @@
 #ifndef QVCOMMON_ADC_H
 #define QVCOMMON_ADC_H
 
+/** @file
+ *  @brief The class Adc. */
+
 #include "qvcommonexport.h"
 
 #include <QtCore/QObject>

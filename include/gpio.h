@@ -2,6 +2,9 @@
 #ifndef QVCOMMON_GPIO_H
 #define QVCOMMON_GPIO_H
 
+/** @file
+ *  @brief The class Gpio, and its enumerations without the class in front. */
+
 #include "qvcommonexport.h"
 
 #include <QtCore/QObject>
@@ -155,10 +158,10 @@ private:
 
 /** @name The enumerations of Gpio, for code that names them without the class
  *  @{ */
-typedef Gpio::Gpios Gpios;
-typedef Gpio::GpioDirections GpioDirections;
-typedef Gpio::GpioEdges GpioEdges;
-typedef Gpio::GpioValue GpioValue;
+typedef Gpio::Gpios Gpios;                   ///< The number of a line.
+typedef Gpio::GpioDirections GpioDirections; ///< Who drives a line.
+typedef Gpio::GpioEdges GpioEdges;           ///< What wakes a waiting program.
+typedef Gpio::GpioValue GpioValue;           ///< The level of a line.
 /** @} */
 
 #endif

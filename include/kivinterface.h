@@ -2,6 +2,9 @@
 #ifndef QVCOMMON_KIVINTERFACE_H
 #define QVCOMMON_KIVINTERFACE_H
 
+/** @file
+ *  @brief The class KivInterface; brings QXmlStreamReader along for its special uses. */
+
 #include "qvcommonexport.h"
 
 #include <QtCore/QObject>

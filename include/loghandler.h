@@ -2,6 +2,9 @@
 #ifndef QVCOMMON_LOGHANDLER_H
 #define QVCOMMON_LOGHANDLER_H
 
+/** @file
+ *  @brief The class LogHandler. */
+
 #include "qvcommonexport.h"
 
 #include <QtCore/QString>

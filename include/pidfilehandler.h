@@ -2,6 +2,9 @@
 #ifndef QVCOMMON_PIDFILEHANDLER_H
 #define QVCOMMON_PIDFILEHANDLER_H
 
+/** @file
+ *  @brief The class PidFileHandler. */
+
 #include "qvcommonexport.h"
 
 /**

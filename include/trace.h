@@ -2,6 +2,9 @@
 #ifndef QVCOMMON_TRACE_H
 #define QVCOMMON_TRACE_H
 
+/** @file
+ *  @brief The class Trace, updateTimestamp() and flushAfterEachLogMsg. */
+
 #include "qvcommonexport.h"
 
 #include <QtCore/QList>
