@@ -24,6 +24,8 @@ static QString escaped(const QString &text)
     QString result;
     const auto characters = text.toUcs4();
     for (const auto character : characters) {
+        if (character == 0) // XML has no such character, and Qt 4.8 appends some
+            continue;
         if (character < 0x80 && !std::strchr("<>&", int(character)))
             result += QChar(uint(character));
         else

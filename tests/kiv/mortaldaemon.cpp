@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstring>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -228,6 +229,7 @@ void MortalDaemon::start(int lastByte)
     ++lives;
     const std::vector<int> listeners = {listenAt(socketPath()), listenOn(tcpPort)};
     process.reset(new ChildProcess([&](ChildProcess &) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that is ended from outside leaves nobody behind
         Service(listeners, lives, lastByte).run();
         return 0;
     }));

@@ -546,6 +546,9 @@ void tst_KivSim::edits_data()
     add("delete all entries", "delete", entries, "", interfaces, "<interfaces/>");
     add("delete in all entries", "delete", entries + "/mtu", "", entries + "[name='eth1']",
         "<interface><name>eth1</name></interface>");
+    add("layout in references", "replace", "/config/system/clock",
+        "<clock>&#9;<source>gps</source>&#x20;</clock>", "/config/system/clock",
+        "<clock><source>gps</source></clock>");
     add("delete ignores data", "delete", "/config/system/dns", "<interface/>text", "/config/system",
         "<system><hostname>gateway</hostname><note>Pump &amp; valve</note><clock>"
         "<source>ntp</source><drift>50</drift></clock></system>");

@@ -116,7 +116,24 @@ void checkTopLevel(const pugi::xml_document &document)
                                      : "no element in the message");
 }
 
-/** Visits every node: checks names and depth, drops attributes. */
+bool isBlank(const pugi::xml_node &node)
+{
+    return node.type() == pugi::node_pcdata && !node.value()[std::strspn(node.value(), " \t\r\n")];
+}
+
+/** Removes layout that was written in references, as the parser does with any other. */
+void removeLayout(pugi::xml_node element)
+{
+    pugi::xml_node child = element.first_child();
+    while (child) {
+        const pugi::xml_node next = child.next_sibling();
+        if (isBlank(child) && (next || child.previous_sibling()))
+            element.remove_child(child);
+        child = next;
+    }
+}
+
+/** Visits every node: checks names and depth, drops attributes and layout. */
 class Cleaner : public pugi::xml_tree_walker
 {
 public:
@@ -131,6 +148,7 @@ public:
             throw protocolError("element name not supported");
         while (pugi::xml_attribute attribute = node.first_attribute())
             node.remove_attribute(attribute);
+        removeLayout(node);
         return true;
     }
 };
