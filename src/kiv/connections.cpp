@@ -8,9 +8,6 @@
 
 #include <QtNetwork/QTcpSocket>
 
-#include <sys/socket.h>
-#include <unistd.h>
-
 using namespace qvcommon;
 
 // Some of the texts below have a "%d" or "%s" in them that nothing ever fills. They are logged just
@@ -84,21 +81,6 @@ void writeAtOnce(Socket &socket, const QString &text)
         return;
     socket.write(text.toLocal8Bit().constData());
     socket.flush();
-}
-
-/**
- * Drops what a lost connection has left unsent. Qt 4 keeps it, and would send it ahead of the next
- * greeting. It forgets it when a connected socket is aborted, so this one is connected to nobody for
- * a moment.
- */
-void dropUnsent(QLocalSocket &socket)
-{
-    int ends[2];
-    if (socket.bytesToWrite() == 0 || socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
-        return;
-    socket.setSocketDescriptor(ends[0]);
-    socket.abort();
-    close(ends[1]);
 }
 
 /**
