@@ -32,6 +32,10 @@ void appendCleaned(QString &buffer, const QString &text, Separators &separators)
     const QChar *const end = text.constData() + text.size();
     for (const QChar *from = text.constData(); from != end;) {
         const QChar character = *from++;
+        if (character.unicode() > formFeed) { // nearly all, and not worth more than one question
+            *out++ = character;
+            continue;
+        }
         switch (character.unicode()) {
         case tabulator:
         case lineFeed:

@@ -282,14 +282,14 @@ bool TokenReader::scanStartTag()
 /** Scans an end tag, which begins here with "</". */
 inline bool TokenReader::scanEndTag()
 {
-    const XmlText name = open[--depth];
+    const XmlText opened = open[--depth];
     const QChar *at = next + 2;
-    for (const QChar character : name) {
+    for (const QChar character : opened) {
         if (*at != character)
             return false;
         ++at;
     }
-    tagName = name;
+    tagName = opened;
     at = skipSpace(at);
     if (depth == 0)
         place = BehindRoot;
