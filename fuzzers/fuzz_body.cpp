@@ -3,8 +3,8 @@
 // A body, the whole input, is handled by the client and by the plain formulation. So is it by one
 // of the handlers that work on the caller's reader, which the body itself chooses.
 //
-// Covers: src/kiv/dispatch.cpp src/kiv/replies.cpp src/kiv/notifications.cpp src/kiv/markup.cpp
-// Covers: src/kiv/children.cpp src/kiv/tokenreader.cpp src/kiv/entities.cpp src/kiv/signalemitter.cpp
+// Covers: src/kiv/replies.cpp src/kiv/notifications.cpp src/kiv/markup.cpp src/kiv/children.cpp
+// Covers: src/kiv/tokenreader.cpp src/kiv/entities.cpp src/kiv/signalemitter.cpp
 
 #include "differential.h"
 #include "fuzzing.h"
