@@ -6,6 +6,7 @@
 #include "kiv/kivlog.h"
 #include "qtcompat/sockets.h"
 
+#include <QtCore/QPointer>
 #include <QtNetwork/QTcpSocket>
 
 using namespace qvcommon;
@@ -128,19 +129,23 @@ void KivInterface::createDomainKivSocket()
 void KivInterface::timerEvent(QTimerEvent *event)
 {
     Q_UNUSED(event)
+    const QPointer<KivInterface> self(this); // a slot on the connection may delete it
     connectToLocalKivSocketSlot();
-    connectToDomainKivSocketSlot();
+    if (self)
+        connectToDomainKivSocketSlot();
 }
 
 void KivInterface::connectToLocalKivSocketSlot()
 {
     if (!localKivSocket || isConnectingOrConnected(localKivSocket->state()))
         return;
-    localKivSocket->abort();
-    dropUnsent(*localKivSocket);
-    localKivSocket->connectToServer(QLatin1String("/tmp/kivd"), QIODevice::ReadWrite);
-    if (localKivSocket->state() == QLocalSocket::ConnectingState)
-        giveUp(*localKivSocket);
+    QLocalSocket &socket =
+        *localKivSocket; // this object may be deleted in a slot on the connection
+    socket.abort();
+    dropUnsent(socket);
+    socket.connectToServer(QLatin1String("/tmp/kivd"), QIODevice::ReadWrite);
+    if (socket.state() == QLocalSocket::ConnectingState)
+        giveUp(socket);
     if (enableDebugPrint)
         DebugLine() << "Restart connection to local kivd (unix socket)";
 }
@@ -196,8 +201,10 @@ void KivInterface::connectedToLocalKivSlot()
     kivSource.log(DebugLevel, "connectedToLocalKivSlot",
                   withNumber("socket->state: %1", stateOf(localKivSocket)));
     discardReceived(rcvLocalFrameBuffer);
+    const QPointer<KivInterface> self(this); // a slot on an error may delete it
     setXmlFormat(KIVTARGET_LOCAL);
-    Q_EMIT kivLocalUnixSocketConnectedSignal();
+    if (self)
+        Q_EMIT kivLocalUnixSocketConnectedSignal();
 }
 
 void KivInterface::connectedToDomainKivSlot()
@@ -208,8 +215,10 @@ void KivInterface::connectedToDomainKivSlot()
         kivSource.log(DebugLevel, "connectedToDomainKivSlot", "socket->state: %d");
     }
     discardReceived(rcvDomainFrameBuffer);
+    const QPointer<KivInterface> self(this); // a slot on an error may delete it
     setXmlFormat(KIVTARGET_DOMAIN);
-    Q_EMIT kivDomainTcpSocketConnectedSignal();
+    if (self)
+        Q_EMIT kivDomainTcpSocketConnectedSignal();
 }
 
 void KivInterface::setXmlFormat(KIVTARGET_ENUM target)

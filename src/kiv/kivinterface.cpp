@@ -44,6 +44,18 @@ KivInterface::KivInterface(QObject *parent)
     startTimerEvents(this, reconnectPeriod);
 }
 
+/**
+ * Leaves a socket to the event loop: Qt is still working with it, as the object is being deleted in a
+ * slot on one of its signals.
+ */
+static void deleteBehindItsSlots(QObject *socket)
+{
+    if (!socket)
+        return;
+    socket->setParent(nullptr);
+    socket->deleteLater();
+}
+
 KivInterface::~KivInterface()
 {
     kivSource.log(InfoLevel, "~KivInterface", "Deleting KivInterface");
@@ -54,6 +66,10 @@ KivInterface::~KivInterface()
     if (domainKivSocket) {
         domainKivSocket->abort();
         domainKivSocket->close();
+    }
+    if (sender()) {
+        deleteBehindItsSlots(localKivSocket);
+        deleteBehindItsSlots(domainKivSocket);
     }
     instance = nullptr;
 }

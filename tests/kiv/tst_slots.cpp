@@ -7,6 +7,7 @@
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QEventLoop>
+#include <QtCore/QPointer>
 #include <QtCore/QTimer>
 #include <QtCore/QTimerEvent>
 #include <QtNetwork/QLocalSocket>
@@ -23,10 +24,11 @@ class Meddler : public QObject
 {
     Q_OBJECT
 public:
-    Meddler(KivInterface *kiv, const std::function<void()> &action)
+    Meddler(KivInterface *kiv, const std::function<void()> &action,
+            const char *signal = SIGNAL(kivGetSignal(QString, QString)))
         : action(action)
     {
-        connect(kiv, SIGNAL(kivGetSignal(QString, QString)), SLOT(meddle()));
+        connect(kiv, signal, SLOT(meddle()));
     }
 
 private Q_SLOTS:
@@ -70,6 +72,10 @@ private Q_SLOTS:
     void mayConnectAgainInsideAnEventLoop_data();
     void mayConnectAgainInsideAnEventLoop();
     void mayBeDeletedInASlot();
+    void mayBeDeletedAtOnceInASlot_data();
+    void mayBeDeletedAtOnceInASlot();
+    void mayBeDeletedAsSoonAsItIsConnected_data() { transports(); }
+    void mayBeDeletedAsSoonAsItIsConnected();
     void mayBeDeletedLaterInASlot_data();
     void mayBeDeletedLaterInASlot();
     void mayDeleteAClientFedByHand_data();
@@ -297,6 +303,73 @@ void TestSlots::mayBeDeletedInASlot()
     fixture.kiv->handleKivMsgBody(body);
     QCOMPARE(fixture.take(),
              QStringList() << got("1", "a") << traced("~KivInterface", "Deleting KivInterface"));
+}
+
+namespace
+{
+
+/** Something that happens on a connection, and is told of in slots. */
+enum Occasion { Answer, Loss, LossFoundByWriting };
+
+} // namespace
+
+void TestSlots::mayBeDeletedAtOnceInASlot_data()
+{
+    QTest::addColumn<bool>("local");
+    QTest::addColumn<int>("occasion");
+    QTest::newRow("local, answer") << true << int(Answer);
+    QTest::newRow("local, loss") << true << int(Loss);
+    QTest::newRow("local, loss found by writing") << true << int(LossFoundByWriting);
+    QTest::newRow("domain, answer") << false << int(Answer);
+    QTest::newRow("domain, loss") << false << int(Loss);
+}
+
+/** Nothing more is told, and the sockets go when Qt is done with them. */
+void TestSlots::mayBeDeletedAtOnceInASlot()
+{
+    QFETCH(bool, local);
+    QFETCH(int, occasion);
+    Wire wire(local);
+    QVERIFY(wire.connected);
+    KivInterface::debugPrintDisable();
+    const QPointer<QObject> localSocket(wire.socket<QLocalSocket>());
+    const QPointer<QObject> domainSocket(wire.socket<QTcpSocket>());
+    const char *const lost = local ? SIGNAL(kivLocalUnixSocketDisConnectedSignal())
+                                   : SIGNAL(kivDomainTcpSocketDisConnectedSignal());
+    Meddler meddler(
+        wire.fixture.kiv.get(), [&]() { delete wire.fixture.kiv.release(); },
+        occasion == Answer ? SIGNAL(kivGetSignal(QString, QString)) : lost);
+    if (occasion == Answer)
+        wire.daemon.send(getReply("1", "a") + getReply("2", "b") + "unfinished");
+    else
+        wire.daemon.cut();
+    if (occasion == LossFoundByWriting)
+        QVERIFY(KivInterface::requestDataGet(latin1("r"), latin1("/")));
+    QVERIFY(spinUntil([&]() { return !KivInterface::instance; }));
+    QVERIFY(waitFor([&]() { return !localSocket && !domainSocket; }));
+    const QStringList said = wire.fixture.take();
+    QCOMPARE(said.count(got("2", "b")), 0);
+    QCOMPARE(said.last(), traced("~KivInterface", "Deleting KivInterface"));
+    wire.fixture.restart();
+    QVERIFY(wire.fixture.connectTo(wire.daemon));
+}
+
+void TestSlots::mayBeDeletedAsSoonAsItIsConnected()
+{
+    QFETCH(bool, local);
+    ScriptedDaemon daemon(local ? ScriptedDaemon::Local : ScriptedDaemon::Tcp);
+    KivFixture fixture;
+    Meddler meddler(
+        fixture.kiv.get(), [&]() { delete fixture.kiv.release(); },
+        local ? SIGNAL(kivLocalUnixSocketConnectedSignal())
+              : SIGNAL(kivDomainTcpSocketConnectedSignal()));
+    KivInterface::updateDomainServerIpAddress(latin1("127.0.0.1"), daemon.port());
+    KivInterface::domainServerActivateTcpConnection(!local);
+    QTimerEvent event(0);
+    QCoreApplication::sendEvent(fixture.kiv.get(), &event);
+    QVERIFY(spinUntil([&]() { return !KivInterface::instance; }));
+    QVERIFY(settle());
+    QCOMPARE(fixture.take().last(), traced("~KivInterface", "Deleting KivInterface"));
 }
 
 void TestSlots::mayBeDeletedLaterInASlot_data()
