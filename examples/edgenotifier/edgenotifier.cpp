@@ -2,6 +2,10 @@
 
 // Waits for edges of one input in Qt's event loop and prints each new level.
 // The line must be exported: echo 40 > /sys/class/gpio/export
+//
+//     edgenotifier 40
+//
+// Exit status: 1 the line cannot be opened or read any more, 2 wrong usage.
 
 #include "gpio.h"
 #include "trace.h"
@@ -11,6 +15,7 @@
 #include <QtCore/QSocketNotifier>
 
 #include <cstdio>
+#include <cstring>
 
 // [notify]
 class LevelPrinter : public QObject
@@ -52,9 +57,10 @@ int main(int argc, char *argv[])
     QCoreApplication application(argc, argv);
     bool isNumber = false;
     const int line = argc == 2 ? QByteArray(argv[1]).toInt(&isNumber) : 0;
-    if (!isNumber) {
-        std::fprintf(stderr, "usage: edgenotifier LINE\n");
-        return 2;
+    const bool help = argc == 2 && !std::strcmp(argv[1], "--help");
+    if (help || !isNumber) {
+        std::fputs("usage: edgenotifier LINE\n", help ? stdout : stderr);
+        return help ? 0 : 2;
     }
     Trace trace(nullptr);
     trace.toggleConsolePrint();

@@ -2,6 +2,10 @@
 
 // Logs to files in the directory given on the command line, enough for the files to change once.
 // The smallest program that sets logging up and shuts it down in the right order.
+//
+//     logging /tmp/log                   then: qvlog /tmp/log/pump
+//
+// Exit status: 0 all is written, 1 there is no file, 2 wrong usage.
 
 #include "loghandler.h"
 #include "trace.h"
@@ -11,6 +15,7 @@
 #include <QtCore/QTimer>
 
 #include <cstdio>
+#include <cstring>
 
 class Pump : public QObject
 {
@@ -29,16 +34,16 @@ public Q_SLOTS:
 int main(int argc, char *argv[])
 {
     QCoreApplication application(argc, argv);
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: %s DIRECTORY\n", argv[0]);
-        return 2;
+    const bool help = argc == 2 && !std::strcmp(argv[1], "--help");
+    if (help || argc != 2) {
+        std::fputs("usage: logging DIRECTORY\n", help ? stdout : stderr);
+        return help ? 0 : 2;
     }
 
     Trace trace(nullptr);
     LogHandler handler(nullptr, false);
     if (!handler.open(application.arguments().at(1) + "/", "pump"))
         return 1;
-    handler.startFlushTimer();
     handler.moveToThread(&handler);
     QObject::connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
                      Qt::QueuedConnection);

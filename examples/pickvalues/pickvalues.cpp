@@ -2,7 +2,9 @@
 
 // Asks the local daemon for its network interfaces and prints the values of one of them.
 //
-//     pickvalues NAME
+//     pickvalues eth0
+//
+// Exit status: 0 done, 1 the daemon has refused, 2 wrong usage.
 
 #include "kivinterface.h"
 #include "trace.h"
@@ -10,6 +12,7 @@
 #include <QtCore/QCoreApplication>
 
 #include <cstdio>
+#include <cstring>
 
 // [values]
 // The value at a path below /config/interfaces in the data of a reply, or "-".
@@ -72,9 +75,10 @@ private:
 int main(int argc, char *argv[])
 {
     QCoreApplication application(argc, argv);
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: pickvalues NAME\n");
-        return 2;
+    const bool help = argc == 2 && !std::strcmp(argv[1], "--help");
+    if (help || argc != 2) {
+        std::fputs("usage: pickvalues NAME\n", help ? stdout : stderr);
+        return help ? 0 : 2;
     }
     Trace trace(nullptr);
     KivInterface kiv(nullptr);

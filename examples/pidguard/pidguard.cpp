@@ -16,6 +16,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -44,9 +45,10 @@ static int endingSignals()
 
 int main(int argc, char *argv[])
 {
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: pidguard FILE\n");
-        return 2;
+    const bool help = argc == 2 && !std::strcmp(argv[1], "--help");
+    if (help || argc != 2) {
+        std::fputs("usage: pidguard FILE\n", help ? stdout : stderr);
+        return help ? 0 : 2;
     }
     // [main]
     const int ending = endingSignals(); // before there are threads, which take the mask over

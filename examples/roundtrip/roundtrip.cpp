@@ -5,6 +5,9 @@
 // includes a restart of the daemons by somebody else.
 //
 //     roundtrip PORT
+//
+// Exit status: 0 all was said, 1 something else was answered or nothing within 50 seconds, 2 wrong
+// usage.
 
 #include "conversation.h"
 #include "trace.h"
@@ -13,6 +16,7 @@
 #include <QtCore/QTimer>
 
 #include <cstdio>
+#include <cstring>
 
 class TracePrinter : public QObject
 {
@@ -71,9 +75,10 @@ int main(int argc, char *argv[])
 {
     QCoreApplication qtApplication(argc, argv);
     const int port = argc == 2 ? QString(argv[1]).toInt() : 0;
-    if (port < 1 || port > 65535) {
-        std::fprintf(stderr, "usage: roundtrip PORT\n");
-        return 2;
+    const bool help = argc == 2 && !std::strcmp(argv[1], "--help");
+    if (help || port < 1 || port > 65535) {
+        std::fputs("usage: roundtrip PORT\n", help ? stdout : stderr);
+        return help ? 0 : 2;
     }
 
     Trace trace(nullptr);

@@ -2,6 +2,10 @@
 
 // Drives one output, which keeps its level when the program has ended.
 // The line must be exported: echo 41 > /sys/class/gpio/export
+//
+//     setline 41 1
+//
+// Exit status: 0 done, 1 the line cannot be opened, 2 wrong usage.
 
 #include "gpio.h"
 #include "trace.h"
@@ -9,15 +13,17 @@
 #include <QtCore/QByteArray>
 
 #include <cstdio>
+#include <cstring>
 
 int main(int argc, char *argv[])
 {
     const QByteArray level = argc == 3 ? argv[2] : "";
     bool isNumber = false;
     const int line = argc == 3 ? QByteArray(argv[1]).toInt(&isNumber) : 0;
-    if (!isNumber || (level != "0" && level != "1")) {
-        std::fprintf(stderr, "usage: setline LINE 0|1\n");
-        return 2;
+    const bool help = argc == 2 && !std::strcmp(argv[1], "--help");
+    if (help || !isNumber || (level != "0" && level != "1")) {
+        std::fputs("usage: setline LINE 0|1\n", help ? stdout : stderr);
+        return help ? 0 : 2;
     }
     Trace trace(nullptr);
     trace.toggleConsolePrint();

@@ -44,8 +44,8 @@ private Q_SLOTS:
 
     void waitForEdges_data();
     void waitForEdges();
-    void readsensor_data();
-    void readsensor();
+    void adcpoll_data();
+    void adcpoll();
 };
 
 void TestKernelExamples::initTestCase()
@@ -78,7 +78,7 @@ void TestKernelExamples::waitForEdges()
     QCOMPARE(example.wait(), 1);
 }
 
-void TestKernelExamples::readsensor_data()
+void TestKernelExamples::adcpoll_data()
 {
     QTest::addColumn<QString>("arguments");
     QTest::addColumn<QByteArray>("opened");
@@ -92,14 +92,14 @@ void TestKernelExamples::readsensor_data()
                            << QByteArray("raw 1234, scaled 2468");
 }
 
-void TestKernelExamples::readsensor()
+void TestKernelExamples::adcpoll()
 {
     QFETCH(QString, arguments);
     QFETCH(QByteArray, opened);
     QFETCH(QByteArray, reading);
     I2cChip(0x48).setWord(0xdc, 1000);
     I2cChip(0x22).setWord(0xa0, 1234);
-    Program example(READSENSOR_PROGRAM, arguments.split(QLatin1Char(' ')));
+    Program example(ADCPOLL_PROGRAM, arguments.split(QLatin1Char(' ')));
     QCOMPARE(example.readLine(), QByteArray("Adc Adc Creating Object "));
     QCOMPARE(example.readLine(), opened);
     QCOMPARE(example.readLine(), reading);

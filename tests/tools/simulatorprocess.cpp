@@ -1,19 +1,11 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "simulatorprocess.h"
 
-#include "emulator.h"
 #include "waiting.h"
 
 #include <QtCore/QFile>
-#include <QtCore/QList>
-#include <QtCore/QVector>
 
-#include <cerrno>
 #include <csignal>
-#include <fcntl.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 const char documentContent[] =
     "<config><system><hostname>gateway</hostname><note>Pump &amp; valve</note><clock>"
@@ -58,24 +50,13 @@ const char document[] = R"(<?xml version="1.0" encoding="UTF-8"?>
 </device>
 )";
 
-int openOutput(const QString &name)
-{
-    const QByteArray path = QFile::encodeName(name);
-    return ::open(path.constData(), O_CREAT | O_TRUNC | O_WRONLY | O_APPEND | O_CLOEXEC, 0600);
-}
-
 } // namespace
 
 SimulatorProcess::SimulatorProcess()
-    : process(-1)
+    : process(KIVSIM_PROGRAM)
     , tcpPort(0)
 {
     setDocument(document);
-}
-
-SimulatorProcess::~SimulatorProcess()
-{
-    kill();
 }
 
 void SimulatorProcess::setDocument(const QByteArray &xml)
@@ -88,8 +69,8 @@ bool SimulatorProcess::start(const QStringList &options)
     QStringList arguments;
     if (!options.contains(QLatin1String("--no-socket")))
         arguments << QLatin1String("--socket") << socketPath();
-    run(arguments << QLatin1String("--port") << QString::number(tcpPort) << QLatin1String("--data")
-                  << filePath("document.xml") << options);
+    process.start(arguments << QLatin1String("--port") << QString::number(tcpPort)
+                            << QLatin1String("--data") << filePath("document.xml") << options);
     if (!waitForReady(1))
         return false;
     const QByteArray line = output();
@@ -97,84 +78,16 @@ bool SimulatorProcess::start(const QStringList &options)
     return tcpPort != 0;
 }
 
-void SimulatorProcess::run(const QStringList &arguments)
-{
-    kill();
-    ending.clear();
-    QList<QByteArray> texts = commandFor(KIVSIM_PROGRAM);
-    for (const QString &argument : arguments)
-        texts << QFile::encodeName(argument);
-    QVector<char *> pointers;
-    for (QByteArray &text : texts)
-        pointers << text.data();
-    pointers << nullptr;
-    const int output = openOutput(filePath("output"));
-    const int errors = openOutput(filePath("errors"));
-    process = ::fork();
-    if (process == 0) {
-        // A test that crashes must not leave it behind.
-        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-        ::dup2(output, STDOUT_FILENO);
-        ::dup2(errors, STDERR_FILENO);
-        ::execv(pointers.first(), pointers.data());
-        ::_exit(127);
-    }
-    ::close(output);
-    ::close(errors);
-}
-
 bool SimulatorProcess::waitForReady(int times)
 {
-    waitFor([&]() { return reap() || output().count('\n') >= times; });
+    waitFor([&]() { return process.hasEnded() || output().count('\n') >= times; });
     return output().count('\n') >= times;
-}
-
-void SimulatorProcess::send(int signal)
-{
-    if (!reap())
-        ::kill(process, signal);
-}
-
-/** @return whether it has ended */
-bool SimulatorProcess::reap()
-{
-    if (process < 0)
-        return true;
-    int status = 0;
-    const pid_t result = ::waitpid(process, &status, WNOHANG);
-    if (result == 0 || (result < 0 && errno == EINTR))
-        return false;
-    process = -1;
-    ending = WIFEXITED(status) ? "exit " + QByteArray::number(WEXITSTATUS(status))
-                               : "signal " + QByteArray::number(WTERMSIG(status));
-    return true;
-}
-
-QByteArray SimulatorProcess::end()
-{
-    return waitFor([&]() { return reap(); }) ? ending : QByteArray("still running");
 }
 
 QByteArray SimulatorProcess::stop()
 {
-    send(SIGTERM);
-    return end();
-}
-
-void SimulatorProcess::kill()
-{
-    send(SIGKILL);
-    end();
-}
-
-QByteArray SimulatorProcess::output() const
-{
-    return readFile(filePath("output"));
-}
-
-QByteArray SimulatorProcess::errors() const
-{
-    return readFile(filePath("errors"));
+    process.send(SIGTERM);
+    return process.end();
 }
 
 QString SimulatorProcess::filePath(const char *name) const

@@ -3,12 +3,11 @@
 #define TESTS_SIMULATORPROCESS_H
 
 #include "temporaryfolder.h"
+#include "toolprocess.h"
 
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
-
-#include <sys/types.h>
 
 /**
  * A kivsim of the test's own: a child process with a socket in a fresh folder, a free TCP port and
@@ -18,7 +17,6 @@ class SimulatorProcess
 {
 public:
     SimulatorProcess();
-    ~SimulatorProcess();
 
     /** What it serves from the next start or restart on; the fixture's own document until then. */
     void setDocument(const QByteArray &xml);
@@ -29,20 +27,20 @@ public:
      */
     bool start(const QStringList &options = QStringList());
     /** Starts the program with these arguments and no others, and does not wait. */
-    void run(const QStringList &arguments);
+    void run(const QStringList &arguments) { process.start(arguments); }
 
     /** Waits until it has been ready so many times since it was started. */
     bool waitForReady(int times);
-    void send(int signal);
+    void send(int signal) { process.send(signal); }
     /** Waits for its end. @return "exit STATUS", "signal NUMBER" or "still running" */
-    QByteArray end();
+    QByteArray end() { return process.end(); }
     /** Ends it the usual way. @return the same as end() */
     QByteArray stop();
     /** Ends it at once. */
-    void kill();
+    void kill() { process.kill(); }
 
-    QByteArray output() const;
-    QByteArray errors() const;
+    QByteArray output() const { return process.output(); }
+    QByteArray errors() const { return process.errors(); }
     /** The full name of a file in the folder of the socket. */
     QString filePath(const char *name) const;
     QString socketPath() const { return filePath("kivd"); }
@@ -51,12 +49,9 @@ public:
 private:
     Q_DISABLE_COPY(SimulatorProcess)
 
-    bool reap();
-
     TemporaryFolder folder;
-    pid_t process;
+    ToolProcess process;
     quint16 tcpPort;
-    QByteArray ending;
 };
 
 /** What the fixture's document looks like in the answer to a get of "/". */

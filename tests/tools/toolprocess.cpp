@@ -119,7 +119,7 @@ QByteArray ToolProcess::readTerminal(int master)
 {
     QByteArray all;
     waitFor([&]() {
-        const bool ended = reap();
+        const bool ended = hasEnded();
         char buffer[4096];
         ssize_t length = 0;
         while ((length = ::read(master, buffer, sizeof buffer)) > 0)
@@ -164,12 +164,11 @@ bool ToolProcess::waitForErrors(const QByteArray &text)
 
 void ToolProcess::send(int signal)
 {
-    if (!reap())
+    if (!hasEnded())
         ::kill(process, signal);
 }
 
-/** @return whether it has ended */
-bool ToolProcess::reap()
+bool ToolProcess::hasEnded()
 {
     if (process < 0)
         return true;
@@ -185,7 +184,7 @@ bool ToolProcess::reap()
 
 QByteArray ToolProcess::end()
 {
-    return waitFor([&]() { return reap(); }) ? ending : QByteArray("still running");
+    return waitFor([&]() { return hasEnded(); }) ? ending : QByteArray("still running");
 }
 
 void ToolProcess::kill()

@@ -34,6 +34,7 @@ public:
     /** Waits for its end. @return the same as run() */
     QByteArray end();
     void kill();
+    bool hasEnded();
 
     QByteArray output() const;
     QByteArray errors() const;
@@ -43,7 +44,6 @@ private:
 
     void launch(const QStringList &arguments, int input, int output);
     QByteArray readTerminal(int master);
-    bool reap();
 
     const QByteArray program;
     TemporaryFolder folder;

@@ -219,7 +219,7 @@ void tst_Kivctl::lists_data()
                                         "  clock\n    source = ntp\n    drift = 50\n"
                                         "  dns[1] = 192.0.2.53\n  dns[2] = 198.51.100.53\n");
     QTest::newRow("tree of some levels")
-        << QByteArray("tree -L 2 /config") << QByteArray("config\n  system\n  interfaces\n");
+        << QByteArray("tree -L 1 /config") << QByteArray("config\n  system\n  interfaces\n");
 }
 
 void tst_Kivctl::lists()
@@ -257,8 +257,7 @@ void tst_Kivctl::readsDataFromFilesAndInput()
              QByteArray());
     QCOMPARE(kivctl("get -o text /config/system/hostname"), QByteArray("typed\n"));
     QCOMPARE(kivctl("patch /config @/nowhere/file"),
-             QByteArray("exit 2\nkivctl: cannot read /nowhere/file: No such file or directory "
-                        "(try --help)\n"));
+             QByteArray("exit 2\nkivctl: cannot read /nowhere/file: No such file or directory\n"));
 }
 
 /** Nothing that the library takes away from data is taken away here. */
@@ -287,7 +286,7 @@ void tst_Kivctl::makesDataHarmlessOnATerminal()
     QCOMPARE(tool->runOnTerminal(socketOption() << words("get -o lines /config/system/hostname")),
              QByteArray("exit 0"));
     QCOMPARE(tool->output(),
-             QByteArray("\033[36m/config/system/hostname\033[0m=\033[32m\xc2\x9b\033[0m\n"));
+             QByteArray("\033[36m/config/system/hostname\033[0m=\033[32m\\x9b\033[0m\n"));
     QCOMPARE(tool->runOnTerminal(socketOption()
                                  << words("--color never get -o lines /config/system/hostname")),
              QByteArray("exit 0"));
@@ -423,14 +422,12 @@ void tst_Kivctl::dumpsAndLoads()
     QCOMPARE(kivctl("get /"), QByteArray(documentContent) + '\n');
 
     QCOMPARE(kivctl("load /config -", "text"),
-             QByteArray("exit 2\nkivctl: - holds something else than elements (try --help)\n"));
+             QByteArray("exit 2\nkivctl: - holds something else than elements\n"));
     QCOMPARE(kivctl("load /config -", "<a>"),
-             QByteArray("exit 2\nkivctl: -: the data is not well-formed at byte 3 (try --help)\n"));
-    QCOMPARE(kivctl("load /config -"),
-             QByteArray("exit 2\nkivctl: there is nothing in - (try --help)\n"));
+             QByteArray("exit 2\nkivctl: -: the data is not well-formed at byte 3\n"));
+    QCOMPARE(kivctl("load /config -"), QByteArray("exit 2\nkivctl: there is nothing in -\n"));
     QCOMPARE(kivctl("dump /config /nowhere/x"),
-             QByteArray("exit 2\nkivctl: cannot write /nowhere/x: No such file or directory "
-                        "(try --help)\n"));
+             QByteArray("exit 2\nkivctl: cannot write /nowhere/x: No such file or directory\n"));
 }
 
 void tst_Kivctl::findsDifferences()

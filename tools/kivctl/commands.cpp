@@ -35,7 +35,7 @@ Status dispatch(const Invocation &invocation, Context &context)
 
 Status fail(const Failure &failure)
 {
-    complain(failure.what() + std::string(failure.status() == Usage ? " (try --help)" : ""));
+    complain(std::string(failure.what()) + failure.hint());
     return failure.status();
 }
 

@@ -29,9 +29,22 @@ public:
     {
     }
     Status status() const { return failureStatus; }
+    /** What to add for people. */
+    virtual const char *hint() const { return failureStatus == Usage ? " (try --help)" : ""; }
 
 private:
     Status failureStatus;
+};
+
+/** A file that cannot be read or written: the command line was right, so help does not help. */
+class FileFailure : public Failure
+{
+public:
+    explicit FileFailure(const std::string &message)
+        : Failure(Usage, message)
+    {
+    }
+    const char *hint() const override { return ""; }
 };
 
 } // namespace kivctl

@@ -30,7 +30,7 @@ void writeFile(const std::string &name, const std::string &content)
     const std::string reason = std::strerror(errno);
     if (file)
         std::remove(temporary.c_str());
-    throw Failure(Usage, "cannot write " + name + ": " + reason);
+    throw FileFailure("cannot write " + name + ": " + reason);
 }
 
 /** Elements of a file; an XML declaration in front is allowed, as editors put one there. */
@@ -42,11 +42,11 @@ std::vector<Node> readNodes(const std::string &name)
     } catch (const Failure &failure) {
         if (failure.status() != DaemonError)
             throw;
-        throw Failure(Usage, name + ": " + failure.what());
+        throw FileFailure(name + ": " + failure.what());
     }
     for (const Node &node : nodes) {
         if (!node.isElement())
-            throw Failure(Usage, name + " holds something else than elements");
+            throw FileFailure(name + " holds something else than elements");
     }
     return nodes;
 }
@@ -63,7 +63,7 @@ std::string read(std::FILE *file, const std::string &name)
     if (file && file != stdin)
         std::fclose(file);
     if (!complete)
-        throw Failure(Usage, "cannot read " + name + ": " + reason);
+        throw FileFailure("cannot read " + name + ": " + reason);
     return content;
 }
 
@@ -127,7 +127,7 @@ Status load(const Invocation &invocation, Context &context)
     const std::string op = invocation.merge ? "patch" : "replace";
     const std::vector<Node> nodes = readNodes(invocation.arguments[1]);
     if (nodes.empty())
-        throw Failure(Usage, "there is nothing in " + invocation.arguments[1]);
+        throw FileFailure("there is nothing in " + invocation.arguments[1]);
     if (!lastStepName(path).empty()) {
         askToEdit(editOperation(op, path, compact(nodes)), invocation, context);
         return Done;

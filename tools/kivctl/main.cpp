@@ -19,7 +19,7 @@ int main(int argc, char *argv[])
         return invocation.command.empty() ? runBatch(invocation, context)
                                           : runCommand(invocation, context);
     } catch (const Failure &failure) {
-        complain(failure.what() + std::string(" (try --help)"));
+        complain(std::string(failure.what()) + failure.hint());
         return failure.status();
     }
 }

@@ -61,7 +61,7 @@ void Output::raw(const std::string &bytes)
     // Each piece at once: who reads a pipe waits for it.
     if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size() ||
         std::fflush(stdout) != 0)
-        throw Failure(Usage, std::string("cannot write: ") + std::strerror(errno));
+        throw FileFailure(std::string("cannot write: ") + std::strerror(errno));
 }
 
 void complain(const std::string &text)

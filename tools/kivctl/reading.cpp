@@ -16,6 +16,7 @@ namespace kivctl
 namespace
 {
 
+/** @param levels how many of them below these nodes; negative for all */
 void showTree(const std::vector<Node> &nodes, long levels, const std::string &indent,
               Output &output)
 {
@@ -28,7 +29,7 @@ void showTree(const std::vector<Node> &nodes, long levels, const std::string &in
         if (node.isLeaf())
             line += " = " + output.coloured(Colour::Value, onOneLine(node.text()));
         output.colouredLine(line);
-        if (!node.isLeaf() && levels != 1)
+        if (!node.isLeaf() && levels != 0)
             showTree(node.children, levels - 1, indent + "  ", output);
     }
 }
