@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Tells the thread sanitizer, for which alone this is built, about Qt 5's mutexes and the ends of
-// its threads. Qt itself is not instrumented, so without this everything that a QMutex protects, and
-// everything that QThread::wait() has waited for, looks like a data race.
+// Tells the thread sanitizer, for which alone this is built, about the ends of Qt's threads, and about
+// lines that go through Qt's event queue. Qt itself is not instrumented: without this everything that
+// QThread::wait() has waited for looks like a data race, and so does each character of such a line,
+// which takes minutes. About Qt 6's mutexes the sanitizer is told by Qt's own headers.
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDeadlineTimer>
+#include <QtCore/QString>
 #include <QtCore/QThread>
 
 #include <dlfcn.h>
@@ -25,40 +27,7 @@ Function systemCall(const char *name)
     return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
 
-typedef void (*MutexCall)(void *);
-
 } // namespace
-
-#define LOCKING(symbol)                                                                            \
-    EXPORTED void symbol(void *mutex)                                                              \
-    {                                                                                              \
-        static const MutexCall call = systemCall<MutexCall>(#symbol);                              \
-        call(mutex);                                                                               \
-        __tsan_acquire(mutex);                                                                     \
-    }
-#define UNLOCKING(symbol)                                                                          \
-    EXPORTED void symbol(void *mutex)                                                              \
-    {                                                                                              \
-        static const MutexCall call = systemCall<MutexCall>(#symbol);                              \
-        __tsan_release(mutex);                                                                     \
-        call(mutex);                                                                               \
-    }
-
-// QMutex::lock() and unlock(), and what their inline versions call when they have to wait.
-LOCKING(_ZN6QMutex4lockEv)
-UNLOCKING(_ZN6QMutex6unlockEv)
-LOCKING(_ZN11QBasicMutex12lockInternalEv)
-UNLOCKING(_ZN11QBasicMutex14unlockInternalEv)
-
-// QMutex::tryLock(int)
-EXPORTED bool _ZN6QMutex7tryLockEi(void *mutex, int milliseconds)
-{
-    static const auto call = systemCall<bool (*)(void *, int)>("_ZN6QMutex7tryLockEi");
-    const bool locked = call(mutex, milliseconds);
-    if (locked)
-        __tsan_acquire(mutex);
-    return locked;
-}
 
 // QThread::exec()
 EXPORTED int _ZN7QThread4execEv(QThread *thread)
@@ -98,4 +67,22 @@ EXPORTED bool _ZN7QThread4waitE14QDeadlineTimer(QThread *thread, QDeadlineTimer 
     if (ended)
         __tsan_acquire(thread);
     return ended;
+}
+
+// Trace::LogMessage(const QString &); whoever takes the line out of a queue has the same data
+EXPORTED void _ZN5Trace10LogMessageERK7QString(void *trace, const QString &line)
+{
+    static const auto call =
+        systemCall<void (*)(void *, const QString &)>("_ZN5Trace10LogMessageERK7QString");
+    __tsan_release(const_cast<QChar *>(line.constData()));
+    call(trace, line);
+}
+
+// LogHandler::logMessage(const QString &)
+EXPORTED void _ZN10LogHandler10logMessageERK7QString(void *handler, const QString &line)
+{
+    static const auto call =
+        systemCall<void (*)(void *, const QString &)>("_ZN10LogHandler10logMessageERK7QString");
+    __tsan_acquire(const_cast<QChar *>(line.constData()));
+    call(handler, line);
 }
