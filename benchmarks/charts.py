@@ -1,130 +1,217 @@
+#!/usr/bin/env python3
 # SPDX-License-Identifier: LGPL-2.1-or-later
-"""Draws the charts of the results, as SVG."""
+"""Draws the charts from the tables recorded in a document; ./bench --draw calls it."""
 
-import math
+import os
+import sys
 
-WIDTH = 760
-FONT = 'font-family="sans-serif" font-size="12"'
-GOOD, BAD, NEUTRAL = "#2a78b5", "#c0392b", "#888888"
+import matplotlib
 
+matplotlib.use("svg")
+import matplotlib.pyplot as plt  # noqa: E402, behind the choice of the backend
 
-class Drawing:
-    """A picture that is described element by element."""
-
-    def __init__(self, width, height, title):
-        self.height = height
-        self.parts = [
-            f'<svg xmlns="http://www.w3.org/2000/svg" width="{width}" height="{height}" '
-            f'viewBox="0 0 {width} {height}" {FONT}>',
-            f"<title>{title}</title>",
-            f'<rect width="{width}" height="{height}" fill="white"/>']
-        self.text(10, 20, title, weight="bold")
-
-    def text(self, x, y, text, anchor="start", color="#222222", weight="normal"):
-        escaped = text.replace("&", "&amp;").replace("<", "&lt;")
-        self.parts.append(f'<text x="{x:.0f}" y="{y:.0f}" text-anchor="{anchor}" fill="{color}" '
-                          f'font-weight="{weight}">{escaped}</text>')
-
-    def line(self, x1, y1, x2, y2, color, width=1.0, dash=""):
-        dashes = f' stroke-dasharray="{dash}"' if dash else ""
-        self.parts.append(f'<line x1="{x1:.1f}" y1="{y1:.1f}" x2="{x2:.1f}" y2="{y2:.1f}" '
-                          f'stroke="{color}" stroke-width="{width}"{dashes}/>')
-
-    def dot(self, x, y, color, radius=4):
-        self.parts.append(f'<circle cx="{x:.1f}" cy="{y:.1f}" r="{radius}" fill="{color}"/>')
-
-    def svg(self):
-        return "\n".join(self.parts + ["</svg>", ""])
+OURS, OTHER, LIGHT = "#2a78b5", "#b0b0b0", "#d6d6d6"
+NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
+# What stands in the column "against", as readers of the charts know it.
+NAMES = {
+    "spdlog": "spdlog",
+    "write": "a bare write(2)",
+    "arg": "QString::arg, strftime",
+    "inlined": "spdlog, inlined",
+    "reader": "QXmlStreamReader",
+    "pugixml": "pugixml",
+    "pugitext": "pugixml, from text",
+    "socket": "bare sockets",
+}
+# Not what one would take instead, but what there is beside it.
+LIGHT_PEERS = ("a bare write(2)", "spdlog, inlined", "QXmlStreamReader")
 
 
-def shares(result):
-    """Lower quartile, median and upper quartile as shares of what the target allows."""
-    limit = result.target.limit
-    if result.target.sense == "least":
-        return limit / result.high, limit / result.middle, limit / result.low
-    return result.low / limit, result.middle / limit, result.high / limit
+def color_of(name):
+    """The same for a name in every chart."""
+    if name == "this library":
+        return OURS
+    return LIGHT if name in LIGHT_PEERS else OTHER
 
 
-def target_chart(results):
-    """One line for each result with a target: left of the mark at 1 the target is met."""
-    results = [result for result in results if result.target.limit is not None]
-    left, right, top, step = 220, WIDTH - 60, 60, 18
-    bottom = top + step * len(results)
-    most = max(2.0, max(shares(result)[1] for result in results) * 1.1)
-
-    def x(share):
-        return left + min(share, most) / most * (right - left)
-
-    drawing = Drawing(WIDTH, bottom + 30, "Measured ratio as a share of what its target allows")
-    drawing.text(10, 40, "median and quartiles of the rounds; left of the line: target met")
-    ticks = [tick / 2 for tick in range(int(most * 2) + 1)]
-    for tick in ticks:
-        drawing.line(x(tick), top - 8, x(tick), bottom, "#dddddd")
-        drawing.text(x(tick), bottom + 16, f"{tick:g}", "middle")
-    drawing.line(x(1), top - 8, x(1), bottom, "#222222", 1.5)
-    for index, result in enumerate(results):
-        y = top + step * index + step / 2
-        low, middle, high = shares(result)
-        color = GOOD if middle <= 1 else BAD
-        drawing.text(left - 10, y + 4, f"{result.label} / {result.target.peer}", "end")
-        drawing.line(x(low), y, x(high), y, color, 2.0)
-        drawing.dot(x(middle), y, color)
-        drawing.text(right + 8, y + 4, f"{result.middle:.2f}", color=color)
-    return drawing.svg()
+def read_tables(path):
+    """Every table of a document, as a list of rows, each of which has its cells by their heads."""
+    tables, head = [], None
+    with open(path, encoding="utf-8") as file:
+        for line in file:
+            cells = [cell.strip() for cell in line.strip().strip("|").split("|")]
+            if not line.startswith("|"):
+                head = None
+            elif head is None:
+                head = cells
+                tables.append([])
+            elif set(cells[0]) != {"-"}:
+                tables[-1].append(dict(zip(head, cells)))
+    return tables
 
 
-SIZE_ROWS = {"get": "#2a78b5", "notify": "#2e8b57", "socket": "#8e44ad"}
+def table_with(tables, head):
+    for rows in tables:
+        if rows and head in rows[0]:
+            return rows
+    raise SystemExit(f"charts: no table has a column \"{head}\"")
 
 
-def size_chart(results):
-    """Cost for one byte against the size of the message, ours and the peer's."""
-    results = [result for result in results
-               if result.target.row in SIZE_ROWS and result.target.peer == "reader"]
-    left, right, top, bottom = 60, WIDTH - 170, 60, 360
-    sizes = [math.log10(result.bytes) for result in results]
-    first, last = math.floor(min(sizes) + 0.1), max(sizes)
-    most = max(max(result.cost, result.peer_cost) / result.bytes for result in results) * 1.1
+class Results:
+    """The times of the table of ratios."""
 
-    def x(size):
-        return left + (math.log10(size) - first) / (last - first) * (right - left)
+    def __init__(self, rows):
+        self.rows = {(row["row"], row["against"]): row for row in rows}
 
-    def y(cost):
-        return bottom - cost / most * (bottom - top)
+    def times(self, label, *peers):
+        """Names and nanoseconds: the library's, then those of its peers."""
+        chosen = [self.rows[label, peer] for peer in peers]
+        return ([("this library", nanoseconds(chosen[0]["ours"]))] +
+                [(NAMES[peer], nanoseconds(row["peer"])) for peer, row in zip(peers, chosen)])
 
-    drawing = Drawing(WIDTH, bottom + 50, "Nanoseconds per byte against the size of the message")
-    drawing.text(10, 40, "level: the cost grows with the size and no faster")
-    draw_axes(drawing, (left, right, bottom), (first, last), most, x, y)
-    for index, (row, color) in enumerate(SIZE_ROWS.items()):
-        points = [result for result in results if result.target.row == row]
-        height = top + 40 * index + 10
-        draw_curve(drawing, [(x(p.bytes), y(p.cost / p.bytes)) for p in points], color, "")
-        draw_curve(drawing, [(x(p.bytes), y(p.peer_cost / p.bytes)) for p in points], color, "5,4")
-        draw_legend(drawing, right + 15, height, f"{row}, library", color, "")
-        draw_legend(drawing, right + 15, height + 18, f"{row}, bare", color, "5,4")
-    return drawing.svg()
+    def labels(self, name):
+        """The labels of a row that has several sizes, each once and in the table's order."""
+        return list(dict.fromkeys(label for label, _ in self.rows if label.split()[0] == name))
+
+    def per_byte(self, label, *peers):
+        """The same as times(), for one byte."""
+        row = self.rows[label, peers[0]]
+        each = 1000 / float(row["rate"].split()[0])  # from MB/s
+        times = self.times(label, *peers)
+        return [(name, time * each / times[0][1]) for name, time in times]
 
 
-def draw_axes(drawing, frame, exponents, most, x, y):
-    left, right, bottom = frame
-    for exponent in range(exponents[0], math.floor(exponents[1]) + 1):
-        size = 10 ** exponent
-        label = (f"{size // 1000000} MB" if exponent >= 6 else
-                 f"{size // 1000} kB" if exponent >= 3 else f"{size} B")
-        drawing.line(x(size), bottom, x(size), bottom + 5, "#222222")
-        drawing.text(x(size), bottom + 20, label, "middle")
-    step = 10 ** math.floor(math.log10(most)) / 2
-    for index in range(int(most / step) + 1):
-        drawing.line(left, y(index * step), right, y(index * step), "#dddddd")
-        drawing.text(left - 8, y(index * step) + 4, f"{index * step:g}", "end")
+def nanoseconds(text):
+    number, unit = text.split()
+    return float(number) * NANOSECONDS[unit]
 
 
-def draw_curve(drawing, points, color, dash):
-    for start, end in zip(points, points[1:]):
-        drawing.line(*start, *end, color, 2.0, dash)
-    for point in points:
-        drawing.dot(*point, color, 3)
+def time_text(time):
+    unit = max((unit for unit in NANOSECONDS if NANOSECONDS[unit] <= time), default="ns",
+               key=NANOSECONDS.get)
+    return f"{time / NANOSECONDS[unit]:.3g} {unit}"
 
 
-def draw_legend(drawing, x, y, text, color, dash):
-    drawing.line(x, y, x + 30, y, color, 2.0, dash)
-    drawing.text(x + 36, y + 4, text)
+def strip_frame(axes, *sides):
+    for side in ("top", "right", *sides):
+        axes.spines[side].set_visible(False)
+
+
+def draw_bars(axes, title, times):
+    """One bar for each name, ours on top, on a scale of their own that begins at 0."""
+    names, values = zip(*times)
+    places = range(len(times), 0, -1)
+    axes.barh(places, values, height=0.75, color=[color_of(name) for name in names])
+    for place, value in zip(places, values):
+        axes.text(value + max(values) * 0.02, place, time_text(value), va="center")
+    axes.set_yticks(places, names)
+    axes.set_xticks([])
+    axes.tick_params(left=False)
+    axes.set_xlim(0, max(values) * 1.3)
+    axes.set_title(title, loc="left", fontsize=10, fontweight="bold")
+    strip_frame(axes, "bottom")
+
+
+def draw_sizes(axes, title, groups):
+    """For each size of a message a group of bars: nanoseconds for one byte."""
+    labels = [label.split(" ", 1)[1] for label, _ in groups]
+    names = [name for name, _ in groups[0][1]]
+    width = 0.8 / len(names)
+    for index, name in enumerate(names):
+        places = [group + index * width for group in range(len(groups))]
+        values = [times[index][1] for _, times in groups]
+        axes.bar(places, values, width, color=color_of(name), label=name)
+        if index == 0:
+            for place, value in zip(places, values):
+                axes.text(place, value, f"{value:.2g}", ha="center", va="bottom", fontsize=8)
+    axes.set_xticks([group + 0.4 - width / 2 for group in range(len(groups))], labels)
+    axes.set_ylabel("ns for one byte")
+    axes.set_title(title, loc="left", fontsize=10, fontweight="bold")
+    axes.legend(frameon=False, fontsize=9, ncol=len(names), loc="lower right",
+                bbox_to_anchor=(1, 1), borderaxespad=0)
+    strip_frame(axes)
+
+
+def draw_lines(results):
+    figure, panels = plt.subplots(4, 1, figsize=(7.6, 5.6), height_ratios=[3, 2, 2, 3])
+    draw_bars(panels[0], "A line, flushed to its file", results.times("file", "spdlog", "write"))
+    draw_bars(panels[1], "A line, flushed after 400 lines", results.times("unflushed", "spdlog"))
+    draw_bars(panels[2], "A line, nothing connected", results.times("line", "arg"))
+    draw_bars(panels[3], "A line below the threshold",
+              results.times("rejected", "spdlog", "inlined"))
+    return figure
+
+
+def draw_messages(results):
+    figure, panels = plt.subplots(3, 1, figsize=(7.6, 8))
+    for axes, title, row, peers in (
+            (panels[0], "A get reply to its signal", "get", ("pugixml", "reader")),
+            (panels[1], "A notification to its signal", "notify", ("reader",)),
+            (panels[2], "From the socket to the signal",
+             "socket", ("reader",))):
+        draw_sizes(axes, title, [(label, results.per_byte(label, *peers))
+                                 for label in results.labels(row)])
+    return figure
+
+
+def draw_lookups(results):
+    labels = results.labels("lookup")
+    figure, panels = plt.subplots(len(labels) + 1, 1, figsize=(7.6, 6.4),
+                                  height_ratios=[3] * len(labels) + [2])
+    for axes, label in zip(panels, labels):
+        draw_bars(axes, f"A look-up in {label.split(' ', 1)[1]}, up to the last element",
+                  results.times(label, "pugixml", "reader"))
+    draw_bars(panels[-1], "A round trip: a get and its answer over the Unix socket",
+              results.times("roundtrip", "socket"))
+    return figure
+
+
+def draw_board(rows):
+    """Instructions span seven powers of ten, so a dot on a logarithmic scale shows each."""
+    counts = [(row["operation"], int(row["on the board"])) for row in rows
+              if row["on the board"] != "-"]
+    counts.sort(key=lambda count: -count[1])
+    figure, axes = plt.subplots(figsize=(7.6, 0.28 * len(counts) + 0.9))
+    names, values = zip(*counts)
+    places = range(len(counts))
+    axes.hlines(places, 10, values, color=LIGHT, linewidth=1)
+    axes.plot(values, places, "o", color=OURS)
+    for place, value in zip(places, values):
+        axes.text(value * 1.35, place, f"{value:,}".replace(",", " "), va="center")
+    axes.set_xscale("log")
+    axes.set_xlim(10, max(values) * 20)
+    axes.set_yticks(places, [name.replace("-", " ") for name in names])
+    axes.tick_params(left=False)
+    axes.set_title("Instructions of the board's processor for one operation", loc="left",
+                   fontsize=10, fontweight="bold")
+    strip_frame(axes, "left")
+    return figure
+
+
+def save(figure, document, name):
+    """The same tables give the same file, byte for byte."""
+    figure.tight_layout()
+    path = f"{os.path.splitext(document)[0]}-{name}.svg"
+    figure.savefig(path, metadata={"Date": None, "Creator": None})
+    with open(path, encoding="utf-8") as file:
+        lines = [line.rstrip() for line in file]
+    with open(path, "w", encoding="utf-8") as file:
+        file.write("\n".join(lines) + "\n")
+
+
+def main():
+    if len(sys.argv) != 2:
+        sys.exit("usage: charts.py DOCUMENT")
+    document = sys.argv[1]
+    plt.rcParams.update({"font.family": "DejaVu Sans", "font.size": 9, "svg.fonttype": "none",
+                         "svg.hashsalt": "qvcommon"})
+    tables = read_tables(document)
+    results = Results(table_with(tables, "ratio"))
+    save(draw_lines(results), document, "lines")
+    save(draw_messages(results), document, "messages")
+    save(draw_lookups(results), document, "lookups")
+    save(draw_board(table_with(tables, "on the board")), document, "board")
+
+
+if __name__ == "__main__":
+    main()

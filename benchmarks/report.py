@@ -10,8 +10,6 @@ import statistics
 import sys
 from collections import namedtuple
 
-import charts
-
 HERE = os.path.dirname(os.path.abspath(__file__))
 MARK_BEGIN = "<!-- made by ./bench --record: begin -->"
 MARK_END = "<!-- made by ./bench --record: end -->"
@@ -220,21 +218,10 @@ def replace_between(path, begin, end, text):
         file.write(f"{before}{begin}\n{text}\n{end}{behind}")
 
 
-def write_charts(results, folder):
-    timed = [result for result in results if result.cost is not None]
-    if not timed:
-        return
-    with open(os.path.join(folder, "performance.svg"), "w", encoding="utf-8") as file:
-        file.write(charts.target_chart(timed))
-    with open(os.path.join(folder, "performance-size.svg"), "w", encoding="utf-8") as file:
-        file.write(charts.size_chart(timed))
-
-
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--rounds", metavar="FOLDER", help="holds one .json file per round")
     parser.add_argument("--values", metavar="FILE", nargs="*", default=[], help="single values")
-    parser.add_argument("--charts", metavar="FOLDER", help="where to write the charts")
     parser.add_argument("--record", metavar="DOCUMENT", help="the document to put the tables in")
     parser.add_argument("--machine", default="", help="what the document says it was measured on")
     arguments = parser.parse_args()
@@ -244,8 +231,6 @@ def main():
     targets = read_targets()
     results = evaluate(targets, rounds, read_values(arguments.values))
     print_tables(results)
-    if arguments.charts:
-        write_charts(results, arguments.charts)
     if arguments.record:
         text = f"{arguments.machine}\n\n{markdown_tables(results, targets)}"
         replace_between(arguments.record, MARK_BEGIN, MARK_END, text)

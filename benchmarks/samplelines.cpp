@@ -38,6 +38,14 @@ QString plainLine(int number, const SampleTexts &texts, int threadOrdinal)
         .arg(timeNow());
 }
 
+/** The ordinal of the thread that has written a line, or 0 if it does not say. */
+static int ordinalIn(const QByteArray &line)
+{
+    const QByteArray mark = ", tid=";
+    const int begin = int(line.indexOf(mark) + mark.size());
+    return line.mid(begin, int(line.indexOf(',', begin)) - begin).toInt();
+}
+
 bool holdsSampleLines(const QString &fileName)
 {
     QFile file(fileName);
@@ -49,7 +57,7 @@ bool holdsSampleLines(const QString &fileName)
     const int timeLength = int(std::strlen("2024-03-01 13:04:05.042"));
     const SampleTexts texts;
     for (int i = 0; i < linesPerFile; ++i) {
-        QByteArray expected = plainLine(i + 1, texts, 1).toLatin1();
+        QByteArray expected = plainLine(i + 1, texts, ordinalIn(lines.at(i))).toLatin1();
         const int length = int(expected.size());
         expected.chop(timeLength);
         if (lines.at(i).size() != length || !lines.at(i).startsWith(expected))

@@ -25,7 +25,7 @@ const int linesPerFile = 400;
 
 /**
  * Checks that a file holds linesPerFile lines, the same ones as plainLine() makes, numbered from 1;
- * their times may differ.
+ * their times may differ, and their threads.
  */
 bool holdsSampleLines(const QString &fileName);
 

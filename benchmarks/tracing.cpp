@@ -69,10 +69,10 @@ void timeFile(benchmark::State &state, const QString &fileName, const std::funct
     report(state, linesPerFile);
 }
 
-void fileByTrace(benchmark::State &state, const QString &place, bool flushEach)
+void fileByTrace(benchmark::State &state, const QString &place, bool flushEach,
+                 const std::function<void()> &write)
 {
     const TemporaryFolder folder(place);
-    const SampleTexts texts;
     Trace trace(nullptr);
     LogHandler handler(nullptr, false);
     QObject::connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
@@ -85,10 +85,25 @@ void fileByTrace(benchmark::State &state, const QString &place, bool flushEach)
             startNumbering();
         },
         [&] {
-            logLines(linesPerFile, texts);
+            write();
             handler.flush();
         });
     flushAfterEachLogMsg = true;
+}
+
+void fileByOneThread(benchmark::State &state, const QString &place, bool flushEach)
+{
+    const SampleTexts texts;
+    fileByTrace(state, place, flushEach, [&] { logLines(linesPerFile, texts); });
+}
+
+/** With as many threads as asked for, none of which is the one that takes the time. */
+void fileByTeam(benchmark::State &state, const QString &place, int threads)
+{
+    const SampleTexts texts;
+    Team team(threads);
+    fileByTrace(state, place, true,
+                [&] { team.run([&] { logLines(linesPerFile / threads, texts); }); });
 }
 
 void fileBySpdlog(benchmark::State &state, const QString &place, bool flushEach)
@@ -207,12 +222,12 @@ void addTracing(TimedList &list)
     const QString memory = placeInMemory();
     const QString disk = QCoreApplication::applicationDirPath();
     list.push_back({"file/spdlog", std::bind(fileBySpdlog, _1, memory, true)});
-    list.push_back({"file/trace", std::bind(fileByTrace, _1, memory, true)});
+    list.push_back({"file/trace", std::bind(fileByOneThread, _1, memory, true)});
     list.push_back({"file/write", std::bind(fileByWrite, _1, memory)});
     list.push_back({"disk/spdlog", std::bind(fileBySpdlog, _1, disk, true)});
-    list.push_back({"disk/trace", std::bind(fileByTrace, _1, disk, true)});
+    list.push_back({"disk/trace", std::bind(fileByOneThread, _1, disk, true)});
     list.push_back({"disk/write", std::bind(fileByWrite, _1, disk)});
-    list.push_back({"unflushed/trace", std::bind(fileByTrace, _1, memory, false)});
+    list.push_back({"unflushed/trace", std::bind(fileByOneThread, _1, memory, false)});
     list.push_back({"unflushed/spdlog", std::bind(fileBySpdlog, _1, memory, false)});
     list.push_back({"line/trace", std::bind(lineByTrace, _1, plain)});
     list.push_back({"line/arg", std::bind(lineByArg, _1, plain)});
@@ -223,4 +238,6 @@ void addTracing(TimedList &list)
     list.push_back({"rejected/inlined", std::bind(rejectBySpdlog, _1, spdlogFromHeaders)});
     list.push_back({"threads/four", std::bind(lineByThreads, _1, 4)});
     list.push_back({"threads/one", std::bind(lineByThreads, _1, 1)});
+    list.push_back({"flushedthreads/four", std::bind(fileByTeam, _1, memory, 4)});
+    list.push_back({"flushedthreads/one", std::bind(fileByTeam, _1, memory, 1)});
 }

@@ -2,16 +2,20 @@
 # Warnings, sanitizers and visibility, the same for every target of the tree.
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
-set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 # Distributions build with -O2, so that is what is tested and measured; CMake's own choice is -O3.
-string(REPLACE "-O3" "-O2" CMAKE_CXX_FLAGS_RELEASE "${CMAKE_CXX_FLAGS_RELEASE}")
+if(qvcommon_is_top_level)
+    set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+    string(REPLACE "-O3" "-O2" CMAKE_CXX_FLAGS_RELEASE "${CMAKE_CXX_FLAGS_RELEASE}")
+endif()
 
-add_compile_options(-Wall -Wextra -Wconversion)
-if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    add_compile_options(-Wcast-align=strict)
-else()
-    add_compile_options(-Wcast-align)
+if(QVCOMMON_WARNINGS)
+    add_compile_options(-Wall -Wextra -Wconversion)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        add_compile_options(-Wcast-align=strict)
+    else()
+        add_compile_options(-Wcast-align)
+    endif()
 endif()
 if(QVCOMMON_WERROR)
     add_compile_options(-Werror)

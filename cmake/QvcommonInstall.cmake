@@ -6,8 +6,9 @@ set(qvcommon_cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/qvcommon)
 set(qvcommon_pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 set(qvcommon_include_dir ${CMAKE_INSTALL_INCLUDEDIR}/qvcommon)
 
-target_include_directories(qvcommon INTERFACE $<INSTALL_INTERFACE:${qvcommon_include_dir}>)
-target_compile_features(qvcommon PUBLIC cxx_std_11)
+target_include_directories(qvcommon INTERFACE
+    $<INSTALL_INTERFACE:${qvcommon_include_dir}>        # <trace.h>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)   # <qvcommon/trace.h>
 
 install(TARGETS qvcommon EXPORT qvcommonTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development)
@@ -44,3 +45,14 @@ endif()
 configure_file(${CMAKE_CURRENT_LIST_DIR}/qvcommon.pc.in ${PROJECT_BINARY_DIR}/qvcommon.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/qvcommon.pc DESTINATION ${qvcommon_pkgconfig_dir}
     COMPONENT development)
+
+# For applications that are built for the board.
+install(FILES ${CMAKE_CURRENT_LIST_DIR}/armel.cmake DESTINATION ${CMAKE_INSTALL_DATADIR}/qvcommon
+    COMPONENT development)
+
+# The description of the interface, once scripts/make-docs has made it.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/doc/html DESTINATION ${CMAKE_INSTALL_DOCDIR}
+    COMPONENT documentation OPTIONAL)
+install(FILES ${PROJECT_SOURCE_DIR}/build/doc/qvcommon.qch
+              ${PROJECT_SOURCE_DIR}/build/doc/qvcommon.tag
+    DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation OPTIONAL)

@@ -1,7 +1,13 @@
 # SPDX-License-Identifier: LGPL-2.1-or-later
 # Chooses the Qt to build with. Defines QVCOMMON_QT_CORE, QVCOMMON_QT_NETWORK and
 # QVCOMMON_QT_TEST, the targets to link, and sets the language standard that this Qt asks for.
-set(QVCOMMON_QT 5 CACHE STRING "Major version of Qt to build with: 4, 5 or 6")
+set(qvcommon_default_qt 5)
+if(TARGET Qt6::Core) # the project that this one is a part of has chosen already
+    set(qvcommon_default_qt 6)
+elseif(TARGET Qt4::QtCore)
+    set(qvcommon_default_qt 4)
+endif()
+set(QVCOMMON_QT ${qvcommon_default_qt} CACHE STRING "Major version of Qt to build with: 4, 5 or 6")
 set_property(CACHE QVCOMMON_QT PROPERTY STRINGS 4 5 6)
 
 if(QVCOMMON_QT EQUAL 4)

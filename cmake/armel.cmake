@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: LGPL-2.1-or-later
 # Toolchain file for the board: ARMv5TE, soft-float, which is Debian's armel. The libraries come
-# from the folder that scripts/make-sysroot makes: the environment variable QVCOMMON_SYSROOT, or
-# build/sysroot-armel. Tests run under the emulator; use scripts/test-arm for that.
+# from the folder that scripts/make-sysroot makes: the variable QVCOMMON_SYSROOT of CMake or of the
+# environment, or build/sysroot-armel of the tree. Tests run under the emulator; use
+# scripts/test-arm for that.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv5tejl)
 set(CMAKE_LIBRARY_ARCHITECTURE arm-linux-gnueabi)
@@ -17,7 +18,8 @@ if(NOT QVCOMMON_SYSROOT)
 endif()
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES QVCOMMON_SYSROOT)
 if(NOT EXISTS "${QVCOMMON_SYSROOT}/.made-by")
-    message(FATAL_ERROR "There is no sysroot in ${QVCOMMON_SYSROOT}; run scripts/make-sysroot")
+    message(FATAL_ERROR "There is no sysroot in ${QVCOMMON_SYSROOT}: scripts/make-sysroot of "
+                        "libqvcommon's sources makes one. Give its folder as QVCOMMON_SYSROOT.")
 endif()
 
 set(CMAKE_SYSROOT "${QVCOMMON_SYSROOT}")

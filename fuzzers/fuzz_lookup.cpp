@@ -2,23 +2,11 @@
 
 // Look-ups by the client and by the plain formulation. The input has a line each for the path and
 // for two pieces of its prefix, one character for the index, and the XML behind that line.
+//
+// Covers: src/kiv/pathlookups.cpp src/kiv/tokenreader.cpp
 
 #include "differential.h"
 #include "fuzzing.h"
-
-namespace
-{
-
-/** Takes the first line off a text. */
-QString takeLine(QString &text)
-{
-    const int end = text.indexOf(QLatin1Char('\n'));
-    const QString line = text.left(end);
-    text = end < 0 ? QString() : text.mid(end + 1);
-    return line;
-}
-
-} // namespace
 
 void fuzz(const QByteArray &bytes)
 {

@@ -4,11 +4,14 @@
 #include <QtCore/QCoreApplication>
 
 #include <cstdio>
-#include <cstdlib>
 #include <stdint.h>
+#include <stdlib.h>
 
 extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
 {
+    // The same everywhere.
+    setenv("LC_ALL", "C.UTF-8", 1);
+    setenv("TZ", "UTC0", 1);
     static const QCoreApplication application(*argc, *argv);
     return 0;
 }
@@ -55,10 +58,18 @@ QString textOf(const QByteArray &bytes)
     return text;
 }
 
+QString takeLine(QString &text)
+{
+    const int end = int(text.indexOf(QLatin1Char('\n')));
+    const QString line = text.left(end);
+    text = end < 0 ? QString() : text.mid(end + 1);
+    return line;
+}
+
 void requireNone(const QByteArray &difference)
 {
     if (difference.isEmpty())
         return;
     std::fprintf(stderr, "%s", difference.constData());
-    std::abort();
+    abort();
 }

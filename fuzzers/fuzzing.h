@@ -14,6 +14,9 @@ void fuzz(const QByteArray &bytes);
  */
 QString textOf(const QByteArray &bytes);
 
+/** Takes the first line off a text. */
+QString takeLine(QString &text);
+
 /** Ends the fuzzer, which keeps the input, if there is a difference. */
 void requireNone(const QByteArray &difference);
 

@@ -2,6 +2,9 @@
 #ifndef QVCOMMON_ADC_H
 #define QVCOMMON_ADC_H
 
+/** @file
+ *  @brief The class Adc. */
+
 #include "qvcommonexport.h"
 
 #include <QtCore/QObject>
@@ -47,15 +50,6 @@ public:
     virtual ~Adc();
 
     /**
-     * Opens the file of an i2c chip's channel. Done by the constructor; the result is the
-     * caller's to close.
-     * @return a descriptor, or -1; always -1 if the object is no channel of an i2c chip
-     */
-    int openI2cAdc();
-    /** The same for a channel of the LRADC. */
-    int openImxAdc();
-
-    /**
      * Reads the channel now.
      * @return the number in the channel's file, 0 if it could not be read, 65535 if it is negative
      */
@@ -66,6 +60,18 @@ public:
      * @return the number times the scale, modulo 2^32; 0 and 65535 as getAdcRaw(), not scaled
      */
     unsigned getAdcValue();
+
+    /** @name For special use
+     *  @{ */
+
+    /**
+     * Opens the file of an i2c chip's channel. Done by the constructor; the result is the
+     * caller's to close.
+     * @return a descriptor, or -1; always -1 if the object is no channel of an i2c chip
+     */
+    int openI2cAdc();
+    /** The same for a channel of the LRADC. */
+    int openImxAdc();
 
     /** Where the LRADC is, with a "/" at the end. Point it elsewhere for a test. */
     static const char *lradcPath;
@@ -78,6 +84,7 @@ public:
     static char i2cAdcChipAddresses[4][8];
     /** The file of each LRADC channel below lradcPath. */
     static char lradcDevice[16][20];
+    /** @} */
 
 private:
     Q_DISABLE_COPY(Adc)

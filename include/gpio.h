@@ -2,6 +2,9 @@
 #ifndef QVCOMMON_GPIO_H
 #define QVCOMMON_GPIO_H
 
+/** @file
+ *  @brief The class Gpio, and its enumerations without the class in front. */
+
 #include "qvcommonexport.h"
 
 #include <QtCore/QObject>
@@ -46,16 +49,16 @@ class QVCOMMON_EXPORT Gpio : public QObject
     Q_OBJECT
 public:
     /** The number of a line, which is also its number in the kernel: Gpio::Gpios(40). */
-    enum Gpios : int {};
+    enum Gpios QVCOMMON_INT_ENUM { QVCOMMON_INT_ENUM_END(GpiosEnd) };
 
     /** Who drives a line. */
-    enum GpioDirections : int {
+    enum GpioDirections QVCOMMON_INT_ENUM {
         DirectionOutput = 0, ///< the board drives the line
         DirectionInput = 1   ///< the line is read
     };
 
     /** The changes of an input that wake a waiting program. */
-    enum GpioEdges : int {
+    enum GpioEdges QVCOMMON_INT_ENUM {
         EdgeNone = 0,    ///< none
         EdgeRising = 1,  ///< from low to high
         EdgeFalling = 2, ///< from high to low
@@ -63,7 +66,7 @@ public:
     };
 
     /** The level of a line. */
-    enum GpioValue : int {
+    enum GpioValue QVCOMMON_INT_ENUM {
         ValueLow = 0, ///< low
         ValueHigh = 1 ///< high
     };
@@ -80,6 +83,36 @@ public:
 
     /** Closes the line; direction, edge and level stay as they are. */
     virtual ~Gpio();
+
+    /** Drives an output; on an input nothing is written. */
+    void setGpioValue(GpioValue value);
+
+    /**
+     * Changes the direction. A line that becomes an output is low from its first moment on. Edge
+     * and descriptor stay as they are. Some kernels refuse to drive a line that has an edge set.
+     */
+    void setGpioDirection(GpioDirections direction);
+
+    /**
+     * Reads an input now.
+     * @return 0, 1, or 255 if that failed or the line is an output
+     */
+    int getGpioValue();
+
+    /**
+     * What getGpioValue() returned last; the line is read only if that is not known. Edges and
+     * setGpioValue() do not change it.
+     */
+    int getGpioValueCached();
+
+    /**
+     * The descriptor of the value file, for poll() and its like; -1 or -2 if the line is not open.
+     * It stays the object's: do not close it.
+     */
+    int getGpioFd();
+
+    /** @name For special use
+     *  @{ */
 
     /**
      * Chooses the folder of a line on one of the processor's banks. Done by the constructor.
@@ -99,33 +132,6 @@ public:
      */
     int openGpio();
 
-    /** Drives an output; on an input nothing is written. */
-    void setGpioValue(GpioValue value);
-
-    /**
-     * Changes the direction. A line that becomes an output is low from its first moment on. Edge
-     * and descriptor stay as they are. Some kernels refuse to drive a line that has an edge set.
-     */
-    void setGpioDirection(GpioDirections direction);
-
-    /**
-     * Reads an input now.
-     * @return 0, 1, or 255 if that failed or the line is an output
-     */
-    int getGpioValue();
-
-    /**
-     * @return what getGpioValue() returned last; the line is read only if that is not known.
-     *         Edges and setGpioValue() do not change it.
-     */
-    int getGpioValueCached();
-
-    /**
-     * @return the descriptor of the value file for poll() and its like; -1 or -2 if the line is
-     *         not open. It stays the object's: do not close it.
-     */
-    int getGpioFd();
-
     /** Where the processor's banks are, with a "/" at the end. Point it elsewhere for a test. */
     static const char *gpioImx28Path;
     /** Where the expanders are, with a "/" at the end. Point it elsewhere for a test. */
@@ -137,6 +143,7 @@ public:
     static char gpioImx28ChipAddresses[5][10];
     /** The folder of each expander below gpioI2c0Path. */
     static char gpioI2cChipAddresses[5][10];
+    /** @} */
 
 private:
     Q_DISABLE_COPY(Gpio)
@@ -151,10 +158,10 @@ private:
 
 /** @name The enumerations of Gpio, for code that names them without the class
  *  @{ */
-typedef Gpio::Gpios Gpios;
-typedef Gpio::GpioDirections GpioDirections;
-typedef Gpio::GpioEdges GpioEdges;
-typedef Gpio::GpioValue GpioValue;
+typedef Gpio::Gpios Gpios;                   ///< The number of a line.
+typedef Gpio::GpioDirections GpioDirections; ///< Who drives a line.
+typedef Gpio::GpioEdges GpioEdges;           ///< What wakes a waiting program.
+typedef Gpio::GpioValue GpioValue;           ///< The level of a line.
 /** @} */
 
 #endif

@@ -2,6 +2,9 @@
 #ifndef QVCOMMON_KIVINTERFACE_H
 #define QVCOMMON_KIVINTERFACE_H
 
+/** @file
+ *  @brief The class KivInterface; brings QXmlStreamReader along for its special uses. */
+
 #include "qvcommonexport.h"
 
 #include <QtCore/QObject>
@@ -31,9 +34,13 @@ class SignalEmitter;
  * @code
  * KivInterface kiv(nullptr);
  * QObject::connect(&kiv, SIGNAL(kivLocalUnixSocketConnectedSignal()), app, SLOT(ask()));
- * QObject::connect(&kiv, SIGNAL(kivGetSignal(QString,QString)), app, SLOT(show(QString,QString)));
- * ...
- * void App::ask() { KivInterface::requestDataGet("r1", "/state/sensors"); }
+ * QObject::connect(&kiv, SIGNAL(kivGetSignal(QString, QString)), app,
+ *                  SLOT(show(QString, QString)));
+ * QObject::connect(&kiv, SIGNAL(kivErrorSignal(QString, QString, QString)), app,
+ *                  SLOT(complain(QString, QString, QString)));
+ *
+ * // In the slot ask():
+ * KivInterface::requestDataGet("r1", "/state/sensors");
  * @endcode
  *
  * **References.** Every request carries a reference that the application chooses; the reply, and
@@ -56,7 +63,7 @@ class QVCOMMON_EXPORT KivInterface : public QObject
     Q_OBJECT
 public:
     /** The daemon that a message goes to. */
-    enum KIVTARGET_ENUM : int {
+    enum KIVTARGET_ENUM QVCOMMON_INT_ENUM {
         KIVTARGET_LOCAL = 0, ///< the local daemon, over the Unix socket
         KIVTARGET_DOMAIN = 1 ///< the domain daemon, over TCP
     };
@@ -72,13 +79,15 @@ public:
     /** Drops both connections; KivInterface::instance is null afterwards. */
     virtual ~KivInterface();
 
-    /** @name Connections
-     *  @{ */
+    /** Whether the local daemon is connected; logs the state if not. */
+    bool verifyLocalKivSocketOk();
+    /** Whether the domain daemon is connected; logs the state if not. */
+    bool verifyDomainKivSocketOk();
 
-    /** Turns on the optional diagnostic output, on Trace and on Qt's debug output. */
-    static void debugPrintEnable();
-    /** Turns off the optional diagnostic output. */
-    static void debugPrintDisable();
+    /** @name Connections
+     *  The local daemon is connected to without being told; connectToLocalKivSocketSlot() does so at
+     *  once. The domain daemon needs an address and a permission.
+     *  @{ */
 
     /**
      * Sets where the domain daemon is. A change drops the current TCP connection; the next
@@ -88,41 +97,12 @@ public:
      * @return false if there is no KivInterface
      */
     static bool updateDomainServerIpAddress(const QString &address, int port);
-    /** Member behind updateDomainServerIpAddress(). */
-    void updateDomainServerIpAddressLocal(const QString &address, int port);
-
     /**
      * Allows or forbids attempts to connect to the domain daemon; forbidden at first. An open
      * connection stays open.
      * @return false if there is no KivInterface
      */
     static bool domainServerActivateTcpConnection(bool active);
-
-    /**
-     * Writes a text to the local daemon as it stands, in the local 8-bit encoding and up to the
-     * first NUL byte. The text ends with the frame separator "\f\n".
-     * @return false if there is no connection: the text is dropped. A text that is sent from a slot
-     * on the disconnected signal may be dropped although the call returns true.
-     */
-    bool sendMsgToLocalKiv(const QString &msg);
-    /** The same for the domain daemon. */
-    bool sendMsgToDomainKiv(const QString &msg);
-
-    /** @return whether the local daemon is connected; logs the state if not */
-    bool verifyLocalKivSocketOk();
-    /** @return whether the domain daemon is connected; logs the state if not */
-    bool verifyDomainKivSocketOk();
-
-    /** Asks a daemon to speak XML; done on every connection already. */
-    void setXmlFormat(KIVTARGET_ENUM target);
-
-    /** Creates the local socket; done by the constructor already. */
-    void createLocalKivSocket();
-    /** Creates the TCP socket; done by the constructor already. */
-    void createDomainKivSocket();
-
-    /** Connects whatever is not connected, every 10 seconds. */
-    virtual void timerEvent(QTimerEvent *event);
     /** @} */
 
     /** @name Requests
@@ -133,6 +113,7 @@ public:
 
     /** Asks for the data below a path; answered by kivGetSignal() or kivErrorSignal(). */
     static bool requestDataGet(const QString &ref, const QString &path);
+    /** The same for the daemon that @a target names. */
     static bool requestDataGet(const QString &ref, const QString &path, KIVTARGET_ENUM target);
 
     /**
@@ -142,6 +123,7 @@ public:
      */
     static bool requestDataEdit(const QString &ref, const QString &path, const QString &op,
                                 const QString &data);
+    /** The same for the daemon that @a target names. */
     static bool requestDataEdit(const QString &ref, const QString &path, const QString &op,
                                 const QString &data, KIVTARGET_ENUM target);
 
@@ -150,6 +132,7 @@ public:
      * @param tag the element that names the kind of subscription to the daemon
      */
     static bool requestDataSubscribe(const QString &ref, const QString &path, const QString &tag);
+    /** The same for the daemon that @a target names. */
     static bool requestDataSubscribe(const QString &ref, const QString &path, const QString &tag,
                                      KIVTARGET_ENUM target);
     /**
@@ -159,6 +142,7 @@ public:
      */
     static bool requestDataSubscribe(const QString &ref, const QString &path, const QString &tag,
                                      const QString &rpathMatch, const QString &sendNow);
+    /** The same for the daemon that @a target names. */
     static bool requestDataSubscribe(const QString &ref, const QString &path, const QString &tag,
                                      const QString &rpathMatch, const QString &sendNow,
                                      KIVTARGET_ENUM target);
@@ -173,30 +157,33 @@ public:
 
     /** Sends a request that the caller has written whole, without its line end and separator. */
     static bool requestData(const QString &message, KIVTARGET_ENUM target);
-
-    /** Switches the daemon's own validation off or on. The answer carries no reference. */
-    static bool requestSendKivDebugValidateOff(const QString &value);
-    static bool requestSendKivDebugValidateOff(const QString &value, KIVTARGET_ENUM target);
-
-    /** Member behind requestDataGet(). Path and reference stand the other way round. */
-    bool sendKivGetMesssage(const QString &path, const QString &ref, KIVTARGET_ENUM target);
-    /** Member behind requestDataEdit(). */
-    bool sendKivEditMesssage(const QString &path, const QString &ref, const QString &op,
-                             const QString &data, KIVTARGET_ENUM target);
-    /** Member behind requestDataSubscribe(). */
-    bool sendKivSubscribeMesssage(const QString &path, const QString &ref, const QString &tag,
-                                  const QString &rpathMatch, const QString &sendNow,
-                                  KIVTARGET_ENUM target);
-    /** Member behind requestDataSubscribeSingleLevel(). */
-    bool sendKivSubscribeMesssageSingleLevel(const QString &ypath, const QString &ref,
-                                             const QString &tag, const QString &sendNow,
-                                             KIVTARGET_ENUM target);
-    /** Member behind requestData(). */
-    bool sendKivMesssage(const QString &message, KIVTARGET_ENUM target);
-    /** Member behind requestSendKivDebugValidateOff(). */
-    bool sendKivDebugValidateOff(const QString &value, KIVTARGET_ENUM target);
     /** @} */
 
+Q_SIGNALS:
+    /** @name What arrives
+     *  All are emitted from the event loop of the thread that the object belongs to.
+     *  @{ */
+
+    /** The daemon has accepted a request. */
+    void kivOkSignal(const QString &ref);
+    /** The daemon has refused a request. */
+    void kivErrorSignal(const QString &ref, const QString &typeStr, const QString &messageStr);
+    /** The answer to a get request: the content of the reply's data element, as XML text. */
+    void kivGetSignal(const QString &ref, const QString &data);
+    /** One change in subscribed data. */
+    void kivNotifySignal(const QString &ref, const QString &op, const QString &rpath,
+                         const QString &spath, const QString &data);
+    /** The local daemon is connected. */
+    void kivLocalUnixSocketConnectedSignal();
+    /** The local daemon could not be reached, or was lost. */
+    void kivLocalUnixSocketDisConnectedSignal();
+    /** The domain daemon is connected. */
+    void kivDomainTcpSocketConnectedSignal();
+    /** The domain daemon could not be reached, or was lost. */
+    void kivDomainTcpSocketDisConnectedSignal();
+    /** @} */
+
+public:
     /** @name System messages
      *  Entries of the list that the local daemon keeps under /state/sys_messages. An entry is
      *  identified by its reporter and the reporter's own reference together.
@@ -211,7 +198,7 @@ public:
      *
      *  @code
      *  KivInterface::putSysMessage("r1", "pump", "overheat", "error", "Pump is too hot", "");
-     *  ...
+     *  // When it has cooled down:
      *  KivInterface::deleteSysMessage("r2", "pump", "overheat");
      *  @endcode
      *  @{ */
@@ -279,6 +266,58 @@ public:
      */
     static bool xpathGetTextNode(QString &result, const QString &path, const QString &rootPath,
                                  const QString &subPath, const QString &xml, int index);
+    /** @} */
+
+    /** @name Diagnostics
+     *  @{ */
+
+    /** Turns on the optional diagnostic output, on Trace and on Qt's debug output. */
+    static void debugPrintEnable();
+    /** Turns off the optional diagnostic output. */
+    static void debugPrintDisable();
+    /** @} */
+
+    /** @name Requests, for special use
+     *  The static calls end here: the members, and what writes their texts.
+     *  @{ */
+
+    /** Member behind requestDataGet(). Path and reference stand the other way round, here and below. */
+    bool sendKivGetMesssage(const QString &path, const QString &ref, KIVTARGET_ENUM target);
+    /** Member behind requestDataEdit(). */
+    bool sendKivEditMesssage(const QString &path, const QString &ref, const QString &op,
+                             const QString &data, KIVTARGET_ENUM target);
+    /** Member behind requestDataSubscribe(). */
+    bool sendKivSubscribeMesssage(const QString &path, const QString &ref, const QString &tag,
+                                  const QString &rpathMatch, const QString &sendNow,
+                                  KIVTARGET_ENUM target);
+    /** Member behind requestDataSubscribeSingleLevel(). */
+    bool sendKivSubscribeMesssageSingleLevel(const QString &ypath, const QString &ref,
+                                             const QString &tag, const QString &sendNow,
+                                             KIVTARGET_ENUM target);
+    /** Member behind requestData(). */
+    bool sendKivMesssage(const QString &message, KIVTARGET_ENUM target);
+    /** Member behind requestSendKivDebugValidateOff(). */
+    bool sendKivDebugValidateOff(const QString &value, KIVTARGET_ENUM target);
+
+    /** Switches the daemon's own validation off or on. The answer carries no reference. */
+    static bool requestSendKivDebugValidateOff(const QString &value);
+    /** The same for the daemon that @a target names. */
+    static bool requestSendKivDebugValidateOff(const QString &value, KIVTARGET_ENUM target);
+
+    /**
+     * Writes a text to the local daemon as it stands, in the local 8-bit encoding and up to the
+     * first NUL byte. The text ends with the frame separator "\f\n".
+     * @return false if there is no connection: the text is dropped. A text that is sent from a slot
+     * on the disconnected signal may be dropped although the call returns true.
+     */
+    bool sendMsgToLocalKiv(const QString &msg);
+    /** The same for the domain daemon. */
+    bool sendMsgToDomainKiv(const QString &msg);
+    /** @} */
+
+    /** @name Path look-ups, for special use
+     *  The steps of which a look-up is made.
+     *  @{ */
 
     /**
      * Follows a path from where @a reader stands.
@@ -311,7 +350,7 @@ public:
     static bool xpathGetKey(const QString &text, const QString &key, QString &value);
     /** @} */
 
-    /** @name What arrives
+    /** @name The receive path, for special use
      *  The way of a received frame, open for feeding it by hand. The handlers that take a reader
      *  expect it just behind the start tag of their element and return whether that element was
      *  closed properly.
@@ -323,17 +362,29 @@ public:
     void handleHeader(QString &header);
     /** Parses one body and emits its signals. */
     void handleKivMsgBody(QString &body);
+    /** A reply: reads on to what it answers with. */
     bool handleReply(QXmlStreamReader &xml);
+    /** The element "out" of a reply: reads what is in it. */
     bool handleReplyOut(QXmlStreamReader &xml, QString &ref);
+    /** The answer to a get request. */
     bool handleReplyOutGet(QXmlStreamReader &xml, QString &ref);
+    /** The data of that answer; emits kivGetSignal(). */
     bool handleReplyOutGetData(QXmlStreamReader &xml, QString &ref);
+    /** The answer to an edit request; emits kivOkSignal(). */
     bool handleReplyOutEdit(QXmlStreamReader &xml, QString &ref);
+    /** What the daemon tells of the session; emits kivOkSignal() where it says so. */
     bool handleReplyOutSessionInfo(QXmlStreamReader &xml, QString &ref);
+    /** A refusal; emits kivErrorSignal(). */
     bool handleReplyOutError(QXmlStreamReader &xml, QString &ref);
+    /** A request; the client answers none. */
     bool handleRequest(QXmlStreamReader &xml);
+    /** A notification. */
     bool handleNotify(QXmlStreamReader &xml);
+    /** One event of a notification. */
     bool handleNotifyEvent(QXmlStreamReader &xml, QString &ref);
+    /** One change of an event; emits kivNotifySignal(). */
     bool handleNotifyEventChange(QXmlStreamReader &xml, QString &ref);
+    /** The data of a change. */
     bool handleNotifyEventChangeData(QXmlStreamReader &xml, QString &data);
     /** Logs that a body could not be understood. */
     void reportKivParsingErr(QString body);
@@ -357,24 +408,23 @@ public:
     /** What getCurrentKivMsgCrc32Value() returns. */
     static QString crc32;
 
-Q_SIGNALS:
-    /** The daemon has accepted a request. */
-    void kivOkSignal(const QString &ref);
-    /** The daemon has refused a request. */
-    void kivErrorSignal(const QString &ref, const QString &typeStr, const QString &messageStr);
-    /** The answer to a get request: the content of the reply's data element, as XML text. */
-    void kivGetSignal(const QString &ref, const QString &data);
-    /** One change in subscribed data. */
-    void kivNotifySignal(const QString &ref, const QString &op, const QString &rpath,
-                         const QString &spath, const QString &data);
-    /** The local daemon is connected. */
-    void kivLocalUnixSocketConnectedSignal();
-    /** The local daemon could not be reached, or was lost. */
-    void kivLocalUnixSocketDisConnectedSignal();
-    /** The domain daemon is connected. */
-    void kivDomainTcpSocketConnectedSignal();
-    /** The domain daemon could not be reached, or was lost. */
-    void kivDomainTcpSocketDisConnectedSignal();
+    /** @name Connections, for special use
+     *  The constructor, the timers and the sockets call these.
+     *  @{ */
+
+    /** Member behind updateDomainServerIpAddress(). */
+    void updateDomainServerIpAddressLocal(const QString &address, int port);
+
+    /** Asks a daemon to speak XML; done on every connection already. */
+    void setXmlFormat(KIVTARGET_ENUM target);
+
+    /** Creates the local socket; done by the constructor already. */
+    void createLocalKivSocket();
+    /** Creates the TCP socket; done by the constructor already. */
+    void createDomainKivSocket();
+
+    /** Connects whatever is not connected, every 10 seconds. */
+    virtual void timerEvent(QTimerEvent *event);
 
 public Q_SLOTS:
     /** Reads what has arrived from the local daemon. */
@@ -389,6 +439,8 @@ public Q_SLOTS:
     void connectedToLocalKivSlot();
     /** Greets the domain daemon. */
     void connectedToDomainKivSlot();
+    /** @} */
+
     /**
      * Connects to the local daemon unless connected or connecting. In a slot on the disconnected
      * signal the socket is not free yet; call it later.
@@ -399,6 +451,7 @@ public Q_SLOTS:
      * the disconnected signal the socket is not free yet; call it later.
      */
     void connectToDomainKivSocketSlot();
+
     /**
      * Prints a count of written bytes if the diagnostic output is on. Nothing is connected to it;
      * an application may connect the bytesWritten(qint64) of a socket.

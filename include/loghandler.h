@@ -2,6 +2,9 @@
 #ifndef QVCOMMON_LOGHANDLER_H
 #define QVCOMMON_LOGHANDLER_H
 
+/** @file
+ *  @brief The class LogHandler. */
+
 #include "qvcommonexport.h"
 
 #include <QtCore/QString>
@@ -24,8 +27,7 @@ class QTimer;
  * @code
  * Trace trace(nullptr);
  * LogHandler handler(nullptr, false);
- * handler.open("/var/log/pump/", "pump");
- * handler.startFlushTimer();
+ * handler.open("/var/log/pump/", "pump");     // in a daemon: after PidFileHandler::checkPid()
  * handler.moveToThread(&handler);             // slots run in the handler's own thread
  * QObject::connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
  *                  Qt::QueuedConnection);
@@ -76,6 +78,10 @@ public:
     /**
      * Chooses where to write: shifts the numbers of the files that are there and starts file 0.
      * A missing directory is created. May be called again to go on elsewhere.
+     *
+     * **A daemon checks its PID file first.** A second instance that calls this shifts the files of the
+     * running one away, even if it ends at once; after ten of them the history is gone.
+     *
      * @param directory put in front of the base name as it is, so it ends in "/"; give an absolute
      * one
      * @param baseName what the names of the files start with; if it is empty nothing is written
@@ -84,12 +90,6 @@ public:
      * @return false if the directory cannot be created or the file cannot be opened
      */
     bool open(const QString &directory, const QString &baseName);
-
-    /**
-     * Flushes the file each second from now on; the timer belongs to the calling thread, whose
-     * event loop it needs. It is started once.
-     */
-    void startFlushTimer();
 
     /**
      * Hands what is buffered to the system.
@@ -104,12 +104,26 @@ public:
      */
     void close(const QString &lastWords);
 
-    /** @return the name of file 0, or an empty text if no file has been opened */
+    /** The name of file 0, or an empty text if no file has been opened. */
     QString getCurrentLogFile();
+
+public Q_SLOTS:
+    /** Writes one line, in Latin-1; other characters are written as "?". */
+    void logMessage(const QString &msg);
+
+public:
+    /** @name For special use
+     *  @{ */
+
+    /**
+     * Flushes the file each second from now on; of use only where flushAfterEachLogMsg is false. The
+     * timer belongs to the calling thread, whose event loop it needs. It is started once.
+     */
+    void startFlushTimer();
 
     /**
      * Scrambles a character in place: letters and digits become the next one, "=", "/", "\" and
-     * "." become "?", "#", "&" and "@". For the application's own use.
+     * "." become "?", "#", "&" and the at sign. For the application's own use.
      */
     void obfusc(char &c);
 
@@ -122,7 +136,10 @@ public:
      */
     void rotate();
 
-    /** Starts a new file 0 that says that it continues another. @return whether it is open */
+    /**
+     * Starts a new file 0 that says that it continues another.
+     * @return whether it is open
+     */
     bool spawnNewLogFile();
 
     /** The handler constructed last, or null if that one is gone. */
@@ -131,10 +148,9 @@ public:
     static QString CLASSNAME;
 
 public Q_SLOTS:
-    /** Writes one line, in Latin-1; other characters are written as "?". */
-    void logMessage(const QString &msg);
     /** What the flush timer does: flush(), and a word on standard output. */
     void onFlushTimeout();
+    /** @} */
 
 private:
     Q_DISABLE_COPY(LogHandler)

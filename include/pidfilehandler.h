@@ -2,6 +2,9 @@
 #ifndef QVCOMMON_PIDFILEHANDLER_H
 #define QVCOMMON_PIDFILEHANDLER_H
 
+/** @file
+ *  @brief The class PidFileHandler. */
+
 #include "qvcommonexport.h"
 
 /**
@@ -11,8 +14,10 @@
  * PidFileHandler pidFile("/var/run/pumpd.pid");
  * if (pidFile.checkPid() != 0 || pidFile.writePid() == 0)
  *     std::_Exit(1);                   // another one runs: its file must stay
- * ...                                  // the daemon's work
- * @endcode                             // the destructor removes the file
+ *
+ * const int status = application.exec();
+ * return status;                       // the destructor removes the file
+ * @endcode
  *
  * The file holds the process id in decimal and a newline. It is created with mode 0644, less the
  * umask, and never truncated: behind a shorter id the end of a longer one is left, which no reader
@@ -41,7 +46,7 @@ public:
     /** Removes the file, whoever wrote it. */
     ~PidFileHandler();
 
-    /** @return the number that the file begins with; 0 if there is none, or no file */
+    /** The number that the file begins with; 0 if there is none, or no file. */
     int readPid();
 
     /**
@@ -62,12 +67,14 @@ public:
      */
     int writePid();
 
-    /** Deletes the file. @return 0, or -1 with the reason in errno */
+    /**
+     * Deletes the file.
+     * @return 0, or -1 with the reason in errno
+     */
     int removePid();
 
 private:
-    PidFileHandler(const PidFileHandler &) = delete;
-    PidFileHandler &operator=(const PidFileHandler &) = delete;
+    Q_DISABLE_COPY(PidFileHandler)
 
     const char *pidFilePath;
 };

@@ -19,4 +19,21 @@
 #    define QVCOMMON_EXPORT Q_DECL_IMPORT
 #endif
 
+/**
+ * @def QVCOMMON_INT_ENUM
+ * Gives an enumeration the size of an int. Applications may be older than C++11, where the compiler
+ * chooses the size by itself.
+ */
+/**
+ * @def QVCOMMON_INT_ENUM_END
+ * Names the last enumerator of an enumeration that has none, where it would else hold no number.
+ */
+#if __cplusplus >= 201103L
+#    define QVCOMMON_INT_ENUM : int
+#    define QVCOMMON_INT_ENUM_END(name)
+#else
+#    define QVCOMMON_INT_ENUM
+#    define QVCOMMON_INT_ENUM_END(name) name = 0x7fffffff
+#endif
+
 #endif

@@ -2,6 +2,9 @@
 #ifndef QVCOMMON_TRACE_H
 #define QVCOMMON_TRACE_H
 
+/** @file
+ *  @brief The class Trace, updateTimestamp() and flushAfterEachLogMsg. */
+
 #include "qvcommonexport.h"
 
 #include <QtCore/QList>
@@ -85,22 +88,6 @@ public:
     static void log(const QString &className, const QString &functionName, const QString &message);
 
     /**
-     * Does the work of the calls above.
-     * @param extra accepted and ignored
-     */
-    static void logId(int group, int level, const QString &className, const QString &functionName,
-                      const QString &extra, const QString &message);
-
-    /**
-     * Locks the mutex under which lines are built and delivered. It is not recursive: a thread
-     * that holds it must not log.
-     */
-    static void lock();
-
-    /** Unlocks what lock() locked. */
-    static void unlock();
-
-    /**
      * Opens syslog, or opens it again under another name; facility local0, with the process id.
      * The line that announces it goes to syslog before the name is set.
      * @param ident the name under which the process appears in syslog
@@ -117,21 +104,8 @@ public:
     /** Closes syslog if it is open. */
     void closeLoggers();
 
-    /** @return the system's text for the current value of errno */
+    /** The system's text for the current value of errno. */
     static QString getError();
-
-    /** The one Trace, or null. */
-    static Trace *instance;
-    /** Every thread that has logged, in order of its first line; a thread's tid is its index + 1. */
-    static QList<int> threadIds;
-    /** The number of the next line. */
-    static int linenumber;
-    /** Held while a line is built and delivered. */
-    static QMutex traceMutex;
-    /** Not read by the library; at the application's disposal. */
-    static bool syncLogging;
-    /** Not read by the library; at the application's disposal. */
-    static bool blockOnFullQueue;
 
 public Q_SLOTS:
     /** Switches the copy of every accepted line on Qt's debug output on or off; off at first. */
@@ -145,6 +119,40 @@ Q_SIGNALS:
      */
     void LogMessage(const QString &line);
 
+public:
+    /** @name For special use
+     *  @{ */
+
+    /**
+     * Does the work of the calls above.
+     * @param extra accepted and ignored
+     */
+    static void logId(int group, int level, const QString &className, const QString &functionName,
+                      const QString &extra, const QString &message);
+
+    /**
+     * Locks the mutex under which lines are built and delivered. It is not recursive: a thread
+     * that holds it must not log.
+     */
+    static void lock();
+
+    /** Unlocks what lock() locked. */
+    static void unlock();
+
+    /** The one Trace, or null. */
+    static Trace *instance;
+    /** Every thread that has logged, in order of its first line; a thread's tid is its index + 1. */
+    static QList<int> threadIds;
+    /** The number of the next line. */
+    static int linenumber;
+    /** Held while a line is built and delivered. */
+    static QMutex traceMutex;
+    /** Not read by the library; at the application's disposal. */
+    static bool syncLogging;
+    /** Not read by the library; at the application's disposal. */
+    static bool blockOnFullQueue;
+    /** @} */
+
 private:
     Q_DISABLE_COPY(Trace)
     friend class qvcommon::TraceCore;
@@ -157,6 +165,7 @@ private:
 };
 
 /**
+ * @relatesalso Trace
  * Writes the current local time into the buffer that trace lines take it from.
  * Call it with Trace::lock() held. A changed TZ is seen at once, a changed system time zone with the
  * next second.
@@ -164,7 +173,10 @@ private:
  */
 QVCOMMON_EXPORT char *updateTimestamp();
 
-/** Whether the log file is flushed after every line; true at first. */
+/**
+ * @relatesalso LogHandler
+ * Whether the log file is flushed after every line; true at first.
+ */
 extern QVCOMMON_EXPORT bool flushAfterEachLogMsg;
 
 #endif

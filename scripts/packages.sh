@@ -15,7 +15,7 @@ as_root() {
 }
 
 # Installs those of the named packages that are missing; asks nothing, and does nothing at all
-# when everything is there.
+# when everything is there. One at a time, when several scripts of the tree run side by side.
 need_packages() {
     local package missing=()
     for package in "$@"; do
@@ -24,9 +24,12 @@ need_packages() {
     done
     [ ${#missing[@]} -eq 0 ] && return
     echo "Installing ${missing[*]}"
-    as_root apt-get update -qq &&
-        as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
-            "${missing[@]}" >/dev/null
+    {
+        flock 8
+        as_root apt-get update -qq &&
+            as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq \
+                --no-install-recommends "${missing[@]}" >/dev/null
+    } 8<"${BASH_SOURCE[0]}"
 }
 
 # What every build of the tree needs.

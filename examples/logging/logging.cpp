@@ -44,7 +44,6 @@ int main(int argc, char *argv[])
     LogHandler handler(nullptr, false);
     if (!handler.open(application.arguments().at(1) + "/", "pump"))
         return 1;
-    handler.startFlushTimer();
     handler.moveToThread(&handler);
     QObject::connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
                      Qt::QueuedConnection);

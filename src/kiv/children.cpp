@@ -6,15 +6,16 @@ namespace qvcommon
 
 bool Children::next()
 {
-    while (!isFinished(xml)) {
+    last = QXmlStreamReader::NoToken;
+    if (isFinished(xml))
+        return false;
+    for (;;) {
         last = xml.readNext();
         if (last == QXmlStreamReader::StartElement)
             return true;
         if (isOver(last) || (last == QXmlStreamReader::EndElement && isEnd(xml.name())))
             return false;
     }
-    last = QXmlStreamReader::NoToken;
-    return false;
 }
 
 bool Children::closed() const

@@ -41,38 +41,42 @@ bool parse(const QString &step, ListStep &list)
 /** Reads up to the next start tag of that name; false at the end or at an error. */
 bool readToStart(const QString &name, TokenReader &xml)
 {
-    while (!isFinished(xml)) {
+    if (isFinished(xml))
+        return false;
+    for (;;) {
         const TokenReader::TokenType token = xml.readNext();
-        if (isOver(token))
-            return false;
         if (token == QXmlStreamReader::StartElement && xml.name() == name)
             return true;
+        if (isOver(token))
+            return false;
     }
-    return false;
 }
 
 /** Reads up to the end tag of the matching key; false at the end or at an error. */
 bool readToEntry(const ListStep &list, TokenReader &xml)
 {
+    if (isFinished(xml))
+        return false;
     bool matched = false;
-    while (!isFinished(xml)) {
-        const TokenReader::TokenType token = xml.readNext();
-        if (isOver(token))
-            return false;
+    for (;;) {
+        TokenReader::TokenType token = xml.readNext();
         if (token == QXmlStreamReader::StartElement) {
-            if (xml.name() == list.name)
+            const XmlText name = xml.name();
+            if (name == list.name)
                 continue;
-            if (xml.name() == list.key) {
-                if (xml.readNext() == QXmlStreamReader::Characters && xml.text() == list.value)
+            if (name == list.key) {
+                token = xml.readNext();
+                if (token == QXmlStreamReader::Characters && xml.text() == list.value)
                     matched = true;
-            } else if (xml.name() == list.value) {
+            } else if (name == list.value) {
                 return true; // an element named like the value ends the search as well
             }
         } else if (token == QXmlStreamReader::EndElement && matched && xml.name() == list.key) {
             return true;
         }
+        if (isOver(token))
+            return false;
     }
-    return false;
 }
 
 /** Reads the text of the next element but @a index of that name. */
@@ -94,7 +98,7 @@ bool follow(QString &result, QStringList &steps, TokenReader &xml, int index)
 {
     ListStep list;
     for (; !steps.isEmpty(); steps.removeFirst()) {
-        const QString step = steps.first();
+        const QString &step = steps.at(0);
         if (steps.size() == 1) {
             if (step != list.key)
                 return readText(result, step, xml, index);

@@ -22,13 +22,13 @@ const int longestReference = 8;
 /** What a character may be a part of; "ordinary" ones stand for themselves in a text. */
 enum CharacterClass { Ordinary = 1, InName = 2, NameStart = 4 };
 
-const int asciiEnd = 0x80;
+const uint asciiEnd = 0x80;
 
 /**
  * The classes of the characters of ASCII: 1 for ordinary ones, 3 for those that are in names too, 7
  * for those that names may begin with. A table, as it is asked for each character of a text.
  */
-const uchar classes[asciiEnd] = {
+const uchar classes[asciiEnd + 1] = {
     0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 0, 0, 0, 0, 0, // tabulator and line feed
     0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, //
     1, 1, 1, 1, 1, 1, 0, 1, 1, 1, 1, 1, 1, 3, 3, 1, // all but &
@@ -37,28 +37,28 @@ const uchar classes[asciiEnd] = {
     7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 1, 1, 1, 1, 7, //
     1, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, //
     7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 7, 1, 1, 1, 1, 1, //
+    0,                                              // all others
 };
 
-inline bool isSpace(ushort code)
+inline bool isSpace(uint code)
 {
     return code == ' ' || code == '\r' || code == '\n' || code == '\t';
 }
 
-inline bool isAscii(ushort code, CharacterClass wanted)
+inline bool isAscii(uint code, CharacterClass wanted)
 {
-    return code < asciiEnd && (classes[code] & wanted) != 0;
+    return (classes[std::min(code, asciiEnd)] & wanted) != 0;
 }
 
-inline bool isWithin(ushort code, ushort first, ushort last)
+inline bool isWithin(uint code, uint first, uint last)
 {
-    return ushort(code - first) <= last - first;
+    return code - first <= last - first;
 }
 
 /** Qt's reader gets surrogates, and all from U+FDD0 on: Qt 4 replaces some of those. */
-inline bool isOrdinary(ushort code)
+inline bool isOrdinaryBeyondAscii(uint code)
 {
-    return code < asciiEnd ? (classes[code] & Ordinary) != 0
-                           : code < 0xd800 || (code >= 0xe000 && code < 0xfdd0);
+    return isWithin(code, asciiEnd, 0xd7ff) || isWithin(code, 0xe000, 0xfdcf);
 }
 
 // All texts here end with a NUL, which stops each of these.
@@ -70,21 +70,31 @@ inline const QChar *skipSpace(const QChar *at)
     return at;
 }
 
-inline const QChar *skipName(const QChar *at)
+inline const QChar *skipInName(const QChar *at)
 {
-    if (!isAscii(at->unicode(), NameStart))
-        return at;
-    do
+    while (isAscii(at->unicode(), InName))
         ++at;
-    while (isAscii(at->unicode(), InName));
     return at;
 }
 
 inline const QChar *skipOrdinary(const QChar *at)
 {
-    while (isOrdinary(at->unicode()))
+    while (isAscii(at->unicode(), Ordinary))
         ++at;
     return at;
+}
+
+inline const QChar *skipBeyondAscii(const QChar *at)
+{
+    while (isOrdinaryBeyondAscii(at->unicode()))
+        ++at;
+    return at;
+}
+
+/** Half a surrogate pair does not count as the following character: Qt drops it while decoding. */
+inline bool isPlainBehindTag(QChar character)
+{
+    return isWithin(character.unicode(), 1, 0xd7ff);
 }
 
 inline bool is(QChar character, char expected)
@@ -113,7 +123,7 @@ uint referredCharacter(const QChar *begin, const QChar *end)
             return 0;
         code = code * base + value;
     }
-    const bool isUsual = code >= ' ' ? code < 0xd800 : isSpace(ushort(code));
+    const bool isUsual = code >= ' ' ? code < 0xd800 : isSpace(code);
     return isUsual ? code : 0;
 }
 
@@ -145,9 +155,12 @@ TokenReader::TokenReader(const QString &xml)
     , next(reinterpret_cast<const QChar *>(source.utf16())) // with a NUL behind it
     , end(next + source.size())
     , type(Qxml::NoToken)
+    , place(BeforeRoot)
+    , depth(0)
     , handedOut(0)
-    , isEmptyElement(false)
     , needsResolving(false)
+    , tagName()
+    , characters()
     , qtReader(nullptr)
 {
 }
@@ -156,23 +169,20 @@ TokenReader::TokenReader(QXmlStreamReader &xml)
     : next(nullptr)
     , end(nullptr)
     , type(Qxml::NoToken)
+    , place(WithQt)
+    , depth(0)
     , handedOut(0)
-    , isEmptyElement(false)
     , needsResolving(false)
+    , tagName()
+    , characters()
     , qtReader(&xml)
 {
 }
 
 TokenReader::TokenType TokenReader::readNext()
 {
-    if (qtReader)
-        return qtReader->readNext();
-    if (isEmptyElement) {
-        isEmptyElement = false;
-        return handOut(Qxml::EndElement);
-    }
-    if (open.isEmpty())
-        return readOutside();
+    if (place != InElement)
+        return readElsewhere();
     if (!is(*next, '<'))
         return readText();
     return is(next[1], '/') ? readEndTag() : readStartTag();
@@ -184,33 +194,39 @@ inline TokenReader::TokenType TokenReader::handOut(TokenType token)
     return type = token;
 }
 
-/** Reads what is not inside of the root. */
-TokenReader::TokenType TokenReader::readOutside()
+TokenReader::TokenType TokenReader::readElsewhere()
 {
-    switch (type) {
-    case Qxml::NoToken:
+    switch (place) {
+    case BeforeRoot:
         return readFirst();
-    case Qxml::StartDocument:
-        return readStartTag();
-    case Qxml::EndElement:
-        next = skipSpace(next);
-        return next == end ? handOut(Qxml::EndDocument) : readWithQt();
+    case AtRoot:
+        place = depth == 0 ? InEmptyElement : InElement;
+        return handOut(Qxml::StartElement);
+    case InEmptyElement:
+        place = depth == 0 ? BehindRoot : InElement;
+        return handOut(Qxml::EndElement);
+    case BehindRoot:
+        return readLast();
     default:
-        return readWithQt();
+        return qtReader->readNext();
     }
 }
 
 /** Without a root Qt's reader does not even hand out the beginning of the document. */
 TokenReader::TokenType TokenReader::readFirst()
 {
-    const QChar *const root = skipSpace(next);
-    next = root;
-    if (!is(*root, '<') || !scanStartTag())
+    next = skipSpace(next);
+    if (!is(*next, '<') || !scanStartTag())
         return readWithQt();
-    next = root;
-    isEmptyElement = false;
-    open.clear();
+    place = AtRoot;
     return handOut(Qxml::StartDocument);
+}
+
+TokenReader::TokenType TokenReader::readLast()
+{
+    next = skipSpace(next);
+    const bool isLast = next == end && type == Qxml::EndElement;
+    return isLast ? handOut(Qxml::EndDocument) : readWithQt();
 }
 
 inline TokenReader::TokenType TokenReader::readStartTag()
@@ -223,14 +239,10 @@ inline TokenReader::TokenType TokenReader::readEndTag()
     return scanEndTag() ? handOut(Qxml::EndElement) : readWithQt();
 }
 
-inline TokenReader::TokenType TokenReader::readText()
-{
-    return scanText() ? handOut(Qxml::Characters) : readWithQt();
-}
-
 /** Lets Qt's reader take over from the token that this one has reached. */
 TokenReader::TokenType TokenReader::readWithQt()
 {
+    place = WithQt;
     own.reset(new QXmlStreamReader);
     qtReader = own.get();
     if (!limitsEntities() && hasGrowingEntities(source)) {
@@ -247,66 +259,84 @@ TokenReader::TokenType TokenReader::readWithQt()
 bool TokenReader::scanStartTag()
 {
     const QChar *const begin = next + 1;
-    const QChar *at = skipName(begin);
-    if (at == begin || at - begin > longestPlainName)
+    if (!isAscii(begin->unicode(), NameStart))
         return false;
-    tagName = XmlText(begin, at);
-    at = skipSpace(at);
-    isEmptyElement = is(*at, '/');
-    at += isEmptyElement;
-    if (!isEmptyElement)
-        open.append(tagName);
-    return scanTagEnd(at);
+    const QChar *const behind = skipInName(begin + 1);
+    if (behind - begin > longestPlainName || depth == DeepestPlain)
+        return false;
+    const QChar *at = skipSpace(behind);
+    const bool isEmpty = is(*at, '/');
+    if (isEmpty)
+        ++at;
+    if (!is(*at, '>') || (!isPlainBehindTag(at[1]) && !(isEmpty && depth == 0)))
+        return false;
+    next = at + 1;
+    tagName = XmlText(begin, behind);
+    if (isEmpty)
+        place = InEmptyElement;
+    else
+        open[depth++] = XmlText(begin, behind);
+    return true;
 }
 
 /** Scans an end tag, which begins here with "</". */
 inline bool TokenReader::scanEndTag()
 {
-    const QChar *const begin = next + 2;
-    const XmlText opened = open[open.size() - 1];
-    open.removeLast();
-    if (end - begin < opened.size() || !std::equal(opened.begin(), opened.end(), begin))
-        return false;
-    tagName = XmlText(begin, begin + opened.size());
-    return scanTagEnd(skipSpace(tagName.end()));
-}
-
-/** Half a surrogate pair does not count as the following character: Qt drops it while decoding. */
-inline bool TokenReader::scanTagEnd(const QChar *at)
-{
+    const XmlText name = open[--depth];
+    const QChar *at = next + 2;
+    for (const QChar character : name) {
+        if (*at != character)
+            return false;
+        ++at;
+    }
+    tagName = name;
+    at = skipSpace(at);
+    if (depth == 0)
+        place = BehindRoot;
     next = at + 1;
-    return is(*at, '>') && (isWithin(next->unicode(), 1, 0xd7ff) || open.isEmpty());
+    return is(*at, '>') && (isPlainBehindTag(*next) || depth == 0);
 }
 
-/** Scans a text up to the next "<". */
-inline bool TokenReader::scanText()
+/** Reads a text up to the next "<". */
+inline TokenReader::TokenType TokenReader::readText()
 {
     const QChar *const begin = next;
+    next = skipOrdinary(begin);
+    characters = XmlText(begin, next);
     needsResolving = false;
-    for (;;) {
-        next = skipOrdinary(next);
-        switch (next->unicode()) {
-        case '<':
-            characters = XmlText(begin, next);
-            return true;
+    return is(*next, '<') ? handOut(Qxml::Characters) : readOnText();
+}
+
+/** Reads on in a text in which not all is ordinary. */
+TokenReader::TokenType TokenReader::readOnText()
+{
+    const QChar *at = next;
+    for (; !is(*at, '<'); at = skipOrdinary(at)) {
+        const QChar *const begin = at;
+        switch (at->unicode()) {
         case '&':
-            if (!resolveReference(next))
-                return false;
+            if (!resolveReference(at))
+                return readWithQt();
             needsResolving = true;
             break;
         case '\r':
-            ++next;
+            ++at;
             needsResolving = true;
             break;
         case '>':
-            if (is(next[-1], ']')) // behind two of them it is an error
-                return false;
-            ++next;
+            if (is(at[-1], ']')) // behind two of them it is an error
+                return readWithQt();
+            ++at;
             break;
         default:
-            return false;
+            at = skipBeyondAscii(at);
+            if (at == begin)
+                return readWithQt();
         }
     }
+    next = at;
+    characters = XmlText(characters.begin(), at);
+    return handOut(Qxml::Characters);
 }
 
 /** Goes on over a reference and returns the character that it stands for, or 0 if not plain. */

@@ -5,7 +5,6 @@
 #include "qtcompat/size.h"
 
 #include <QtCore/QString>
-#include <QtCore/QVarLengthArray>
 #include <QtCore/QXmlStreamReader>
 
 #include <algorithm>
@@ -18,7 +17,8 @@ namespace qvcommon
 class XmlText
 {
 public:
-    explicit XmlText(const QChar *begin = nullptr, const QChar *end = nullptr)
+    XmlText() = default; ///< of no value
+    XmlText(const QChar *begin, const QChar *end)
         : first(begin)
         , behind(end)
     {
@@ -44,8 +44,8 @@ inline bool operator==(const XmlText &text, const QString &other)
 /**
  * Reads XML token by token, with the names and the answers of QXmlStreamReader.
  *
- * It reads plain texts itself, in place: elements without attributes, their texts, predefined
- * entities and character references. Whatever is not plain, and every error, is left to a
+ * It reads plain texts itself, in place: elements without attributes, 64 deep at most, their texts,
+ * predefined entities and character references. Whatever is not plain, and every error, is left to a
  * QXmlStreamReader. That one gets the whole text and first passes over the tokens that were handed
  * out already, so each token here must be one that Qt's reader hands out too. Qt's reader hands out a
  * tag only when it has seen the character behind it. So a tag is plain only if one follows; behind
@@ -93,19 +93,31 @@ private:
 
     typedef QXmlStreamReader Qxml;
 
+    /** Where the next token is. */
+    enum Place {
+        InElement,
+        InEmptyElement, ///< behind its start tag, which is its end tag as well
+        BeforeRoot,
+        AtRoot, ///< its start tag has been scanned, but not handed out
+        BehindRoot,
+        WithQt ///< the other reader has it
+    };
+
+    enum { DeepestPlain = 64 };
+
     XmlText nameFromQt() const;
     XmlText textFromQt() const;
     TokenType handOut(TokenType token);
-    TokenType readOutside();
+    TokenType readElsewhere();
     TokenType readFirst();
+    TokenType readLast();
     TokenType readStartTag();
     TokenType readEndTag();
     TokenType readText();
+    TokenType readOnText();
     TokenType readWithQt();
     bool scanStartTag();
     bool scanEndTag();
-    bool scanTagEnd(const QChar *at);
-    bool scanText();
     static uint resolveReference(const QChar *&at);
     void resolveCharacters();
 
@@ -113,13 +125,14 @@ private:
     const QChar *next; ///< behind what has been scanned
     const QChar *end;
     TokenType type;
+    Place place;
+    int depth;           ///< how many elements are open
     int handedOut;       ///< how many tokens
-    bool isEmptyElement; ///< the tag is a start tag that is an end tag as well
     bool needsResolving; ///< the text is not in the source as it stands
     XmlText tagName;
     XmlText characters;
-    QString resolved;                  ///< what holds the text once it has been resolved
-    QVarLengthArray<XmlText, 16> open; ///< the names of the elements that are not closed yet
+    QString resolved;           ///< what holds the text once it has been resolved
+    XmlText open[DeepestPlain]; ///< the names of the elements that are not closed yet
 
     std::unique_ptr<QXmlStreamReader> own;
     QXmlStreamReader *qtReader; ///< which reads in place of this one, or null

@@ -139,16 +139,21 @@ Trace::Trace(QObject *parent)
     store(instance, this);
 }
 
-// A line takes less time than putting a thread to sleep and waking it. Yielding first gives four
-// threads about the throughput of one; without it they have half of that.
+// To sleep and to be woken costs as much as several lines to a file. So a thread first yields for a
+// while. A number of times would not do instead: beside other busy processes each may take
+// milliseconds.
 void Trace::lock()
 {
-    const int patience = 20;
-    for (int tries = 0; tries < patience; ++tries) {
+    if (traceMutex.tryLock())
+        return;
+    const qint64 patience = 500000; // ns
+    QElapsedTimer waiting;
+    waiting.start();
+    do {
+        sched_yield();
         if (traceMutex.tryLock())
             return;
-        sched_yield();
-    }
+    } while (waiting.nsecsElapsed() < patience);
     traceMutex.lock();
 }
 

@@ -2,8 +2,9 @@
 #include <adc.h>
 #include <gpio.h>
 #include <kivinterface.h>
-#include <loghandler.h>
-#include <pidfilehandler.h>
+#include <qvcommon/loghandler.h>
+#include <qvcommon/pidfilehandler.h>
+#include <qvcommon/trace.h>
 #include <trace.h>
 
 #include <cstdio>

@@ -111,6 +111,22 @@ QString outcome(bool result, const QString &text)
     return QLatin1String(result ? "true " : "false ") + quoted(text);
 }
 
+/** A record without what the diagnostic output says of reads and unfinished frames. */
+QStringList withoutArrivals(const QStringList &record)
+{
+    const char *const beginnings[] = {"debug: Rcv ", "debug: Incomplete Rcv ",
+                                      "debug: Last 20 bytes", "debug: Prev + new pkg"};
+    QStringList rest;
+    for (const QString &line : record) {
+        bool isArrival = false;
+        for (const char *const beginning : beginnings)
+            isArrival = isArrival || line.startsWith(QLatin1String(beginning));
+        if (!isArrival)
+            rest << line;
+    }
+    return rest;
+}
+
 /** A difference with the name of what differs, if there is one. */
 QByteArray named(const char *name, const QByteArray &difference)
 {
@@ -225,6 +241,28 @@ QByteArray Differential::bodyInBody(const QString &body, const QString &inner)
     kiv.handleKivMsgBody(text);
     const QString actual = joined(recorder.take());
     return difference("said with a body inside", actual, expected) +
+           difference("crc32", quoted(KivInterface::crc32), quoted(plain.crc32));
+}
+
+QByteArray Differential::arrival(const std::function<void()> &arrive, const QStringList &frames,
+                                 bool debug)
+{
+    recorder.take(); // what has been said of connections
+    SpeakingHandlers plain(recorder, debug);
+    for (const QString &frame : frames) {
+        const int bodyBegin = int(frame.indexOf(QLatin1Char('<')));
+        plain.handleHeader(frame.left(bodyBegin));
+        if (bodyBegin >= 0)
+            plain.handleBody(frame.mid(bodyBegin));
+    }
+    const QString expected = joined(recorder.take());
+
+    KivInterface::crc32 = QLatin1String(untouched);
+    KivInterface::enableDebugPrint = debug;
+    arrive();
+    KivInterface::enableDebugPrint = false;
+    const QString actual = joined(withoutArrivals(recorder.take()));
+    return difference("said", actual, expected) +
            difference("crc32", quoted(KivInterface::crc32), quoted(plain.crc32));
 }
 

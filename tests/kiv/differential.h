@@ -37,6 +37,12 @@ public:
     QByteArray bodyInBody(const QString &body, const QString &inner);
 
     /**
+     * All that is said of frames that arrive, but for the diagnostic output on their arrival.
+     * @param arrive lets them arrive, as they are or in bytes
+     */
+    QByteArray arrival(const std::function<void()> &arrive, const QStringList &frames, bool debug);
+
+    /**
      * One of the handlers that work on the caller's reader: what is said, what is returned, and
      * where the reader stands then.
      * @param which any number
@@ -51,6 +57,7 @@ public:
     /** Those on the caller's reader: results, and where the reader stands then. */
     QByteArray lookUpsByReader(const Question &question, Delivery delivery);
 
+    KivInterface &client() { return kiv; }
     int signalCount() const { return recorder.signalCount; }
     /** How many look-ups have found what they looked for. */
     int foundCount;

@@ -100,6 +100,14 @@ void PlainHandlers::debugEnd(const QXmlStreamReader &xml)
         debugNode(xml);
 }
 
+void PlainHandlers::handleHeader(const QString &header)
+{
+    if (!debug)
+        return;
+    if (header.startsWith(QLatin1String("errbody:")) || header.startsWith(QLatin1String("ack:")))
+        log("handleHeader", header);
+}
+
 void PlainHandlers::handleBody(const QString &body)
 {
     if (body.isEmpty())

@@ -21,6 +21,7 @@ public:
     }
     virtual ~PlainHandlers() = default;
 
+    void handleHeader(const QString &header);
     void handleBody(const QString &body);
 
     // As the client's own: the reader stands just behind the start tag of the element.

@@ -12,6 +12,7 @@ namespace
 
 QMutex mutex;
 QStringList recorded;
+std::function<void(const QString &)> receiver;
 const char debugPrefix[] = "debug: ";
 
 void record(QtMsgType type, const QString &text)
@@ -23,8 +24,14 @@ void record(QtMsgType type, const QString &text)
     const char *const prefix = type == QtDebugMsg     ? debugPrefix
                                : type == QtWarningMsg ? "warning: "
                                                       : "other: ";
-    QMutexLocker locker(&mutex);
-    recorded.append(QLatin1String(prefix) + text);
+    std::function<void(const QString &)> call;
+    {
+        QMutexLocker locker(&mutex);
+        recorded.append(QLatin1String(prefix) + text);
+        call = receiver;
+    }
+    if (call)
+        call(text);
 }
 
 #if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
@@ -57,6 +64,7 @@ void handler(QtMsgType type, const QMessageLogContext &, const QString &text)
 MessageLog::MessageLog()
 {
     clear();
+    forward(nullptr);
     previous = qInstallMsgHandler(handler);
 }
 
@@ -92,4 +100,10 @@ void MessageLog::clear()
 {
     QMutexLocker locker(&mutex);
     recorded.clear();
+}
+
+void MessageLog::forward(const std::function<void(const QString &)> &newReceiver)
+{
+    QMutexLocker locker(&mutex);
+    receiver = newReceiver;
 }

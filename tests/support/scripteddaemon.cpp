@@ -56,7 +56,8 @@ void ScriptedDaemon::stop()
     tcpServer.close();
     while (!sockets.isEmpty()) {
         QIODevice *const socket = sockets.takeLast();
-        socket->disconnect(this);
+        if (socket) // there is none for connections before an earlier stop()
+            socket->disconnect(this);
         delete socket;
     }
 }

@@ -49,6 +49,7 @@ class tst_KivctlParts : public QObject
 private Q_SLOTS:
     void escapesAndUnescapes_data();
     void escapesAndUnescapes();
+    void keepsCarriageReturns();
     void showsTextsOnOneLine();
     void computesChecksums();
     void cutsFramesAnywhere();
@@ -84,6 +85,7 @@ void tst_KivctlParts::escapesAndUnescapes_data()
                 {"&;", "&;"},
                 {"&nbsp;", "&nbsp;"},
                 {"&#;&#x;&#0;&#x110000;&#12a;", "&#;&#x;&#0;&#x110000;&#12a;"},
+                {"&#xd800;&#xdfff;&#xd7ff;", "&#xd800;&#xdfff;\xed\x9f\xbf"},
                 {"&amp", "&amp"},
                 {"& &amp;", "& &"}};
     for (const auto &row : rows)
@@ -98,11 +100,23 @@ void tst_KivctlParts::escapesAndUnescapes()
     QCOMPARE(bytes(unescaped(escaped(text(plain)))), plain);
 }
 
+/** Readers of XML take "\r" and "\r\n" for "\n". */
+void tst_KivctlParts::keepsCarriageReturns()
+{
+    QCOMPARE(escaped("a\r\n<b>"), std::string("a&#13;\n&lt;b&gt;"));
+}
+
 void tst_KivctlParts::showsTextsOnOneLine()
 {
     QCOMPARE(onOneLine(std::string("a\nb\r\t\f\\\033\0\x7f\xc3\xa9", 12)),
              std::string("a\\nb\\r\\t\\f\\\\\\x1b\\x00\\x7f\xc3\xa9"));
     QCOMPARE(harmless("a\n\tb\r\033"), std::string("a\n\tb\\x0d\\x1b"));
+    // Those that take two bytes in UTF-8, but not their neighbours.
+    const char others[] = "\xc2\x80 \xc2\x9b"
+                          "31m\xc2\x9f \xc2\xa0\xc3\x9b\xc2";
+    const std::string shown = "\\x80 \\x9b31m\\x9f \xc2\xa0\xc3\x9b\xc2";
+    QCOMPARE(onOneLine(others), shown);
+    QCOMPARE(harmless(others), shown);
 }
 
 void tst_KivctlParts::computesChecksums()

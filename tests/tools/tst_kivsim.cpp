@@ -216,6 +216,9 @@ void tst_KivSim::understandsFrames_data()
         answer);
     row("reference with markup in it", getRequest("&lt;&amp;&gt;", "/state/blank"),
         getAnswer("&lt;&amp;&gt;", "/state/blank", "<blank> </blank>"));
+    // As it stands readers would take it for the end of a line.
+    row("carriage return", getRequest("a&#13;b", "/state/blank"),
+        getAnswer("a&#13;b", "/state/blank", "<blank> </blank>"));
     row("empty reference", getRequest("", "/state/blank"),
         getAnswer("", "/state/blank", "<blank> </blank>"));
     row("longest reference", getRequest(QByteArray(4096, 'x'), "/state/blank"),
@@ -543,6 +546,9 @@ void tst_KivSim::edits_data()
     add("delete all entries", "delete", entries, "", interfaces, "<interfaces/>");
     add("delete in all entries", "delete", entries + "/mtu", "", entries + "[name='eth1']",
         "<interface><name>eth1</name></interface>");
+    add("layout in references", "replace", "/config/system/clock",
+        "<clock>&#9;<source>gps</source>&#x20;</clock>", "/config/system/clock",
+        "<clock><source>gps</source></clock>");
     add("delete ignores data", "delete", "/config/system/dns", "<interface/>text", "/config/system",
         "<system><hostname>gateway</hostname><note>Pump &amp; valve</note><clock>"
         "<source>ntp</source><drift>50</drift></clock></system>");

@@ -74,6 +74,7 @@ private Q_SLOTS:
     void mergesLogs();
     void takesSnapshots();
     void showsWhatAPowerFailureLeaves();
+    void takesALoneRuleForText();
     void survivesHostileFiles_data();
     void survivesHostileFiles();
 
@@ -445,6 +446,16 @@ void tst_Qvlog::showsWhatAPowerFailureLeaves()
     QCOMPARE(qvlog("-q"), lineFor(1, "on") + begin + " <cut short>\n" + lineFor(1, "again") +
                               "[4096 NUL bytes] <cut short>\n");
     QVERIFY(qvlog("-q -o csv").contains("app,1,2,,,Pump,start,going on,cut\n"));
+}
+
+/** Without a second rule soon, and an entry in between. */
+void tst_Qvlog::takesALoneRuleForText()
+{
+    write("app0.log", lineFor(1, "on") + rule + "text\n\n    3 odd\n" + lineFor(4, "off"));
+    QCOMPARE(qvlog("-q"), lineFor(1, "on") + rule +
+                              "text\n    2 <a message of 360 or more characters is left out>\n"
+                              "    3 odd\n" +
+                              lineFor(4, "off"));
 }
 
 void tst_Qvlog::survivesHostileFiles_data()

@@ -14,6 +14,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/stat.h>
 
 class TestLogHandler : public LogTest
 {
@@ -21,6 +22,7 @@ class TestLogHandler : public LogTest
 private Q_SLOTS:
     void opensInAnExistingDirectory();
     void createsTheDirectory();
+    void letsTheUmaskDecide();
     void reportsADirectoryThatCannotBeCreated();
     void logsItsOwnOpening();
     void reportsAFileThatCannotBeOpened_data();
@@ -101,6 +103,29 @@ void TestLogHandler::createsTheDirectory()
     QCOMPARE(messages->lines(),
              QStringList(said("Logging to file: %1", directory + QLatin1String("app0.log"))));
     QVERIFY(QFile::exists(directory + QLatin1String("app0.log")));
+}
+
+/** Who may read the files is the application's business. */
+void TestLogHandler::letsTheUmaskDecide()
+{
+    for (const mode_t mask : {0022, 0077, 0027}) {
+        const LogFolder folder;
+        const mode_t before = umask(mask);
+        LogHandler handler(nullptr, false);
+        const bool opened = handler.open(folder.filePath(QLatin1String("logs/")), app);
+        handler.logMessage(repeated(limit));
+        handler.logMessage(repeated(1));
+        umask(before);
+        QVERIFY(opened);
+        struct stat status;
+        const QByteArray directory = QFile::encodeName(folder.filePath(QLatin1String("logs")));
+        QCOMPARE(stat(directory.constData(), &status), 0);
+        QCOMPARE(int(status.st_mode & 0777), int(0777 & ~mask));
+        for (const char *name : {"/app0.log", "/app1.log"}) {
+            QCOMPARE(stat((directory + name).constData(), &status), 0);
+            QCOMPARE(int(status.st_mode & 0777), int(0666 & ~mask));
+        }
+    }
 }
 
 void TestLogHandler::reportsADirectoryThatCannotBeCreated()

@@ -14,6 +14,7 @@
 #include <QtCore/QStringList>
 #include <QtTest/QTest>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -21,6 +22,7 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 static const char daemonProgram[] = "/bin/busybox";
@@ -37,6 +39,10 @@ public:
     QString problem;
     /** What the daemon has written behind time and host name, once it has written this much. */
     QStringList lines(int count) const;
+
+    /** Lets it stand still until resume(). */
+    void pause() { kill(process, SIGSTOP); }
+    void resume() { kill(process, SIGCONT); }
 
 private:
     QStringList written() const;
@@ -129,6 +135,7 @@ private Q_SLOTS:
     void cleanupTestCase();
     void getsWhatTraceSends();
     void getsPercentSigns();
+    void getsAllWhenItHasStoodStill();
 };
 
 static SyslogDaemon *syslogDaemon;
@@ -211,6 +218,47 @@ void TestSyslogDaemon::getsPercentSigns()
     const QStringList lines = newLines(count);
     QCOMPARE(int(lines.size()), count);
     QVERIFY(lines.at(4).endsWith(QLatin1String(": 100%")));
+}
+
+/** Meanwhile a log call does not return, and as it holds the lock, no other thread's does. */
+void TestSyslogDaemon::getsAllWhenItHasStoodStill()
+{
+    const MessageLog quiet;
+    Trace trace(nullptr);
+    trace.openSysLog(QLatin1String("pump"));
+    newLines(1);
+    const int count = 1000; // more than the system keeps for a daemon
+    std::atomic<int> sent(0);
+    std::atomic<bool> otherIsDone(false);
+    syslogDaemon->pause();
+    std::thread logger([&] {
+        for (int i = 0; i < count; ++i) {
+            Trace::log(8, 2, name, name, QString::number(i));
+            ++sent;
+        }
+    });
+    int before = -1;
+    waitFor([&] {
+        const bool standsStill = sent == before;
+        before = sent;
+        settle(200);
+        return standsStill;
+    });
+    std::thread other([&] {
+        Trace::log(8, 1, name, name, QLatin1String("not for syslog"));
+        otherIsDone = true;
+    });
+    const bool stoodStill = sent < count;
+    syslogDaemon->resume();
+    logger.join();
+    other.join();
+    QVERIFY(stoodStill);
+    QVERIFY(otherIsDone);
+    QStringList expected;
+    for (int i = 0; i < count; ++i)
+        expected << received("local0.info", QString::fromLatin1("pump[%1]").arg(getpid()),
+                             QString::number(i));
+    QCOMPARE(newLines(count), expected);
 }
 
 int main(int argc, char *argv[])

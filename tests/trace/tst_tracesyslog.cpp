@@ -2,13 +2,13 @@
 
 // What reaches syslog, as what, and in which order.
 
+#include "formatproblem.h"
 #include "random.h"
 #include "tracefixture.h"
 
 #include <QtTest/QTest>
 
 #include <climits>
-#include <printf.h>
 #include <syslog.h>
 
 class TestTraceSyslog : public TraceFixture
@@ -291,20 +291,6 @@ void TestTraceSyslog::usesTheTextAsFormat()
     QVERIFY(calls->syslogText != "(lost)");
 }
 
-/** What the C library's own parser says about a format, against the arguments there are. */
-static QByteArray problemWith(const QByteArray &format)
-{
-    int types[64];
-    const size_t count = parse_printf_format(format.constData(), 64, types);
-    if (count > 8)
-        return "too many arguments";
-    for (size_t i = 0; i < count; ++i) {
-        if ((types[i] & ~PA_FLAG_MASK) == PA_WSTRING || (types[i] & ~PA_FLAG_MASK) == PA_WCHAR)
-            return "wide";
-    }
-    return QByteArray();
-}
-
 void TestTraceSyslog::survivesAnyFormat()
 {
     const char alphabet[] = "%%%%%%0123456789.*$-+ #'IhlLqjztdiouxXeEfFgGaAcCsSpnm(y";
@@ -323,7 +309,7 @@ void TestTraceSyslog::survivesAnyFormat()
             continue;
         ++raw;
         QCOMPARE(calls->syslogFormat, format);
-        const QByteArray problem = problemWith(format);
+        const QByteArray problem = formatProblem(format);
         QVERIFY2(problem.isEmpty(), (format + ": " + problem).constData());
     }
     QVERIFY(raw > cases / 20);

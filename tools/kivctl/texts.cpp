@@ -53,23 +53,65 @@ bool appendReference(std::string &out, const std::string &name)
         digits.find_first_not_of(allowed) != std::string::npos)
         return false;
     const unsigned long code = std::stoul(digits, nullptr, isHex ? 16 : 10);
-    if (code == 0 || code > 0x10ffff)
+    const bool isSurrogate = code >= 0xd800 && code <= 0xdfff;
+    if (code == 0 || code > 0x10ffff || isSurrogate)
         return false;
     appendUtf8(out, code);
     return true;
 }
 
-bool isControl(char c)
+unsigned int byteOf(char c)
 {
-    return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
+    return static_cast<unsigned char>(c);
 }
 
-void appendHex(std::string &out, char c)
+/**
+ * @return how many bytes the control character takes that stands somewhere, 0 if none stands there.
+ * Terminals obey those of two bytes, too: U+009B is as good as an escape and a bracket.
+ */
+std::size_t controlLength(const std::string &text, std::size_t at)
 {
-    char text[8];
-    std::snprintf(text, sizeof text, "\\x%02x",
-                  static_cast<unsigned int>(static_cast<unsigned char>(c)));
-    out += text;
+    if (byteOf(text[at]) < 0x20 || text[at] == 0x7f)
+        return 1;
+    const bool isTwo = text[at] == '\xc2' && at + 1 < text.size() && byteOf(text[at + 1]) >= 0x80 &&
+                       byteOf(text[at + 1]) < 0xa0;
+    return isTwo ? 2 : 0;
+}
+
+/**
+ * Appends what stands somewhere in a text, a control character as its number.
+ * @return how many bytes that are
+ */
+std::size_t appendHarmless(std::string &out, const std::string &text, std::size_t at)
+{
+    const std::size_t length = controlLength(text, at);
+    if (length == 0) {
+        out += text[at];
+        return 1;
+    }
+    char number[8];
+    std::snprintf(number, sizeof number, "\\x%02x", byteOf(text[at + length - 1]));
+    out += number;
+    return length;
+}
+
+/** @return the letter that stands for a character behind a backslash, 0 if there is none */
+char shortForm(char c)
+{
+    switch (c) {
+    case '\n':
+        return 'n';
+    case '\r':
+        return 'r';
+    case '\t':
+        return 't';
+    case '\f':
+        return 'f';
+    case '\\':
+        return '\\';
+    default:
+        return '\0';
+    }
 }
 
 } // namespace
@@ -84,6 +126,8 @@ std::string escaped(const std::string &text)
             result += "&lt;";
         else if (c == '>')
             result += "&gt;";
+        else if (c == '\r') // which readers would take for the end of a line
+            result += "&#13;";
         else
             result += c;
     }
@@ -115,21 +159,14 @@ std::string unescaped(const std::string &markup)
 std::string onOneLine(const std::string &text)
 {
     std::string result;
-    for (const char c : text) {
-        if (c == '\n')
-            result += "\\n";
-        else if (c == '\r')
-            result += "\\r";
-        else if (c == '\t')
-            result += "\\t";
-        else if (c == '\f')
-            result += "\\f";
-        else if (c == '\\')
-            result += "\\\\";
-        else if (isControl(c))
-            appendHex(result, c);
-        else
-            result += c;
+    for (std::size_t at = 0; at < text.size();) {
+        const char letter = shortForm(text[at]);
+        if (letter) {
+            result += {'\\', letter};
+            ++at;
+        } else {
+            at += appendHarmless(result, text, at);
+        }
     }
     return result;
 }
@@ -137,11 +174,11 @@ std::string onOneLine(const std::string &text)
 std::string harmless(const std::string &text)
 {
     std::string result;
-    for (const char c : text) {
-        if (isControl(c) && c != '\n' && c != '\t')
-            appendHex(result, c);
+    for (std::size_t at = 0; at < text.size();) {
+        if (text[at] == '\n' || text[at] == '\t')
+            result += text[at++];
         else
-            result += c;
+            at += appendHarmless(result, text, at);
     }
     return result;
 }

@@ -88,9 +88,7 @@ bool Tree::load(const std::string &fileName, std::string &error)
 
 bool Tree::save(const std::string &fileName, std::string &error) const
 {
-    std::ostringstream text;
-    document.save(text, "  ", pugi::format_default, pugi::encoding_utf8);
-    return writeTextFile(fileName, text.str(), error);
+    return writeTextFile(fileName, indentedMarkup(document), error);
 }
 
 void Tree::makeRoom(size_t bytes)

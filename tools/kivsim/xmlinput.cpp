@@ -116,7 +116,24 @@ void checkTopLevel(const pugi::xml_document &document)
                                      : "no element in the message");
 }
 
-/** Visits every node: checks names and depth, drops attributes. */
+bool isBlank(const pugi::xml_node &node)
+{
+    return node.type() == pugi::node_pcdata && !node.value()[std::strspn(node.value(), " \t\r\n")];
+}
+
+/** Removes layout that was written in references, as the parser does with any other. */
+void removeLayout(pugi::xml_node element)
+{
+    pugi::xml_node child = element.first_child();
+    while (child) {
+        const pugi::xml_node next = child.next_sibling();
+        if (isBlank(child) && (next || child.previous_sibling()))
+            element.remove_child(child);
+        child = next;
+    }
+}
+
+/** Visits every node: checks names and depth, drops attributes and layout. */
 class Cleaner : public pugi::xml_tree_walker
 {
 public:
@@ -131,16 +148,30 @@ public:
             throw protocolError("element name not supported");
         while (pugi::xml_attribute attribute = node.first_attribute())
             node.remove_attribute(attribute);
+        removeLayout(node);
         return true;
     }
 };
+
+/** Readers take a carriage return for the end of a line, unless it is written like this. */
+const char carriageReturn[] = "&#13;";
 
 class StringWriter : public pugi::xml_writer
 {
 public:
     void write(const void *data, size_t size) override
     {
-        text.append(static_cast<const char *>(data), size);
+        const char *from = static_cast<const char *>(data);
+        const char *const end = from + size;
+        while (from != end) {
+            const char *const found = std::find(from, end, '\r');
+            text.append(from, found);
+            from = found;
+            if (from != end) {
+                text += carriageReturn;
+                ++from;
+            }
+        }
     }
     std::string text;
 };
@@ -149,7 +180,12 @@ public:
 class SizeWriter : public pugi::xml_writer
 {
 public:
-    void write(const void *, size_t size) override { bytes += size; }
+    void write(const void *data, size_t size) override
+    {
+        const char *const from = static_cast<const char *>(data);
+        const auto returns = size_t(std::count(from, from + size, '\r'));
+        bytes += size + returns * (sizeof carriageReturn - 2);
+    }
     size_t bytes = 0;
 };
 
@@ -181,6 +217,9 @@ std::string escaped(const std::string &text)
             break;
         case '>':
             result += "&gt;";
+            break;
+        case '\r':
+            result += carriageReturn;
             break;
         default:
             result += c;
@@ -224,6 +263,13 @@ std::string markup(const pugi::xml_node &node)
 {
     StringWriter writer;
     print(node, writer);
+    return writer.text;
+}
+
+std::string indentedMarkup(const pugi::xml_document &document)
+{
+    StringWriter writer;
+    document.save(writer, "  ", pugi::format_default, pugi::encoding_utf8);
     return writer.text;
 }
 

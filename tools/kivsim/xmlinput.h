@@ -47,7 +47,10 @@ pugi::xml_node nextElement(const pugi::xml_node &element);
 /** @return the markup of one node with all that is in it, on one line */
 std::string markup(const pugi::xml_node &node);
 
-/** @return the length of that markup */
+/** @return the markup of a document for people, on many lines */
+std::string indentedMarkup(const pugi::xml_document &document);
+
+/** @return the length of the markup on one line */
 size_t markupSize(const pugi::xml_node &node);
 
 /** @return whether the name is one that every reader of the protocol copes with */

@@ -249,7 +249,7 @@ void EntryParser::handleTrailer(const char *line, std::size_t length)
         finishTrailer(true);
     } else if (pieces.size() == mostPieces || parseLine(line, length, entry)) {
         finishTrailer(false);
-        handleFree(line, length);
+        handle(line, length);
     } else {
         pieces.push_back(std::string(line, length));
     }
@@ -258,14 +258,17 @@ void EntryParser::handleTrailer(const char *line, std::size_t length)
 void EntryParser::finishTrailer(bool complete)
 {
     state = Free;
-    std::string words = joined(pieces);
     if (!complete) {
+        // It was none, so its lines are lines as any others.
+        std::vector<std::string> lines;
+        lines.swap(pieces);
         const std::string rule(trailerRule, '=');
         emitText(rule.data(), rule.size());
-        for (const std::string &piece : pieces)
-            emitText(piece.data(), piece.size());
+        for (const std::string &line : lines)
+            handle(line.data(), line.size());
         return;
     }
+    std::string words = joined(pieces);
     const std::size_t endLength = std::strlen(lastWordsEnd);
     if (words.size() >= endLength &&
         words.compare(words.size() - endLength, endLength, lastWordsEnd) == 0)
