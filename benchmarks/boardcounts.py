@@ -6,12 +6,8 @@ import argparse
 import os
 import sys
 
+from counts import MARK_BEGIN, MARK_END, Count, compare
 from report import Broken, replace_between
-
-TOLERATED = 0.05
-# The table that counts.py has written into the document gets another column.
-MARK_BEGIN = "<!-- made by ./bench --count --record: begin -->"
-MARK_END = "<!-- made by ./bench --count --record: end -->"
 
 
 def read_counts(lines):
@@ -35,22 +31,6 @@ def write_recorded(path, counts):
         file.writelines(f"{name}\t{count}\n" for name, count in counts.items())
 
 
-def compare(counts, recorded):
-    """Prints all counts. @return what is worse than recorded, or recorded on one side alone"""
-    wrong = [f"{name} is not counted on the board any more" for name in recorded
-             if name not in counts]
-    for name, count in counts.items():
-        if name not in recorded:
-            print(f"{name:24} {count:9}  not recorded")
-            wrong.append(f"{name} is not recorded for the board: ./bench --count --record")
-            continue
-        change = count / recorded[name] - 1
-        print(f"{name:24} {count:9}  recorded {recorded[name]:9}  {change:+.1%}")
-        if change > TOLERATED:
-            wrong.append(f"{name} takes {change:.1%} more instructions on the board than recorded")
-    return wrong
-
-
 def cells(line):
     return [cell.strip() for cell in line.strip().strip("|").split("|")]
 
@@ -70,6 +50,7 @@ def with_column(text, counts):
 
 
 def add_column(document, counts):
+    """The table that counts.py has written into the document gets another column."""
     with open(document, encoding="utf-8") as file:
         text = file.read().partition(MARK_BEGIN)[2].partition(MARK_END)[0]
     if "|" not in text:
@@ -87,7 +68,8 @@ def main():
     counts = read_file(arguments.counts)
     if not counts:
         raise Broken("the board has counted nothing")
-    wrong = compare(counts, read_file(arguments.recorded))
+    wrong = compare({name: Count(count, 0) for name, count in counts.items()},
+                    read_file(arguments.recorded), " on the board")
     if arguments.record:
         write_recorded(arguments.recorded, counts)
         add_column(arguments.record, counts)

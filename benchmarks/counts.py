@@ -69,19 +69,19 @@ def table(counts, machine):
     return "\n".join(lines)
 
 
-def compare(counts, recorded):
+def compare(counts, recorded, place=""):
     """Prints all counts. @return what is worse than recorded, or recorded on one side alone"""
-    wrong = [f"{name} is not counted any more" for name in recorded if name not in counts]
+    wrong = [f"{name} is not counted{place} any more" for name in recorded if name not in counts]
     for name, count in counts.items():
         if name not in recorded:
             print(f"{name:24} {count.instructions:9} {count.each():>6}  not recorded")
-            wrong.append(f"{name} is not recorded: ./bench --count --record")
+            wrong.append(f"{name} is not recorded{place}: ./bench --count --record")
             continue
         change = count.instructions / recorded[name] - 1
         print(f"{name:24} {count.instructions:9} {count.each():>6}  recorded {recorded[name]:9}"
               f"  {change:+.1%}")
         if change > TOLERATED:
-            wrong.append(f"{name} takes {change:.1%} more instructions than recorded")
+            wrong.append(f"{name} takes {change:.1%} more instructions{place} than recorded")
     return wrong
 
 
