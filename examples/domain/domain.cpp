@@ -48,7 +48,7 @@ public Q_SLOTS:
 
     void giveUp()
     {
-        std::fprintf(stderr, "domain: no answer within 5 seconds\n");
+        std::fprintf(stderr, "domain: no answer within 10 seconds\n");
         QCoreApplication::exit(4);
     }
 
@@ -72,7 +72,7 @@ int main(int argc, char *argv[])
                      SLOT(show(QString, QString)));
     QObject::connect(&kiv, SIGNAL(kivErrorSignal(QString, QString, QString)), &domainGet,
                      SLOT(fail(QString, QString, QString)));
-    QTimer::singleShot(5000, &domainGet, SLOT(giveUp()));
+    QTimer::singleShot(10000, &domainGet, SLOT(giveUp()));
     // [domain]
     KivInterface::updateDomainServerIpAddress(QString::fromLocal8Bit(argv[1]), port);
     KivInterface::domainServerActivateTcpConnection(true); // off at first

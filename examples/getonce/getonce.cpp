@@ -41,7 +41,7 @@ public Q_SLOTS:
 
     void giveUp()
     {
-        std::fprintf(stderr, "getonce: no answer within 5 seconds; does the daemon run?\n");
+        std::fprintf(stderr, "getonce: no answer within 10 seconds; does the daemon run?\n");
         QCoreApplication::exit(4);
     }
 
@@ -65,7 +65,7 @@ int main(int argc, char *argv[])
                      SLOT(show(QString, QString)));
     QObject::connect(&kiv, SIGNAL(kivErrorSignal(QString, QString, QString)), &getOnce,
                      SLOT(fail(QString, QString, QString)));
-    QTimer::singleShot(5000, &getOnce, SLOT(giveUp()));
+    QTimer::singleShot(10000, &getOnce, SLOT(giveUp()));
     // At once; by itself the library makes the first attempt after two seconds.
     QTimer::singleShot(0, &kiv, SLOT(connectToLocalKivSocketSlot()));
     return application.exec();

@@ -63,7 +63,7 @@ public Q_SLOTS:
     {
         while (!paths.isEmpty())
             finish(paths.takeFirst(), "never sent, as there is no daemon", 1);
-        endAll("no answer within 5 seconds");
+        endAll("no answer within 10 seconds");
     }
 
 private:
@@ -104,7 +104,7 @@ int main(int argc, char *argv[])
                      SLOT(succeed(QString, QString)));
     QObject::connect(&kiv, SIGNAL(kivErrorSignal(QString, QString, QString)), &requests,
                      SLOT(fail(QString, QString, QString)));
-    QTimer::singleShot(5000, &requests, SLOT(runOutOfTime()));
+    QTimer::singleShot(10000, &requests, SLOT(runOutOfTime()));
     QTimer::singleShot(0, &kiv, SLOT(connectToLocalKivSocketSlot()));
     return application.exec();
 }

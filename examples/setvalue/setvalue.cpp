@@ -72,7 +72,7 @@ public Q_SLOTS:
 
     void giveUp()
     {
-        std::fprintf(stderr, "setvalue: no answer within 5 seconds\n");
+        std::fprintf(stderr, "setvalue: no answer within 10 seconds\n");
         QCoreApplication::exit(4);
     }
 
@@ -95,7 +95,7 @@ int main(int argc, char *argv[])
     QObject::connect(&kiv, SIGNAL(kivOkSignal(QString)), &setValue, SLOT(succeed()));
     QObject::connect(&kiv, SIGNAL(kivErrorSignal(QString, QString, QString)), &setValue,
                      SLOT(fail(QString, QString, QString)));
-    QTimer::singleShot(5000, &setValue, SLOT(giveUp()));
+    QTimer::singleShot(10000, &setValue, SLOT(giveUp()));
     QTimer::singleShot(0, &kiv, SLOT(connectToLocalKivSocketSlot()));
     return application.exec();
 }

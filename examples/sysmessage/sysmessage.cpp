@@ -57,7 +57,7 @@ public Q_SLOTS:
 
     void giveUp()
     {
-        std::fprintf(stderr, "sysmessage: no answer within 5 seconds\n");
+        std::fprintf(stderr, "sysmessage: no answer within 10 seconds\n");
         QCoreApplication::exit(4);
     }
 
@@ -91,7 +91,7 @@ int main(int argc, char *argv[])
     QObject::connect(&kiv, SIGNAL(kivOkSignal(QString)), &message, SLOT(succeed()));
     QObject::connect(&kiv, SIGNAL(kivErrorSignal(QString, QString, QString)), &message,
                      SLOT(fail(QString, QString, QString)));
-    QTimer::singleShot(5000, &message, SLOT(giveUp()));
+    QTimer::singleShot(10000, &message, SLOT(giveUp()));
     QTimer::singleShot(0, &kiv, SLOT(connectToLocalKivSocketSlot()));
     return application.exec();
 }

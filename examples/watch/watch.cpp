@@ -69,7 +69,7 @@ private:
         std::fflush(stdout); // for those who read a pipe
     }
 
-    QStringList paths;
+    const QStringList paths;
     bool connected;
 };
 

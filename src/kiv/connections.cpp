@@ -8,6 +8,9 @@
 
 #include <QtNetwork/QTcpSocket>
 
+#include <sys/socket.h>
+#include <unistd.h>
+
 using namespace qvcommon;
 
 // Some of the texts below have a "%d" or "%s" in them that nothing ever fills. They are logged just
@@ -84,6 +87,21 @@ void writeAtOnce(Socket &socket, const QString &text)
 }
 
 /**
+ * Drops what a lost connection has left unsent. Qt 4 keeps it, and would send it ahead of the next
+ * greeting. It forgets it when a connected socket is aborted, so this one is connected to nobody for
+ * a moment.
+ */
+void dropUnsent(QLocalSocket &socket)
+{
+    int ends[2];
+    if (socket.bytesToWrite() == 0 || socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
+        return;
+    socket.setSocketDescriptor(ends[0]);
+    socket.abort();
+    close(ends[1]);
+}
+
+/**
  * Ends an attempt that the daemon neither accepts nor refuses, because its queue of connections is
  * full. Left to itself Qt would ask again without a pause, which takes all of the processor, and
  * Qt 4 and 5 would stop after half a minute without a signal and stay in this state for ever.
@@ -137,6 +155,7 @@ void KivInterface::connectToLocalKivSocketSlot()
     if (!localKivSocket || isConnectingOrConnected(localKivSocket->state()))
         return;
     localKivSocket->abort();
+    dropUnsent(*localKivSocket);
     localKivSocket->connectToServer(QLatin1String("/tmp/kivd"), QIODevice::ReadWrite);
     if (localKivSocket->state() == QLocalSocket::ConnectingState)
         giveUp(*localKivSocket);

@@ -225,7 +225,7 @@ void TestExamples::getonce()
 void TestExamples::getonceGivesUp()
 {
     QCOMPARE(run("getonce /config"), QByteArray("exit 4"));
-    QVERIFY(example->errors().endsWith("getonce: no answer within 5 seconds; does the daemon "
+    QVERIFY(example->errors().endsWith("getonce: no answer within 10 seconds; does the daemon "
                                        "run?\n"));
 }
 
