@@ -139,8 +139,8 @@ void KivInterface::connectToLocalKivSocketSlot()
 {
     if (!localKivSocket || isConnectingOrConnected(localKivSocket->state()))
         return;
-    QLocalSocket &socket =
-        *localKivSocket; // this object may be deleted in a slot on the connection
+    // A slot on the connection may delete this object; the socket then goes later.
+    QLocalSocket &socket = *localKivSocket;
     socket.abort();
     dropUnsent(socket);
     socket.connectToServer(QLatin1String("/tmp/kivd"), QIODevice::ReadWrite);
