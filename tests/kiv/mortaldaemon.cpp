@@ -30,7 +30,7 @@ QByteArray between(const QByteArray &text, const char *begin, const char *end)
     const auto to = text.indexOf(end, from);
     if (from < 0 || to < 0)
         return QByteArray();
-    const auto start = from + qstrlen(begin);
+    const auto start = from + int(qstrlen(begin));
     return text.mid(start, to - start);
 }
 

@@ -108,7 +108,7 @@ void TestLogHandler::createsTheDirectory()
 /** Who may read the files is the application's business. */
 void TestLogHandler::letsTheUmaskDecide()
 {
-    for (const mode_t mask : {0022, 0077, 0027}) {
+    for (const mode_t mask : {022U, 077U, 027U}) {
         const LogFolder folder;
         const mode_t before = umask(mask);
         LogHandler handler(nullptr, false);
