@@ -19,37 +19,49 @@ const Size separatorLength = 2;
 /** Where separators stand in a receive buffer. */
 typedef QVarLengthArray<Size, 32> Separators;
 
+ushort unicodeOf(QChar character)
+{
+    return character.unicode();
+}
+
+ushort unicodeOf(char latin1)
+{
+    return uchar(latin1);
+}
+
 /**
  * Appends text to a receive buffer, cleaned, and notes the separators in it. They can only stand in
  * what is new, and only where a line feed was kept because of the form feed before it.
  */
-void appendCleaned(QString &buffer, const QString &text, Separators &separators)
+template <typename Text>
+void appendCleaned(QString &buffer, const Text &text, Separators &separators)
 {
     const Size before = buffer.size();
     buffer.resize(before + text.size() + 1); // one more for a form feed at the end
     QChar *const begin = buffer.data();
     QChar *out = begin + before;
-    const QChar *const end = text.constData() + text.size();
-    for (const QChar *from = text.constData(); from != end;) {
-        const QChar character = *from++;
-        if (character.unicode() > formFeed) { // nearly all, and not worth more than one question
-            *out++ = character;
+    auto from = text.data();
+    const auto end = from + text.size();
+    while (from != end) {
+        const ushort character = unicodeOf(*from++);
+        if (character > formFeed) { // nearly all, and not worth more than one question
+            *out++ = QChar(character);
             continue;
         }
-        switch (character.unicode()) {
+        switch (character) {
         case tabulator:
         case lineFeed:
             break;
         case formFeed: {
-            const QChar second = from != end ? *from++ : QChar(0);
-            if (second.unicode() == lineFeed)
+            const ushort second = from != end ? unicodeOf(*from++) : ushort(0);
+            if (second == lineFeed)
                 separators.append(Size(out - begin));
-            *out++ = character;
-            *out++ = second;
+            *out++ = QChar(character);
+            *out++ = QChar(second);
             break;
         }
         default:
-            *out++ = character;
+            *out++ = QChar(character);
         }
     }
     buffer.resize(Size(out - begin));
@@ -103,23 +115,29 @@ void takeFrames(Reception &reception, QString &buffer, Size kept, const Separato
         dropFront(buffer, begin);
 }
 
-} // namespace
-
-Reception receive(QString &buffer, const QByteArray &bytes)
-{
-    return receiveText(buffer, fromCString(bytes));
-}
-
-Reception receiveText(QString &buffer, const QString &text)
+template <typename Text>
+Reception takeIn(QString &buffer, const Text &text)
 {
     Reception reception;
     Separators separators;
     const Size kept = buffer.size();
     appendCleaned(buffer, text, separators);
-    reception.received = text.size();
+    reception.received = Size(text.size());
     reception.filtered = buffer.size();
     takeFrames(reception, buffer, kept, separators);
     return reception;
+}
+
+} // namespace
+
+Reception receive(QString &buffer, const QByteArray &bytes)
+{
+    return takeIn(buffer, textOf(bytes));
+}
+
+Reception receiveText(QString &buffer, const QString &text)
+{
+    return takeIn(buffer, text);
 }
 
 void discardReceived(QString &buffer)

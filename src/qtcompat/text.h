@@ -22,6 +22,25 @@ inline QString fromCString(const QByteArray &bytes)
 #endif
 }
 
+/**
+ * The same text, to be looked through once. Where it is always in Latin-1 it is the bytes themselves,
+ * which must outlive it: a copy of each read would have the C library get and give back its memory
+ * each time, and a message of a megabyte would take half as long again.
+ */
+#if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
+typedef QString TextOfBytes;
+inline TextOfBytes textOf(const QByteArray &bytes)
+{
+    return fromCString(bytes);
+}
+#else
+typedef QLatin1String TextOfBytes;
+inline TextOfBytes textOf(const QByteArray &bytes)
+{
+    return TextOfBytes(bytes.constData());
+}
+#endif
+
 /** Splits a text, leaving out empty pieces. */
 inline QStringList splitNonEmpty(const QString &text, QChar separator)
 {
