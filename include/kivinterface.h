@@ -55,8 +55,8 @@ class SignalEmitter;
  * the object. Signals are emitted from its event loop.
  *
  * **Ownership.** The object owns its sockets and timers. A slot connected to one of the signals
- * may send requests and may delete the object; the sockets then go with the event loop. No slot on
- * them may still be running an event loop when the object goes: Qt's sockets do not survive that.
+ * may send requests, run an event loop, and delete the object, at once or later. If a slot is still
+ * running then, the sockets go when it has returned to the event loop.
  */
 class QVCOMMON_EXPORT KivInterface : public QObject
 {

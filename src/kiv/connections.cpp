@@ -4,6 +4,7 @@
 #include "common/debugline.h"
 #include "kiv/frames.h"
 #include "kiv/kivlog.h"
+#include "kiv/socketslots.h"
 #include "qtcompat/sockets.h"
 
 #include <QtCore/QPointer>
@@ -196,6 +197,8 @@ bool KivInterface::domainServerActivateTcpConnection(bool active)
 
 void KivInterface::connectedToLocalKivSlot()
 {
+    const SocketSlot slot;
+    Q_UNUSED(slot)
     kivSource.log(DebugLevel, "connectedToLocalKivSlot",
                   "Application is connceted to local kivd daemon through a unix socket.");
     kivSource.log(DebugLevel, "connectedToLocalKivSlot",
@@ -209,6 +212,8 @@ void KivInterface::connectedToLocalKivSlot()
 
 void KivInterface::connectedToDomainKivSlot()
 {
+    const SocketSlot slot;
+    Q_UNUSED(slot)
     if (enableDebugPrint) {
         kivSource.log(DebugLevel, "connectedToDomainKivSlot",
                       "Connceted to domain kivd deamon through a tcp socket.");
@@ -290,6 +295,8 @@ void KivInterface::bytesWrittenSlot(qint64 bytes)
 void KivInterface::handleDomainKivSocketErrorSlot(QAbstractSocket::SocketError socketError)
 {
     Q_UNUSED(socketError)
+    const SocketSlot slot;
+    Q_UNUSED(slot)
     kivSource.log(InfoLevel, "handleDomainKivSocketErrorSlot",
                   "KivInterface::handleDomainKivSocketErrorSlot%s");
     Q_EMIT kivDomainTcpSocketDisConnectedSignal();
@@ -297,6 +304,8 @@ void KivInterface::handleDomainKivSocketErrorSlot(QAbstractSocket::SocketError s
 
 void KivInterface::handleLocalKivSocketErrorSlot(QLocalSocket::LocalSocketError socketError)
 {
+    const SocketSlot slot;
+    Q_UNUSED(slot)
     const char *const function = "handleLocalKivSocketErrorSlot";
     kivSource.log(InfoLevel, function, "KivInterface::displayError %s");
     if (const char *const text = localErrorText(socketError))

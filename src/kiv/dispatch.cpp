@@ -6,6 +6,7 @@
 #include "kiv/kivlog.h"
 #include "kiv/notifications.h"
 #include "kiv/replies.h"
+#include "kiv/socketslots.h"
 
 #include <QtNetwork/QTcpSocket>
 
@@ -141,6 +142,8 @@ void reportDomain(const Reception &reception, const QString &buffer, Size kept)
 void KivInterface::dataFromKivDomainTcpSlot()
 {
     const SignalEmitter emitter(*this);
+    const SocketSlot slot;
+    Q_UNUSED(slot)
     if (!domainKivSocket)
         return;
     do {
@@ -156,6 +159,8 @@ void KivInterface::dataFromKivDomainTcpSlot()
 void KivInterface::dataFromKivLocalUnixSlot()
 {
     const SignalEmitter emitter(*this);
+    const SocketSlot slot;
+    Q_UNUSED(slot)
     if (!localKivSocket)
         return;
     do {

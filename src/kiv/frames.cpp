@@ -19,12 +19,12 @@ const Size separatorLength = 2;
 /** Where separators stand in a receive buffer. */
 typedef QVarLengthArray<Size, 32> Separators;
 
-ushort unicodeOf(QChar character)
+inline ushort unicodeOf(QChar character)
 {
     return character.unicode();
 }
 
-ushort unicodeOf(char latin1)
+inline ushort unicodeOf(char latin1)
 {
     return uchar(latin1);
 }

@@ -4,6 +4,7 @@
 #include "common/debugline.h"
 #include "kiv/frames.h"
 #include "kiv/kivlog.h"
+#include "kiv/socketslots.h"
 #include "qtcompat/timers.h"
 
 #include <QtNetwork/QTcpSocket>
@@ -44,18 +45,6 @@ KivInterface::KivInterface(QObject *parent)
     startTimerEvents(this, reconnectPeriod);
 }
 
-/**
- * Leaves a socket to the event loop: Qt is still working with it, as the object is being deleted in a
- * slot on one of its signals.
- */
-static void deleteBehindItsSlots(QObject *socket)
-{
-    if (!socket)
-        return;
-    socket->setParent(nullptr);
-    socket->deleteLater();
-}
-
 KivInterface::~KivInterface()
 {
     kivSource.log(InfoLevel, "~KivInterface", "Deleting KivInterface");
@@ -67,11 +56,9 @@ KivInterface::~KivInterface()
         domainKivSocket->abort();
         domainKivSocket->close();
     }
-    if (sender()) {
-        deleteBehindItsSlots(localKivSocket);
-        deleteBehindItsSlots(domainKivSocket);
-    }
     instance = nullptr;
+    SocketSlot::deleteSocket(localKivSocket);
+    SocketSlot::deleteSocket(domainKivSocket);
 }
 
 QString &KivInterface::getCurrentKivMsgCrc32Value()

@@ -76,6 +76,8 @@ private Q_SLOTS:
     void mayBeDeletedAtOnceInASlot();
     void mayBeDeletedAsSoonAsItIsConnected_data() { transports(); }
     void mayBeDeletedAsSoonAsItIsConnected();
+    void mayBeDeletedInsideAnEventLoop_data();
+    void mayBeDeletedInsideAnEventLoop();
     void mayBeDeletedLaterInASlot_data();
     void mayBeDeletedLaterInASlot();
     void mayDeleteAClientFedByHand_data();
@@ -373,6 +375,62 @@ void TestSlots::mayBeDeletedAsSoonAsItIsConnected()
     QVERIFY(spinUntil([&]() { return !KivInterface::instance; }));
     QVERIFY(settle());
     QCOMPARE(fixture.take().last(), traced("~KivInterface", "Deleting KivInterface"));
+}
+
+void TestSlots::mayBeDeletedInsideAnEventLoop_data()
+{
+    QTest::addColumn<bool>("local");
+    QTest::addColumn<bool>("inASlot");
+    QTest::addColumn<bool>("later");
+    QTest::newRow("local, by the slot itself") << true << false << false;
+    QTest::newRow("local, in another slot") << true << true << false;
+    QTest::newRow("local, later, in another slot") << true << true << true;
+    QTest::newRow("domain, by the slot itself") << false << false << false;
+    QTest::newRow("domain, in another slot") << false << true << false;
+    QTest::newRow("domain, later, in another slot") << false << true << true;
+}
+
+/** The slot that runs the loop returns to sockets that are still there. */
+void TestSlots::mayBeDeletedInsideAnEventLoop()
+{
+    QFETCH(bool, local);
+    QFETCH(bool, inASlot);
+    QFETCH(bool, later);
+    Wire wire(local);
+    QVERIFY(wire.connected);
+    KivInterface::debugPrintDisable();
+    const QPointer<QObject> localSocket(wire.socket<QLocalSocket>());
+    const QPointer<QObject> domainSocket(wire.socket<QTcpSocket>());
+    QObject *const client = wire.fixture.kiv.get();
+    bool wereThere = false;
+    const auto end = [&]() {
+        wire.fixture.kiv.release();
+        if (later)
+            client->deleteLater();
+        else
+            delete client;
+    };
+    Meddler inner(wire.fixture.kiv.get(), end,
+                  local ? SIGNAL(kivLocalUnixSocketDisConnectedSignal())
+                        : SIGNAL(kivDomainTcpSocketDisConnectedSignal()));
+    Meddler outer(wire.fixture.kiv.get(), [&]() {
+        if (inASlot)
+            wire.daemon.cut();
+        else
+            end();
+        runEventLoop();
+        wereThere = localSocket && domainSocket;
+    });
+    wire.daemon.send(getReply("1", "a") + getReply("2", "b") + "unfinished");
+    QVERIFY(spinUntil([&]() { return wereThere || !KivInterface::instance; }));
+    QVERIFY(waitFor([&]() { return !localSocket && !domainSocket; }));
+    QVERIFY(wereThere);
+    QVERIFY(!KivInterface::instance);
+    const QStringList said = wire.fixture.take();
+    QCOMPARE(said.count(got("2", "b")), 0);
+    QCOMPARE(said.last(), traced("~KivInterface", "Deleting KivInterface"));
+    wire.fixture.restart();
+    QVERIFY(wire.fixture.connectTo(wire.daemon));
 }
 
 void TestSlots::mayBeDeletedLaterInASlot_data()
