@@ -64,6 +64,17 @@ QByteArray LogFolder::readAll() const
     return all;
 }
 
+QList<int> LogFolder::numbersOf(const char *className) const
+{
+    const QByteArray name = QByteArray(" ") + className + ' ';
+    QList<int> numbers;
+    for (const QByteArray &line : readAll().split('\n')) {
+        if (line.contains(name))
+            numbers << line.left(line.indexOf(name)).trimmed().toInt();
+    }
+    return numbers;
+}
+
 QByteArray trailer(const char *lastWords)
 {
     const QByteArray rule = QByteArray(45, '=') + '\n';

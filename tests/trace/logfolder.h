@@ -26,6 +26,8 @@ public:
     QStringList entries() const;
     /** All numbered files in a row, the oldest first. */
     QByteArray readAll() const;
+    /** The numbers of all lines of a class, in their order. */
+    QList<int> numbersOf(const char *className) const;
     /** The open descriptors of log files in the folder, also of files that have been removed. */
     QList<int> descriptors() const;
 };
