@@ -105,7 +105,8 @@ void TestExamples::initTestCase()
     const QString problem = privateMountsProblem();
     if (!problem.isEmpty())
         SKIP_TEST(qPrintable(problem));
-    QVERIFY2(!QByteArray(EXAMPLES_FOLDER).startsWith("/tmp/"), "the build is hidden in /tmp");
+    if (QByteArray(EXAMPLES_FOLDER).startsWith("/tmp/"))
+        SKIP_TEST("they get a /tmp of their own, which hides this build; build it elsewhere");
 }
 
 void TestExamples::init()
