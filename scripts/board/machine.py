@@ -51,9 +51,11 @@ def send(channel, data):
 
 
 def receive(channel):
-    """@return nothing when the emulator has ended"""
+    """@return nothing when the emulator has ended, None if it has not sent anything"""
     try:
-        return channel.recv(65536)
+        return channel.recv(65536, socket.MSG_DONTWAIT)
+    except BlockingIOError:
+        return None
     except OSError:
         return b""
 

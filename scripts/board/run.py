@@ -224,6 +224,8 @@ class Session:
     def read_console(self):
         """@return false at its end"""
         data = receive(self.machine.console)
+        if data is None:  # it was read while the pins were asked
+            return True
         if not data:
             self.selector.unregister(self.machine.console)
             return False
