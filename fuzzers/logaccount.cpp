@@ -46,6 +46,7 @@ public:
                 ofFile.removeLast();
             for (const QByteArray &line : ofFile)
                 lines << withoutBlanks(line);
+            fileEnds << int(lines.size());
         }
     }
 
@@ -97,13 +98,20 @@ private:
         return line == wanted || (isClosing && line == wanted + endOfLastWords);
     }
 
+    /** How many lines the file of the last one that was struck out still has. */
+    int leftInFile() const
+    {
+        return *std::upper_bound(fileEnds.begin(), fileEnds.end(), at - 1) - at;
+    }
+
     /** A message that stands in lines of its own, of which a file that is cut may have fewer. */
     bool strikeParts(const Entry &entry, const QByteArray &message)
     {
         const QByteArray first = bytesOf(entry.raw).mid(int(entry.messageBegin));
         const int length = first.mid(int(qstrlen("[Long message("))).split(')').first().toInt();
-        const int most = length < 180 ? 1 : 2;
-        const int least = entry.kind == Entry::Cut ? 0 : most;
+        const int whole = length < 180 ? 1 : 2;
+        const int most = std::min(whole, leftInFile());
+        const int least = entry.kind == Entry::Cut ? 0 : whole;
         for (int count = most; count >= least; --count) {
             const QList<QByteArray> parts = lines.mid(at, count);
             QByteArray joined;
@@ -118,6 +126,7 @@ private:
     }
 
     QList<QByteArray> lines;
+    QList<int> fileEnds; ///< how many lines there are up to the end of each
     int at;
 };
 
