@@ -226,7 +226,8 @@ void TestExamples::getonce()
 void TestExamples::getonceGivesUp()
 {
     QCOMPARE(run("getonce /config"), QByteArray("exit 4"));
-    QVERIFY(example->errors().endsWith("getonce: no answer within 10 seconds; does the daemon "
+    // The client may try to connect at the same time, and say so behind it.
+    QVERIFY(example->errors().contains("getonce: no answer within 10 seconds; does the daemon "
                                        "run?\n"));
 }
 
