@@ -36,8 +36,8 @@
  * wait. Edges that follow each other faster than they are read arrive as one.
  *
  * **Errors.** Nothing throws. Each failure is one line of Trace, group 8 or 1, and where there is
- * a result, a value that says so. A line that the kernel refuses to configure is not noticed
- * before it is read.
+ * a result, a value that says so. If the kernel refuses the direction or the edge of a line that
+ * is opened, that is not noticed; driving a line that has not become an output fails then.
  *
  * **Threads.** One object belongs to one thread at a time; different objects are independent.
  *
@@ -128,7 +128,8 @@ public:
     /**
      * Configures the line and opens its value file. Done by the constructor; if it is called
      * again the object goes on with the new descriptor, and the old one is the caller's to close.
-     * @return the descriptor, -1 if the value file could not be opened, or -2
+     * @return the descriptor; -1 if the value file could not be opened; -2 if that of an input's
+     *         direction could not, or the value file got descriptor 0
      */
     int openGpio();
 

@@ -53,8 +53,9 @@ class TraceCore;
  *
  * **The end of the process**: threads may go on logging through exit(). When it comes to static objects
  * that were constructed before the first Trace, or before the first LogHandler::open(), log calls are
- * dropped: the destructors of such objects log nothing. A slot that throws leaves its line unfinished; the next line gets the next
- * number.
+ * dropped: the destructors of such objects log nothing.
+ *
+ * **A slot that throws** leaves its line unfinished; the next line gets the next number.
  */
 class QVCOMMON_EXPORT Trace : public QObject
 {

@@ -5,7 +5,8 @@
 // such files report no edges, so they are looked at from time to time.
 //
 //     waitedge 40
-//     mkdir -p board/gpio.1/gpio/gpio40 && touch board/gpio.1/gpio/gpio40/{direction,edge,value}
+//     mkdir -p board/gpio.1/gpio/gpio40 && touch board/gpio.1/gpio/gpio40/{direction,edge}
+//     echo 0 > board/gpio.1/gpio/gpio40/value
 //     waitedge 40 board                  then: echo 1 > board/gpio.1/gpio/gpio40/value
 //
 // Exit status: 1 the line cannot be opened or read any more, 2 wrong usage.

@@ -73,6 +73,23 @@ void setEdge(const FilePath &path, Gpio::GpioEdges edge)
     close(edgeFile);
 }
 
+/** Reads 0 or 1 afresh from a value file; anything else is logged, and unknown. */
+int readLevel(int descriptor)
+{
+    char level;
+    lseek(descriptor, 0, SEEK_SET);
+    if (read(descriptor, &level, 1) != 1)
+        debugSource.log(DebugLevel, "getGpioValue", "Failed to read()");
+    else if (level == '0')
+        return Gpio::ValueLow;
+    else if (level == '1')
+        return Gpio::ValueHigh;
+    else
+        debugSource.log(DebugLevel, "getGpioValue",
+                        QString::fromLatin1("Invalid GPIO value: %1").arg(unknownValue));
+    return unknownValue;
+}
+
 void logFileNotOpen(const FilePath &path)
 {
     source.log(
@@ -233,23 +250,14 @@ void Gpio::setGpioDirection(GpioDirections direction)
 
 int Gpio::getGpioValue()
 {
-    cachedValue = unknownValue;
-    if (direction != DirectionInput) {
-        debugSource.log(DebugLevel, "getGpioValue", "Invalid GPIO Direction");
-        return cachedValue;
-    }
-    char level;
-    lseek(fd, 0, SEEK_SET);
-    if (read(fd, &level, 1) != 1)
-        debugSource.log(DebugLevel, "getGpioValue", "Failed to read()");
-    else if (level == '0')
-        cachedValue = ValueLow;
-    else if (level == '1')
-        cachedValue = ValueHigh;
+    int value = unknownValue;
+    if (direction == DirectionInput)
+        value = readLevel(fd);
     else
-        debugSource.log(DebugLevel, "getGpioValue",
-                        QString::fromLatin1("Invalid GPIO value: %1").arg(unknownValue));
-    return cachedValue;
+        debugSource.log(DebugLevel, "getGpioValue", "Invalid GPIO Direction");
+    // Set last, because a receiver of the line may ask for what was cached before.
+    cachedValue = value;
+    return value;
 }
 
 int Gpio::getGpioValueCached()

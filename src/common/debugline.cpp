@@ -3,6 +3,7 @@
 
 #include "qtcompat/messages.h"
 #include "qtcompat/size.h"
+#include "qtcompat/text.h"
 
 #include <QtCore/QLocale>
 
@@ -25,7 +26,7 @@ DebugLine::~DebugLine()
 
 DebugLine &DebugLine::operator<<(const char *text)
 {
-    line += QLatin1String(text);
+    line += fromCString(text);
     line += QLatin1Char(' ');
     return *this;
 }

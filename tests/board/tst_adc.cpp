@@ -51,6 +51,7 @@ private Q_SLOTS:
     void seeksAndReadsOnceForEachValue();
     void readsZeroIfReadingFails_data();
     void readsZeroIfReadingFails();
+    void doesNotNoticeAFailedSeek();
     void neverClosesDescriptorZero();
     void cutsLongFileNames_data();
     void cutsLongFileNames();
@@ -301,6 +302,11 @@ void TestAdc::readsTheNumberInTheFile_data()
     QTest::newRow("65535 itself") << QByteArray("65535\n") << 65535u << 196605u;
     QTest::newRow("above 65535") << QByteArray("65536\n") << 65536u << 196608u;
     QTest::newRow("largest of 32 bits") << QByteArray("2147483647\n") << 2147483647u << 2147483645u;
+    // What a long of the machine cannot hold becomes the largest or the smallest one.
+    QTest::newRow("largest of 64 bits")
+        << QByteArray("9223372036854775807\n") << unsigned(LONG_MAX) << 3 * unsigned(LONG_MAX);
+    QTest::newRow("negative, 5 in its low 32 bits")
+        << QByteArray("-4294967291\n") << 65535u << 65535u;
     // Nineteen bytes are read; what follows them is not there.
     QTest::newRow("19 bytes") << QByteArray("0000000000000001234") << 1234u << 3702u;
     QTest::newRow("20 bytes") << QByteArray("00000000000000012345") << 1234u << 3702u;
@@ -390,6 +396,16 @@ void TestAdc::readsZeroIfReadingFails()
     QCOMPARE(input.getAdcRaw(), 0u);
     QCOMPARE(input.getAdcValue(), 0u);
     QCOMPARE(messages->lines(), QStringList());
+}
+
+void TestAdc::doesNotNoticeAFailedSeek()
+{
+    board->add("lradc/in_voltage1_raw", "0000000000000000005\n7\n");
+    Adc input(nullptr, lradc, 1, 2);
+    calls->fail("lseek */in_voltage1_raw", ESPIPE);
+    QCOMPARE(input.getAdcRaw(), 5u);
+    QCOMPARE(input.getAdcValue(), 14u);
+    QCOMPARE(input.getAdcRaw(), 0u);
 }
 
 void TestAdc::neverClosesDescriptorZero()

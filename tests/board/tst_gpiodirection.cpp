@@ -65,6 +65,32 @@ private:
 
 } // namespace
 
+/** Keeps what has been printed into a file by the time that a line is logged. */
+class OutputAtLogging : public QObject
+{
+    Q_OBJECT
+public:
+    OutputAtLogging(Trace *trace, Board *board, const char *name)
+        : board(board)
+        , name(name)
+    {
+        connect(trace, SIGNAL(LogMessage(QString)), SLOT(keep()));
+    }
+
+    QByteArray kept;
+
+private Q_SLOTS:
+    void keep()
+    {
+        std::fflush(stdout);
+        kept += board->content(name);
+    }
+
+private:
+    Board *board;
+    const char *name;
+};
+
 class TestGpioDirection : public BoardTest
 {
     Q_OBJECT
@@ -77,6 +103,8 @@ private Q_SLOTS:
     void leavesEdgeAndDescriptor();
     void reportsAFailedWrite_data();
     void reportsAFailedWrite();
+    void printsBeforeItLogs_data();
+    void printsBeforeItLogs();
     void reportsAMissingFile_data();
     void reportsAMissingFile();
     void writesNothingForOtherDirections_data();
@@ -210,6 +238,24 @@ void TestGpioDirection::reportsAFailedWrite()
     QCOMPARE(log->take(), QStringList(text("Gpio|setGpioDirection|Failed to set direction!()")));
     QCOMPARE(made.last(), text("close ") + text(directionFile));
     QCOMPARE(directionOf(gpio), from);
+}
+
+void TestGpioDirection::printsBeforeItLogs_data()
+{
+    QTest::addColumn<int>("to");
+    QTest::newRow("output") << 0;
+    QTest::newRow("input") << 1;
+}
+
+void TestGpioDirection::printsBeforeItLogs()
+{
+    QFETCH(int, to);
+    Gpio *const gpio = open(1 - to);
+    calls->fail("write */direction", EIO);
+    const OutputAtLogging atLogging(trace.data(), board.data(), "output");
+    change(gpio, to);
+    QVERIFY(!printed.isEmpty());
+    QCOMPARE(atLogging.kept, printed);
 }
 
 void TestGpioDirection::reportsAMissingFile_data()

@@ -86,6 +86,8 @@ private Q_SLOTS:
     void takesAValueFileOnDescriptorZeroForMissing_data();
     void takesAValueFileOnDescriptorZeroForMissing();
     void opensAgainWithoutClosing();
+    void forgetsItsDescriptorIfItOpensAgainInVain_data();
+    void forgetsItsDescriptorIfItOpensAgainInVain();
     void opensNothingForARefusedObject();
     void writesNoEdgeOfARefusedObject();
     void closesItsDescriptorOnExec();
@@ -487,6 +489,31 @@ void TestGpioOpening::opensAgainWithoutClosing()
     QCOMPARE(log->take(), QStringList()
                               << text(isInput) << openOk(second, "imx/gpio.1/gpio/gpio40/value"));
     QVERIFY(!calls->take().contains(text("close imx/gpio.1/gpio/gpio40/value")));
+    QCOMPARE(close(first), 0);
+}
+
+void TestGpioOpening::forgetsItsDescriptorIfItOpensAgainInVain_data()
+{
+    QTest::addColumn<int>("direction");
+    QTest::addColumn<QByteArray>("missing");
+    QTest::addColumn<int>("result");
+    QTest::newRow("output without value file") << 0 << QByteArray("value") << -1;
+    QTest::newRow("input without value file") << 1 << QByteArray("value") << -1;
+    QTest::newRow("input without direction file") << 1 << QByteArray("direction") << -2;
+}
+
+void TestGpioOpening::forgetsItsDescriptorIfItOpensAgainInVain()
+{
+    QFETCH(int, direction);
+    QFETCH(QByteArray, missing);
+    QFETCH(int, result);
+    board->addLine(line40);
+    const QScopedPointer<Gpio> line(newGpio(40, direction, 0));
+    const int first = line->getGpioFd();
+    QVERIFY(first > 0);
+    QCOMPARE(unlink((QByteArray(line40) + "/" + missing).constData()), 0);
+    QCOMPARE(line->openGpio(), result);
+    QCOMPARE(line->getGpioFd(), -1);
     QCOMPARE(close(first), 0);
 }
 

@@ -12,6 +12,8 @@
 
 #include <climits>
 #include <cstring>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 namespace
@@ -49,6 +51,7 @@ private Q_SLOTS:
     void cutsLongFileNames_data();
     void cutsLongFileNames();
     void cutsLongFolderNames();
+    void fillsTheNumberIntoTheFolderNameToo();
 
 private:
     /**
@@ -203,6 +206,21 @@ void TestGpioPaths::cutsLongFolderNames()
     message.remove(QLatin1Char('\n'));
     QVERIFY2(message.contains(text("\"%1\" for GPIO:40").arg(text(base.left(199).constData()))),
              qPrintable(message));
+}
+
+/** A placeholder in the folder's name is one of the message's, and bytes are Latin-1. */
+void TestGpioPaths::fillsTheNumberIntoTheFolderNameToo()
+{
+    const char name[] = "a%2\xe9";
+    QCOMPARE(mkdir(name, 0700), 0);
+    QCOMPARE(chdir(name), 0);
+    board->addLine("gpio.1/gpio/gpio40");
+    QCOMPARE(chdir(".."), 0);
+    Gpio::gpioImx28Path = "a%2\xe9/";
+    const QScopedPointer<Gpio> line(newGpio(40, 0, 0));
+    QVERIFY(line->getGpioFd() > 0);
+    QCOMPARE(log->take().last(),
+             QString::fromLatin1("Gpio|Gpio|gpioPath: \"a40\xe9/gpio.1/gpio\" for GPIO:40"));
 }
 
 QTEST_MAIN(TestGpioPaths)

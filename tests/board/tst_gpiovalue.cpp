@@ -24,6 +24,34 @@ const char readOne[] = "read imx/gpio.1/gpio/gpio40/value 1";
 
 } // namespace
 
+/** Asks an input for its cached value whenever a line is logged. */
+class CacheAsker : public QObject
+{
+    Q_OBJECT
+public:
+    CacheAsker(Trace *trace, Board *board, Gpio *input)
+        : board(board)
+        , input(input)
+    {
+        connect(trace, SIGNAL(LogMessage(QString)), SLOT(ask()));
+    }
+
+    QList<int> answers;
+
+private Q_SLOTS:
+    void ask()
+    {
+        // Should the line be read instead, it has another level.
+        input->setGpioDirection(Gpio::DirectionInput);
+        board->add(valueFile, "1\n");
+        answers << input->getGpioValueCached();
+    }
+
+private:
+    Board *board;
+    Gpio *input;
+};
+
 class TestGpioValue : public BoardTest
 {
     Q_OBJECT
@@ -36,9 +64,12 @@ private Q_SLOTS:
     void readsAfreshEachTime();
     void reportsAFailedRead_data();
     void reportsAFailedRead();
+    void doesNotNoticeAFailedSeek();
     void readsOnceForTheCache();
     void readsAgainWhileTheCacheIsUnknown();
     void setsTheCacheWithEveryRead();
+    void setsTheCacheBehindTheLogLine_data();
+    void setsTheCacheBehindTheLogLine();
     void refusesToReadAnOutput();
     void drivesTheLine_data();
     void drivesTheLine();
@@ -143,6 +174,18 @@ void TestGpioValue::reportsAFailedRead()
                                         << text("Gpio|getGpioValue|Failed to read()"));
 }
 
+void TestGpioValue::doesNotNoticeAFailedSeek()
+{
+    board->add(valueFile, "10");
+    Gpio *const input = open(Gpio::DirectionInput);
+    calls->fail("lseek */value", ESPIPE);
+    QCOMPARE(input->getGpioValue(), 1);
+    QCOMPARE(input->getGpioValue(), 0);
+    QCOMPARE(log->take(), QStringList());
+    QCOMPARE(input->getGpioValue(), 255);
+    QCOMPARE(log->take(), QStringList(text("Gpio|getGpioValue|Failed to read()")));
+}
+
 void TestGpioValue::readsOnceForTheCache()
 {
     board->add(valueFile, "0\n");
@@ -177,6 +220,30 @@ void TestGpioValue::setsTheCacheWithEveryRead()
     board->add(valueFile, "x\n");
     QCOMPARE(input->getGpioValue(), 255);
     board->add(valueFile, "1\n");
+    QCOMPARE(input->getGpioValueCached(), 1);
+}
+
+void TestGpioValue::setsTheCacheBehindTheLogLine_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<int>("direction");
+    QTest::newRow("invalid value") << QByteArray("x\n") << 1;
+    QTest::newRow("failed read") << QByteArray() << 1;
+    QTest::newRow("output") << QByteArray("0\n") << 0;
+}
+
+void TestGpioValue::setsTheCacheBehindTheLogLine()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(int, direction);
+    board->add(valueFile, "0\n");
+    Gpio *const input = open(Gpio::DirectionInput);
+    QCOMPARE(input->getGpioValue(), 0);
+    input->setGpioDirection(GpioDirections(direction));
+    board->add(valueFile, content);
+    const CacheAsker asker(trace.data(), board.data(), input);
+    QCOMPARE(input->getGpioValue(), 255);
+    QCOMPARE(asker.answers, QList<int>() << 0);
     QCOMPARE(input->getGpioValueCached(), 1);
 }
 

@@ -38,6 +38,8 @@ class TestDebugLine : public QObject
 private Q_SLOTS:
     void putsABlankBehindEachItem();
     void quotesTextsButEscapesNothing();
+    void takesBytesForLatin1();
+    void takesBytesForTheCodecOfCStrings();
     void writesNumbersInFull();
     void writesWarnings();
     void endsAtANul_data();
@@ -68,6 +70,27 @@ void TestDebugLine::quotesTextsButEscapesNothing()
     DebugLine() << text;
     setLocalCodec(nullptr);
     QCOMPARE(log.lines(), QStringList(QLatin1String("debug: \"") + text + QLatin1String("\" ")));
+}
+
+void TestDebugLine::takesBytesForLatin1()
+{
+    setLocalCodec("UTF-8");
+    MessageLog log;
+    DebugLine() << "\xc3\xa9\xff";
+    setLocalCodec(nullptr);
+    QCOMPARE(log.lines(), QStringList(QString(QLatin1String("debug: \xc3\xa9\xff "))));
+}
+
+void TestDebugLine::takesBytesForTheCodecOfCStrings()
+{
+    setLocalCodec("UTF-8");
+    const bool chosen = setCStringCodec("UTF-8");
+    MessageLog log;
+    DebugLine() << "\xc3\xa9";
+    setCStringCodec(nullptr);
+    setLocalCodec(nullptr);
+    const QLatin1String expected(chosen ? "debug: \xe9 " : "debug: \xc3\xa9 ");
+    QCOMPARE(log.lines(), QStringList(QString(expected)));
 }
 
 void TestDebugLine::writesNumbersInFull()

@@ -50,3 +50,20 @@ void setLocalCodec(const char *name)
 void setLocalCodec(const char *) {}
 
 #endif
+
+#if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
+
+bool setCStringCodec(const char *name)
+{
+    QTextCodec::setCodecForCStrings(name ? QTextCodec::codecForName(name) : nullptr);
+    return true;
+}
+
+#else
+
+bool setCStringCodec(const char *)
+{
+    return false;
+}
+
+#endif

@@ -9,4 +9,11 @@
  */
 void setLocalCodec(const char *name);
 
+/**
+ * Chooses what C strings are taken for, on those versions of Qt that let an application do so.
+ * @param name a codec of Qt, or null for Latin-1
+ * @return whether this version does
+ */
+bool setCStringCodec(const char *name);
+
 #endif
