@@ -115,6 +115,8 @@ private Q_SLOTS:
     void keepsTheChecksumForSlots();
     void handlesEachPartAlone_data();
     void handlesEachPartAlone();
+    void readsNoFurtherInError_data();
+    void readsNoFurtherInError();
     void appendsData();
     void signalsAHugeBody();
     void logsWithTheRightGroupsAndLevels();
@@ -254,6 +256,10 @@ void TestNotifications::signalsWhatABodySays_data()
     row("damage in change", latin1("<notify><event><change></x>"), QStringList(reported()));
     row("damage in op", latin1("<notify><event><change><op>&"),
         leftOpen() + QStringList(reported()));
+    row("damage in an empty op", latin1("<notify><event><change><op></x>"),
+        leftOpen("op") + QStringList(reported()));
+    row("damage behind the text of op", latin1("<notify><event><change><op>o</x>"),
+        QStringList(reported()));
     row("damage in data", latin1("<notify><event><change><data></x>"), QStringList(reported()));
     row("damage behind a change", latin1("<notify><event><change/></x>"),
         one(", , , , ") + QStringList(reported()));
@@ -526,6 +532,31 @@ void TestNotifications::handlesEachPartAlone()
             QVERIFY(sameRecord(fixture.take(), incomplete(outer)));
         fixture.take();
     }
+}
+
+void TestNotifications::readsNoFurtherInError_data()
+{
+    QTest::addColumn<QString>("name");
+    for (const char *name : {"notify", "event", "change", "data"})
+        QTest::newRow(name) << latin1(name);
+}
+
+void TestNotifications::readsNoFurtherInError()
+{
+    QFETCH(QString, name);
+    // More has come for a reader that was cut off: it is in error still, but not at its end.
+    QXmlStreamReader xml;
+    xml.addData(QLatin1Char('<') + name + QLatin1Char('>'));
+    while (!xml.hasError())
+        xml.readNext();
+    xml.addData(QLatin1String("<x/></") + name + QLatin1Char('>'));
+    QVERIFY(!xml.atEnd());
+    KivFixture fixture;
+    fixture.take();
+    QVERIFY(!callHandler(*fixture.kiv, name, xml));
+    QVERIFY(xml.hasError());
+    QCOMPARE(fixture.take(),
+             name == QLatin1String("change") ? QStringList(leftOpen().last()) : nothing);
 }
 
 void TestNotifications::appendsData()
