@@ -44,6 +44,31 @@ bool hasReferences(const QString &value)
     return false;
 }
 
+/** Whether a text has NULs or surrogates in it. */
+bool hasUnusual(const QString &text)
+{
+    for (const QChar character : text) {
+        const ushort code = character.unicode();
+        if (code == 0 || (code >= 0xd800 && code <= 0xdfff))
+            return true;
+    }
+    return false;
+}
+
+/**
+ * A text as the reader of Qt 4 sees it. Its UTF-8 is without halves of surrogate pairs, and the reader
+ * passes over NULs: either could stand within a word that is looked for.
+ */
+QString asRead(const QString &text)
+{
+    if (!hasUnusual(text))
+        return text;
+    const QByteArray bytes = text.toUtf8();
+    QString seen = QString::fromUtf8(bytes.constData(), bytes.size());
+    seen.remove(QChar(0));
+    return seen;
+}
+
 /** Whether the declaration that goes on at a place may be one of an entity that grows. */
 bool mayGrow(const QString &xml, Size at)
 {
@@ -65,8 +90,9 @@ bool mayGrow(const QString &xml, Size at)
 
 // The value of an entity is the first thing in quotes behind the word. Declarations may also stand
 // in another entity's value, so the search goes on behind the word and not behind the value.
-bool hasGrowingEntities(const QString &xml)
+bool hasGrowingEntities(const QString &text)
 {
+    const QString xml = asRead(text);
     const QString word = QLatin1String("<!ENTITY");
     Size at = xml.indexOf(QLatin1String("<!DOCTYPE"));
     if (at < 0)

@@ -12,7 +12,7 @@ namespace qvcommon
  * replaced: those of more than 4096 characters, and those with a reference in them. References to
  * characters do not count, unless to one that begins a reference: & or %.
  */
-bool hasGrowingEntities(const QString &xml);
+bool hasGrowingEntities(const QString &text);
 
 } // namespace qvcommon
 

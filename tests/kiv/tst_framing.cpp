@@ -374,9 +374,11 @@ void TestFraming::handlesEachKindOfFrame()
     QFETCH(QStringList, said);
     KivFixture fixture;
     fixture.take();
+    const QString before = frame;
     KivInterface::debugPrintEnable();
     fixture.kiv->handleFrame(frame);
     QVERIFY(sameRecord(fixture.take(), said));
+    QCOMPARE(frame, before);
 
     // Without the debug output the signals and the reports are left.
     KivInterface::debugPrintDisable();

@@ -115,6 +115,8 @@ private Q_SLOTS:
     void keepsTheChecksumForSlots();
     void handlesEachPartAlone_data();
     void handlesEachPartAlone();
+    void readsNoFurtherInError_data();
+    void readsNoFurtherInError();
     void appendsData();
     void signalsAHugeBody();
     void logsWithTheRightGroupsAndLevels();
@@ -176,6 +178,34 @@ void TestNotifications::signalsWhatABodySays_data()
     row("event below an unknown element", notification("<x><event><change/></event></x>"),
         one("s1, , , , "));
     row("change in a change", change("<op>1</op><change><op>2</op></change>"), one("s1, 2, , , "));
+    row("event in an event ends it",
+        notification("<event><change><op>1</op></change><event><change><op>2</op></change></event>"
+                     "<change><op>3</op></change></event>"),
+        one("s1, 1, , , ") + one("s1, 2, , , "));
+    row("notify in a notification ends it",
+        latin1("<notify><ref>1</ref><notify><ref>2</ref><event><change/></event></notify><event>"
+               "<change/></event></notify>"),
+        one("2, , , , "));
+    row("event in a change", change("<op>1</op><event/><op>2</op>"),
+        incomplete("event") + QStringList(reported()));
+    row("notify in a change", change("<op>1</op><x><notify></notify></x>"),
+        incomplete("notify") + QStringList(reported()));
+    row("event in a change, behind another change",
+        notification("<event><change><op>1</op></change><change><event><op>2</op></event></change>"
+                     "<change><op>3</op></change></event>"),
+        one("s1, 1, , , ") + incomplete("event") + QStringList(reported()));
+    row("event in the data of a change", change("<data><event/><notify/></data>"),
+        one("s1, , , , <event></event><notify></notify>"));
+    row("text behind a comment in op", change("<op>1<!-- c -->2</op><spath>3<![CDATA[4]]></spath>"),
+        one("s1, 1, , 3, "));
+    row("CDATA of nothing replaces the former op",
+        change("<op>1</op><op><![CDATA[]]></op><rpath>r</rpath>"), one("s1, , r, , "));
+    row("checksum that is not simple", change("<crc32>&#x5d0;</crc32>"), one("s1, , , , "),
+        QString(QChar(0x5d0)));
+    row("a refused change leaves the next notification",
+        QString(latin1("<x>") + change("<op>&#x5d0;</op>") + change("<op>1</op>") +
+                change("<rpath>&#xfb10;</rpath>") + latin1("</x>")),
+        QStringList(reported()) + one("s1, 1, , , ") + QStringList(reported()));
     row("nothing in it", latin1("<notify/>"), nothing);
     row("without ref", latin1("<notify><event><change/></event></notify>"), one(", , , , "));
     row("ref behind the event", latin1("<notify><event><change/></event><ref>s1</ref></notify>"),
@@ -226,6 +256,10 @@ void TestNotifications::signalsWhatABodySays_data()
     row("damage in change", latin1("<notify><event><change></x>"), QStringList(reported()));
     row("damage in op", latin1("<notify><event><change><op>&"),
         leftOpen() + QStringList(reported()));
+    row("damage in an empty op", latin1("<notify><event><change><op></x>"),
+        leftOpen("op") + QStringList(reported()));
+    row("damage behind the text of op", latin1("<notify><event><change><op>o</x>"),
+        QStringList(reported()));
     row("damage in data", latin1("<notify><event><change><data></x>"), QStringList(reported()));
     row("damage behind a change", latin1("<notify><event><change/></x>"),
         one(", , , , ") + QStringList(reported()));
@@ -361,6 +395,9 @@ void TestNotifications::tellsNullFromEmpty_data()
     row("<notify><event><change><op>o</op><rpath>r</rpath><spath>s</spath><data>d</data></change>"
         "</event></notify>",
         "null text text text text");
+    row("<notify><ref><![CDATA[]]></ref><event><change><op><![CDATA[]]></op><spath><![CDATA[]]>"
+        "</spath><rpath><![CDATA[]]></rpath><data><![CDATA[]]></data></change></event></notify>",
+        "empty empty empty empty empty");
 }
 
 void TestNotifications::tellsNullFromEmpty()
@@ -495,6 +532,31 @@ void TestNotifications::handlesEachPartAlone()
             QVERIFY(sameRecord(fixture.take(), incomplete(outer)));
         fixture.take();
     }
+}
+
+void TestNotifications::readsNoFurtherInError_data()
+{
+    QTest::addColumn<QString>("name");
+    for (const char *name : {"notify", "event", "change", "data"})
+        QTest::newRow(name) << latin1(name);
+}
+
+void TestNotifications::readsNoFurtherInError()
+{
+    QFETCH(QString, name);
+    // More has come for a reader that was cut off: it is in error still, but not at its end.
+    QXmlStreamReader xml;
+    xml.addData(QLatin1Char('<') + name + QLatin1Char('>'));
+    while (!xml.hasError())
+        xml.readNext();
+    xml.addData(QLatin1String("<x/></") + name + QLatin1Char('>'));
+    QVERIFY(!xml.atEnd());
+    KivFixture fixture;
+    fixture.take();
+    QVERIFY(!callHandler(*fixture.kiv, name, xml));
+    QVERIFY(xml.hasError());
+    QCOMPARE(fixture.take(),
+             name == QLatin1String("change") ? QStringList(leftOpen().last()) : nothing);
 }
 
 void TestNotifications::appendsData()

@@ -243,6 +243,15 @@ void TestReplies::signalsWhatABodySays_data()
     row("ref as CDATA",
         latin1("<reply><ref><![CDATA[<7>]]></ref><out><edit><ok/></edit></out></reply>"),
         one("ok", "<7>"));
+    row("comment behind the beginning of ref",
+        latin1("<reply><ref>7<!-- c -->8</ref><out><edit><ok/></edit></out></reply>"),
+        one("ok", "7"));
+    row("CDATA behind the beginning of ref",
+        latin1("<reply><ref>7<![CDATA[8]]></ref><out><edit><ok/></edit></out></reply>"),
+        one("ok", "7"));
+    row("CDATA of nothing replaces the former ref",
+        latin1("<reply><ref>7</ref><ref><![CDATA[]]></ref><out><edit><ok/></edit></out></reply>"),
+        one("ok", ""));
     row("blanks in ref", latin1("<reply><ref> 7\r </ref><out><edit><ok/></edit></out></reply>"),
         one("ok", " 7\n "));
     row("ref in out is skipped",
@@ -263,6 +272,28 @@ void TestReplies::signalsWhatABodySays_data()
         QString(latin1("<envelope>") + reply("<edit><ok/></edit>") +
                 reply("<session_info><ok/></session_info>") + latin1("</envelope>")),
         one("ok", "7") + one("ok", "7"));
+    row("a refused error ends its reply",
+        reply("<error><type>&#x5d0;</type></error><edit><ok/></edit><get><data>1</data></get>"),
+        QStringList(reported()));
+    row("a refused error leaves the next reply",
+        QString(latin1("<envelope>") + reply("<error><message>&#xfb10;</message></error>") +
+                reply("<edit><ok/></edit>") +
+                latin1("<notify><event><change/></event></notify></envelope>")),
+        QStringList(reported()) + one("ok", "7") + one("notify", ", , , , "));
+    row("each refused error is reported",
+        QString(latin1("<envelope>") + reply("<error><type>&#x590;</type></error>") +
+                reply("<error><message>&#x10ff;</message></error>") + latin1("</envelope>")),
+        QStringList() << reported() << reported());
+    row("reference that is not simple, then one that is",
+        latin1("<reply><ref>&#x5d0;</ref><out><edit><ok/></edit></out><ref>7</ref><out><error/>"
+               "</out></reply>"),
+        one("error", "7, , "));
+    row("path and checksum that are not simple",
+        reply("<get><path>&#x5d0;</path><crc32>&#x5d0;</crc32><data>1</data></get>"),
+        one("get", "7, 1"), QString(QChar(0x5d0)));
+    row("several checksums",
+        reply("<get><crc32>1</crc32><data/><crc32>2</crc32><crc32/></get><get><crc32/></get>"),
+        one("get", "7, "), latin1("2"));
     row("names are case sensitive",
         latin1("<reply><Ref>7</Ref><Out><edit><ok/></edit></Out><out><Edit><ok/></Edit></out>"
                "</reply>"),
@@ -280,6 +311,19 @@ void TestReplies::signalsWhatABodySays_data()
         latin1("<reply><ref>1</ref><reply><ref>2</ref><out><edit><ok/></edit></out></reply><out>"
                "<edit><ok/></edit></out></reply>"),
         one("ok", "2"));
+    row("out in an out ends it",
+        reply("<out><edit><ok/></edit></out><edit><ok/></edit><get><data>1</data></get>"),
+        one("ok", "7"));
+    row("get in a get ends it", reply("<get><get><data>1</data></get><data>2</data></get>"),
+        one("get", "7, 1"));
+    row("edit in an edit ends it", reply("<edit><edit><ok/></edit><ok/></edit>"), one("ok", "7"));
+    row("session_info in a session_info ends it",
+        reply("<session_info><session_info><ok/></session_info><ok/></session_info>"),
+        one("ok", "7"));
+    row("error in an error ends it",
+        reply("<error><type>1</type><error><type>2</type></error><message>m</message></error>"),
+        one("error", "7, 2, "));
+    row("edit in an edit's ok", reply("<edit><ok><edit/></ok><ok/></edit>"), one("ok", "7"));
     row("edit in a get is skipped", reply("<get><edit><ok/></edit><data>1</data></get>"),
         one("get", "7, 1"));
     row("get in an edit is skipped", reply("<edit><get><data>1</data></get><ok/></edit>"),
@@ -532,6 +576,7 @@ void TestReplies::tellsNullFromEmpty_data()
     row("<reply><ref/><out><edit><ok/></edit></out></reply>", "null");
     row("<reply><ref></ref><out><edit><ok/></edit></out></reply>", "null");
     row("<reply><ref>7</ref><out><edit><ok/></edit></out></reply>", "text");
+    row("<reply><ref><![CDATA[]]></ref><out><edit><ok/></edit></out></reply>", "empty");
     row("<reply><ref>7</ref><out><get><data/></get></out></reply>", "text null");
     row("<reply><ref>7</ref><out><get><data></data></get></out></reply>", "text null");
     row("<reply><ref>7</ref><out><get><data><!-- c --></data></get></out></reply>", "text null");
@@ -541,6 +586,8 @@ void TestReplies::tellsNullFromEmpty_data()
     row("<reply><ref>7</ref><out><error/></out></reply>", "text null null");
     row("<reply><ref>7</ref><out><error><type/><message></message></error></out></reply>",
         "text null null");
+    row("<reply><out><error><type><![CDATA[]]></type><message/></error></out></reply>",
+        "null empty null");
     row("<reply><out><error><type>t</type><message>m</message></error></out></reply>",
         "null text text");
 }

@@ -5,6 +5,8 @@
 #include <QtCore/QCoreApplication>
 #include <QtTest/QtTest>
 
+#include <limits>
+
 namespace
 {
 
@@ -182,6 +184,16 @@ void addSubscriptions(QList<Request> &requests)
                             },
                             sent};
     }
+    const QString marked = text("<m a=\"'\">&");
+    requests << Request{"nothing escaped", FrontDoor, subscribeFunction,
+                        [=](Target target) {
+                            return KivInterface::requestDataSubscribe(marked, marked, marked,
+                                                                      marked, marked, target);
+                        },
+                        text("<request><ref>") + marked + text("</ref><rpc><subscribe><") + marked +
+                            text("><path>") + marked + text("</path><rpath_match>") + marked +
+                            text("</rpath_match><send_now>") + marked + text("</send_now></") +
+                            marked + text("></subscribe></rpc></request>\r\n\f\n")};
     requests << Request{"without options", FrontDoor, subscribeFunction,
                         [=](Target target) {
                             return KivInterface::requestDataSubscribe(ref, path, tag, target);
@@ -232,6 +244,27 @@ void addSingleLevels(QList<Request> &requests)
                                                                                      now, target);
                             },
                             sent};
+    }
+    const struct {
+        const char *name;
+        QString text;
+    } arguments[] = {{"null texts", QString()},
+                     {"empty texts", text("")},
+                     {"nothing escaped", text("<m a=\"'\">&")}};
+    for (const auto &row : arguments) {
+        const QString argument = row.text;
+        const QString now = argument.isEmpty()
+                                ? QString()
+                                : QString(text("<send_now>") + argument + text("</send_now>"));
+        requests << Request{row.name, FrontDoor, singleLevelFunction,
+                            [=](Target target) {
+                                return KivInterface::requestDataSubscribeSingleLevel(
+                                    argument, argument, argument, argument, target);
+                            },
+                            text("<request><ref>") + argument + text("</ref><rpc><subscribe><") +
+                                argument + text("><ypath>") + argument + text("</ypath>") + now +
+                                text("</") + argument +
+                                text("></subscribe></rpc></request>\r\n\f\n")};
     }
 }
 
@@ -435,7 +468,8 @@ void TestRequests::refusesAWrongTarget()
     const Request &request = requests().at(index);
     Connected connected;
     QVERIFY(connected.ok);
-    for (const int target : {2, -1, 3}) {
+    for (const int target :
+         {2, -1, 3, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()}) {
         QVERIFY(!request.call(Target(target)));
         QVERIFY(sameRecord(connected.fixture.take(), wrongTargetOf(request)));
     }

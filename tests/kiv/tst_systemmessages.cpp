@@ -31,6 +31,8 @@ private Q_SLOTS:
     void postsAMessage_data();
     void postsAMessage();
     void postsWithoutLineId();
+    void takesNullTextsForEmptyOnes();
+    void goesToTheLocalDaemonAlone();
     void stampsAMessageWithTheTimeOfPosting();
     void withdrawsAMessage_data();
     void withdrawsAMessage();
@@ -105,6 +107,12 @@ void TestSystemMessages::postsAMessage_data()
                 "<src_path>/state/sys_messages</src_path><level>error</level>"
                 "<line_id>3</line_id><timestamp>TIMESTAMP</timestamp><text>Disk full</text>"
                 "<msgdata><disk>sda</disk></msgdata></sys_message></sys_messages>");
+    QTest::newRow("line id of one blank")
+        << texts("r|app|7|error| |t|d")
+        << text("<sys_messages><sys_message><reporter>app</reporter><rep_ref>7</rep_ref>"
+                "<src_path>/state/sys_messages</src_path><level>error</level>"
+                "<line_id> </line_id><timestamp>TIMESTAMP</timestamp><text>t</text>"
+                "<msgdata>d</msgdata></sys_message></sys_messages>");
     QTest::newRow("everything empty")
         << texts("||||||")
         << text("<sys_messages><sys_message><reporter></reporter><rep_ref></rep_ref>"
@@ -149,6 +157,12 @@ void TestSystemMessages::postsAMessage_data()
                 "<src_path>/state/sys_messages</src_path><level>error</level>"
                 "<timestamp>TIMESTAMP</timestamp><text>d d d</text><msgdata>d</msgdata>"
                 "</sys_message></sys_messages>");
+    QTest::newRow("line id asks for its own placeholder, and the next")
+        << texts("r|app|7|error|%1 %2|t|d")
+        << text("<sys_messages><sys_message><reporter>app</reporter><rep_ref>7</rep_ref>"
+                "<src_path>/state/sys_messages</src_path><level>error</level>"
+                "<line_id>TIMESTAMP t</line_id><timestamp>d</timestamp><text>%7</text>"
+                "<msgdata>%8</msgdata></sys_message></sys_messages>");
     QTest::newRow("text takes the data away")
         << texts("r|app|7|error||%0|d")
         << text("<sys_messages><sys_message><reporter>app</reporter><rep_ref>7</rep_ref>"
@@ -183,6 +197,47 @@ void TestSystemMessages::postsWithoutLineId()
              "<src_path>/state/sys_messages</src_path><level>error</level>"
              "<timestamp>TIMESTAMP</timestamp><text>Disk full</text><msgdata>d</msgdata>"
              "</sys_message></sys_messages></data></edit></rpc></request>\r\n\f\n")));
+}
+
+void TestSystemMessages::takesNullTextsForEmptyOnes()
+{
+    const QString null;
+    QVERIFY(KivInterface::putSysMessage(null, null, null, null, null, null, null));
+    const QString begin = text("<request><ref></ref><rpc><edit><op>");
+    const QString end = text("</edit></rpc></request>\r\n\f\n");
+    const QString post =
+        begin +
+        text("patch</op><path>/state/sys_messages</path><data><sys_messages><sys_message>"
+             "<reporter></reporter><rep_ref></rep_ref><src_path>/state/sys_messages</src_path>"
+             "<level></level><timestamp>TIMESTAMP</timestamp><text></text><msgdata></msgdata>"
+             "</sys_message></sys_messages></data>") +
+        end;
+    QVERIFY(received(post));
+    QVERIFY(KivInterface::putSysMessage(null, null, null, null, null, null));
+    QVERIFY(received(post + post));
+    daemon->forget();
+    QVERIFY(KivInterface::deleteSysMessage(null, null, null));
+    QVERIFY(received(begin +
+                     text("delete</op><path>/state/sys_messages/sys_message[reporter='']"
+                          "[rep_ref='']</path>") +
+                     end));
+}
+
+void TestSystemMessages::goesToTheLocalDaemonAlone()
+{
+    ScriptedDaemon domain(ScriptedDaemon::Tcp);
+    QVERIFY(KivInterface::updateDomainServerIpAddress(text("127.0.0.1"), domain.port()));
+    QVERIFY(KivInterface::domainServerActivateTcpConnection(true));
+    kiv->connectToDomainKivSocketSlot();
+    QVERIFY(waitFor([&] { return domain.lastReceived() == handshake; }));
+    daemon->stop();
+    SignalLog signalLog(kiv.data());
+    QVERIFY(waitFor([&] { return !signalLog.entries.isEmpty(); }));
+    QVERIFY(!put(texts("r|app|7|error||t|d")));
+    QVERIFY(!KivInterface::deleteSysMessage(text("r"), text("app"), text("7")));
+    QVERIFY(KivInterface::requestData(text("|end"), KivInterface::KIVTARGET_DOMAIN));
+    QVERIFY(waitFor([&] { return domain.lastReceived().contains("|end"); }));
+    QVERIFY(domain.lastReceived().startsWith(QByteArray(handshake) + "|end"));
 }
 
 void TestSystemMessages::stampsAMessageWithTheTimeOfPosting()
