@@ -63,6 +63,8 @@ private Q_SLOTS:
     void mayChangeTheServerInASlot();
     void maySendInASlot_data();
     void maySendInASlot();
+    void maySendAsSoonAsItIsConnected_data() { transports(); }
+    void maySendAsSoonAsItIsConnected();
     void mayDisconnectInASlot_data();
     void mayDisconnectInASlot();
     void mayRunAnEventLoopInASlot_data();
@@ -176,6 +178,38 @@ void TestSlots::maySendInASlot()
     QVERIFY(spinUntil([&]() { return wire.daemon.lastReceived() == "again\r\n\f\n"; }));
     QVERIFY(sent);
     QCOMPARE(wire.fixture.take(), QStringList() << got("1", "a") << got("2", "b"));
+}
+
+/** The greeting comes first. */
+void TestSlots::maySendAsSoonAsItIsConnected()
+{
+    QFETCH(bool, local);
+    Wire wire(local);
+    QVERIFY(wire.connected);
+    bool sent = false;
+    Meddler meddler(
+        wire.fixture.kiv.get(),
+        [&]() {
+            sent = KivInterface::requestData(QLatin1String("at once"),
+                                             local ? KivInterface::KIVTARGET_LOCAL
+                                                   : KivInterface::KIVTARGET_DOMAIN);
+        },
+        local ? SIGNAL(kivLocalUnixSocketConnectedSignal())
+              : SIGNAL(kivDomainTcpSocketConnectedSignal()));
+    wire.daemon.cut();
+    QVERIFY(spinUntil([&]() {
+        return (local ? int(wire.socket<QLocalSocket>()->state())
+                      : int(wire.socket<QTcpSocket>()->state())) == 0;
+    }));
+    QTimerEvent event(0);
+    wire.fixture.kiv->timerEvent(&event);
+    const QByteArray expected = QByteArray(handshake) + "at once\r\n\f\n";
+    QVERIFY(spinUntil([&]() {
+        return wire.daemon.connections() == 2 &&
+               wire.daemon.lastReceived().size() >= expected.size();
+    }));
+    QVERIFY(sent);
+    QCOMPARE(wire.daemon.lastReceived(), expected);
 }
 
 void TestSlots::mayDisconnectInASlot_data()
