@@ -50,3 +50,14 @@ void setLocalCodec(const char *name)
 void setLocalCodec(const char *) {}
 
 #endif
+
+bool setCodecForCStrings(const char *name)
+{
+#if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
+    QTextCodec::setCodecForCStrings(name ? QTextCodec::codecForName(name) : nullptr);
+    return true;
+#else
+    Q_UNUSED(name)
+    return false;
+#endif
+}

@@ -9,4 +9,11 @@
  */
 void setLocalCodec(const char *name);
 
+/**
+ * Chooses the codec in which a C string becomes a QString, or none; only Qt 4 lets an application do
+ * so.
+ * @return whether it could be chosen
+ */
+bool setCodecForCStrings(const char *name);
+
 #endif
