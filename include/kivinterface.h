@@ -448,8 +448,8 @@ public Q_SLOTS:
      */
     void connectToLocalKivSocketSlot();
     /**
-     * Connects to the domain daemon, if that is wanted, unless connected or connecting. In a slot on
-     * the disconnected signal the socket is not free yet; call it later.
+     * Connects to the domain daemon, if that is wanted, unless connected or connecting. After a loss
+     * the socket is not free yet in a slot on the disconnected signal; call it later.
      */
     void connectToDomainKivSocketSlot();
 
