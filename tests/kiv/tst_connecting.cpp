@@ -173,7 +173,9 @@ void TestConnecting::restartsALocalSocketThatIsClosing()
     QCOMPARE(fixture.take(),
              QStringList(traced("verifyLocalKivSocketOk", "localKivSocket->state(): 6")));
 
+    QSignalSpy ended(localSocket(fixture), SIGNAL(disconnected()));
     fixture.kiv->connectToLocalKivSocketSlot();
+    QCOMPARE(int(ended.count()), 1);
     QVERIFY(spinUntil(
         [&]() { return daemon.connections() == 2 && daemon.lastReceived() == handshake; }));
     QCOMPARE(localSocket(fixture)->state(), QLocalSocket::ConnectedState);

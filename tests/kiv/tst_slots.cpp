@@ -368,12 +368,20 @@ void TestSlots::mayBeDeletedAtOnceInASlot()
     Wire wire(local);
     QVERIFY(wire.connected);
     KivInterface::debugPrintDisable();
-    const QPointer<QObject> localSocket(wire.socket<QLocalSocket>());
-    const QPointer<QObject> domainSocket(wire.socket<QTcpSocket>());
+    const QPointer<QLocalSocket> localSocket(wire.socket<QLocalSocket>());
+    const QPointer<QTcpSocket> domainSocket(wire.socket<QTcpSocket>());
+    bool areClosed = false;
     const char *const lost = local ? SIGNAL(kivLocalUnixSocketDisConnectedSignal())
                                    : SIGNAL(kivDomainTcpSocketDisConnectedSignal());
     Meddler meddler(
-        wire.fixture.kiv.get(), [&]() { delete wire.fixture.kiv.release(); },
+        wire.fixture.kiv.get(),
+        [&]() {
+            delete wire.fixture.kiv.release();
+            areClosed = localSocket && domainSocket &&
+                        localSocket->state() == QLocalSocket::UnconnectedState &&
+                        domainSocket->state() == QAbstractSocket::UnconnectedState &&
+                        !localSocket->isOpen() && !domainSocket->isOpen();
+        },
         occasion == Answer ? SIGNAL(kivGetSignal(QString, QString)) : lost);
     if (occasion == Answer)
         wire.daemon.send(getReply("1", "a") + getReply("2", "b") + "unfinished");
@@ -382,6 +390,7 @@ void TestSlots::mayBeDeletedAtOnceInASlot()
     if (occasion == LossFoundByWriting)
         QVERIFY(KivInterface::requestDataGet(latin1("r"), latin1("/")));
     QVERIFY(spinUntil([&]() { return !KivInterface::instance; }));
+    QVERIFY(areClosed);
     QVERIFY(waitFor([&]() {
         runEventLoop(); // a real one, as deleteLater() wants it
         return !localSocket && !domainSocket;
