@@ -248,8 +248,9 @@ public:
 
     /**
      * Finds the text of an element.
-     * @param path the way to the element. A last step that is the key of the list step before it
-     *        yields the key's value; a list step itself cannot be last.
+     * @param path the way to the element. A last step that is the key of the latest list step
+     *        yields the key's value, also with plain steps in between; a list step itself cannot be
+     *        last.
      * @param prefix what @a path must start with; it is removed wherever it occurs in the path. If
      *        nothing is left, the last step of @a path is looked for. May be empty.
      * @param xml the text to look in
@@ -262,7 +263,7 @@ public:
     /**
      * The same for one of several elements.
      * @param index which of the elements named by the last step, in document order, from 0; with a
-     *        negative one nothing is found
+     *        negative one none is found. It does not count where the last step yields a key's value.
      */
     static bool xpathGetTextNode(QString &result, const QString &path, const QString &rootPath,
                                  const QString &subPath, const QString &xml, int index);
@@ -447,8 +448,8 @@ public Q_SLOTS:
      */
     void connectToLocalKivSocketSlot();
     /**
-     * Connects to the domain daemon, if that is wanted, unless connected or connecting. In a slot on
-     * the disconnected signal the socket is not free yet; call it later.
+     * Connects to the domain daemon, if that is wanted, unless connected or connecting. After a loss
+     * the socket is not free yet in a slot on the disconnected signal; call it later.
      */
     void connectToDomainKivSocketSlot();
 

@@ -84,10 +84,10 @@ void TestDebugLine::takesBytesForLatin1()
 void TestDebugLine::takesBytesForTheCodecOfCStrings()
 {
     setLocalCodec("UTF-8");
-    const bool chosen = setCStringCodec("UTF-8");
+    const bool chosen = setCodecForCStrings("UTF-8");
     MessageLog log;
     DebugLine() << "\xc3\xa9";
-    setCStringCodec(nullptr);
+    setCodecForCStrings(nullptr);
     setLocalCodec(nullptr);
     const QLatin1String expected(chosen ? "debug: \xe9 " : "debug: \xc3\xa9 ");
     QCOMPARE(log.lines(), QStringList(QString(expected)));

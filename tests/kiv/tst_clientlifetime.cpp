@@ -74,6 +74,7 @@ class TestClientLifetime : public QObject
     Q_OBJECT
 private Q_SLOTS:
     void init();
+    void hasItsSignalsAndSlotsInOrder();
     void createsItsSocketsAndTellsOfIt();
     void startsWithEmptyFields();
     void startsTwoShotsAndAPeriodicTimer();
@@ -89,6 +90,41 @@ private Q_SLOTS:
 void TestClientLifetime::init()
 {
     resetKivd();
+}
+
+void TestClientLifetime::hasItsSignalsAndSlotsInOrder()
+{
+    const char *const methods[] = {"kivOkSignal(QString)",
+                                   "kivErrorSignal(QString,QString,QString)",
+                                   "kivGetSignal(QString,QString)",
+                                   "kivNotifySignal(QString,QString,QString,QString,QString)",
+                                   "kivLocalUnixSocketConnectedSignal()",
+                                   "kivLocalUnixSocketDisConnectedSignal()",
+                                   "kivDomainTcpSocketConnectedSignal()",
+                                   "kivDomainTcpSocketDisConnectedSignal()",
+                                   "dataFromKivLocalUnixSlot()",
+                                   "dataFromKivDomainTcpSlot()",
+                                   "handleLocalKivSocketErrorSlot(QLocalSocket::LocalSocketError)",
+                                   "handleDomainKivSocketErrorSlot(QAbstractSocket::SocketError)",
+                                   "connectedToLocalKivSlot()",
+                                   "connectedToDomainKivSlot()",
+                                   "connectToLocalKivSocketSlot()",
+                                   "connectToDomainKivSocketSlot()",
+                                   "bytesWrittenSlot(qint64)"};
+    const int signalCount = 8;
+    const QMetaObject &meta = KivInterface::staticMetaObject;
+    QCOMPARE(meta.className(), "KivInterface");
+    QCOMPARE(meta.superClass()->className(), "QObject");
+    int index = meta.methodOffset();
+    for (const char *const method : methods) {
+        QCOMPARE(meta.indexOfMethod(method), index);
+        const bool isSignal = index - meta.methodOffset() < signalCount;
+        QCOMPARE(meta.method(index).methodType(),
+                 isSignal ? QMetaMethod::Signal : QMetaMethod::Slot);
+        QVERIFY(isSignal || meta.method(index).access() == QMetaMethod::Public);
+        ++index;
+    }
+    QCOMPARE(meta.methodCount(), index);
 }
 
 void TestClientLifetime::createsItsSocketsAndTellsOfIt()

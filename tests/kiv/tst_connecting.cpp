@@ -27,6 +27,7 @@ class TestConnecting : public QObject
 private Q_SLOTS:
     void init();
     void connectsAndReconnectsByItsTimers();
+    void triesTheLocalDaemonFirst();
     void leavesALocalAttemptAlone();
     void triesABusyDaemonOncePerTick_data();
     void triesABusyDaemonOncePerTick();
@@ -67,6 +68,20 @@ void TestConnecting::connectsAndReconnectsByItsTimers()
     record = fixture.take();
     QCOMPARE(record.count(latin1("signal: local connected")), 1);
     QCOMPARE(record.count(latin1("signal: domain connected")), 1);
+}
+
+void TestConnecting::triesTheLocalDaemonFirst()
+{
+    KivFixture fixture;
+    KivInterface::domainServerActivateTcpConnection(true);
+    KivInterface::debugPrintEnable();
+    fixture.take();
+    for (int ticks = 0; ticks < 2; ++ticks) {
+        tick(fixture);
+        QVERIFY(sameRecord(fixture.take(), localError(latin1(notFoundText))
+                                               << latin1(localRestarted)
+                                               << latin1(unknownAddress)));
+    }
 }
 
 void TestConnecting::leavesALocalAttemptAlone()
@@ -158,7 +173,9 @@ void TestConnecting::restartsALocalSocketThatIsClosing()
     QCOMPARE(fixture.take(),
              QStringList(traced("verifyLocalKivSocketOk", "localKivSocket->state(): 6")));
 
+    QSignalSpy ended(localSocket(fixture), SIGNAL(disconnected()));
     fixture.kiv->connectToLocalKivSocketSlot();
+    QCOMPARE(int(ended.count()), 1);
     QVERIFY(spinUntil(
         [&]() { return daemon.connections() == 2 && daemon.lastReceived() == handshake; }));
     QCOMPARE(localSocket(fixture)->state(), QLocalSocket::ConnectedState);

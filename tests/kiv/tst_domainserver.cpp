@@ -17,6 +17,8 @@ private Q_SLOTS:
     void keepsTheConnectionToTheSameServer();
     void dropsTheConnectionForAnotherServer_data();
     void dropsTheConnectionForAnotherServer();
+    void tellsServersApartByTheirTexts_data();
+    void tellsServersApartByTheirTexts();
     void truncatesThePort();
     void keepsTheConnectionWhenDeactivated();
 };
@@ -63,6 +65,14 @@ void TestDomainServer::needsActivationAddressAndPort()
     tick(fixture);
     QCOMPARE(fixture.take(), line);
     QCOMPARE(domainSocket(fixture)->state(), QAbstractSocket::UnconnectedState);
+
+    // The state of the socket comes last.
+    for (const int state : {2, 3}) {
+        setState(domainSocket(fixture), state);
+        fixture.kiv->connectToDomainKivSocketSlot();
+        setState(domainSocket(fixture), 0);
+        QCOMPARE(fixture.take(), line);
+    }
 }
 
 void TestDomainServer::keepsTheConnectionToTheSameServer()
@@ -120,6 +130,32 @@ void TestDomainServer::dropsTheConnectionForAnotherServer()
         [&]() { return next.connections() == before + 1 && next.lastReceived() == handshake; }));
     QCOMPARE(fixture.take(), QStringList(latin1("signal: domain connected")));
     QCOMPARE(local.connections(), 1);
+}
+
+void TestDomainServer::tellsServersApartByTheirTexts_data()
+{
+    QTest::addColumn<QString>("before");
+    QTest::addColumn<QString>("after");
+    QTest::addColumn<bool>("same");
+    QTest::newRow("same") << latin1("localhost") << latin1("localhost") << true;
+    QTest::newRow("null and empty") << QString() << latin1("") << true;
+    QTest::newRow("other case") << latin1("localhost") << latin1("LocalHost") << false;
+    QTest::newRow("blank behind") << latin1("localhost") << latin1("localhost ") << false;
+    QTest::newRow("none any more") << latin1("localhost") << QString() << false;
+}
+
+void TestDomainServer::tellsServersApartByTheirTexts()
+{
+    QFETCH(QString, before);
+    QFETCH(QString, after);
+    QFETCH(bool, same);
+    KivFixture fixture;
+    KivInterface::updateDomainServerIpAddress(before, 7);
+    setState(domainSocket(fixture), QAbstractSocket::ConnectingState);
+    KivInterface::updateDomainServerIpAddress(after, 7);
+    const bool isLeftAlone = domainSocket(fixture)->state() == QAbstractSocket::ConnectingState;
+    setState(domainSocket(fixture), QAbstractSocket::UnconnectedState);
+    QCOMPARE(isLeftAlone, same);
 }
 
 void TestDomainServer::truncatesThePort()

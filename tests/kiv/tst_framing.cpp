@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
+#include "connectionsupport.h"
+#include "localcodec.h"
 #include "random.h"
 #include "waiting.h"
 #include "wire.h"
@@ -74,6 +76,10 @@ private Q_SLOTS:
     void readsAHugeMessage();
     void clearsTheBufferWhenItConnectsAgain_data();
     void clearsTheBufferWhenItConnectsAgain();
+    void keepsAnUnfinishedFrameWhileThereIsNoConnection_data() { transports(); }
+    void keepsAnUnfinishedFrameWhileThereIsNoConnection();
+    void readsInTheCodecForCStrings_data() { transports(); }
+    void readsInTheCodecForCStrings();
     void keepsTheBuffersApart();
     void handlesFramesBeforeTheEndOfAConnection_data();
     void handlesFramesBeforeTheEndOfAConnection();
@@ -502,6 +508,74 @@ void TestFraming::clearsTheBufferWhenItConnectsAgain()
         QVERIFY(wire.deliver("ack:new\f\n"));
         QVERIFY(sameRecord(wire.takeSaid(), expected));
         QCOMPARE(expected.last(), traced("handleHeader", "ack:new"));
+    }
+}
+
+/** Neither an error nor a tick nor another server clears it; only a connection does. */
+void TestFraming::keepsAnUnfinishedFrameWhileThereIsNoConnection()
+{
+    QFETCH(bool, local);
+    Wire wire(local);
+    QVERIFY(wire.connected);
+    KivFixture &fixture = wire.fixture;
+    wire.expect("ack:lost");
+    QVERIFY(wire.deliver("ack:lost"));
+    const QStringList kept = wire.expect(QByteArray());
+    const auto readAgain = [&]() {
+        fixture.take();
+        if (local)
+            fixture.kiv->dataFromKivLocalUnixSlot();
+        else
+            fixture.kiv->dataFromKivDomainTcpSlot();
+        return fixture.take();
+    };
+    QStringList said;
+    const auto hasFailed = [&]() {
+        said << fixture.take();
+        return said.contains(local ? latin1("signal: local disconnected")
+                                   : latin1("signal: domain disconnected"));
+    };
+    wire.daemon.stop();
+    QVERIFY(spinUntil(hasFailed));
+    QVERIFY(settle());
+    QVERIFY(sameRecord(readAgain(), kept));
+    said.clear();
+    tick(fixture);
+    QVERIFY(spinUntil(hasFailed));
+    QVERIFY(sameRecord(readAgain(), kept));
+    if (!local)
+        KivInterface::updateDomainServerIpAddress(latin1("localhost"), wire.daemon.port());
+    QVERIFY(sameRecord(readAgain(), kept));
+
+    wire.daemon.start();
+    QVERIFY(fixture.connectTo(wire.daemon));
+    wire.plain.buffer.clear();
+    QVERIFY(sameRecord(readAgain(), wire.expect(QByteArray())));
+}
+
+/** Each read is converted by itself: a character that is cut in two is lost. */
+void TestFraming::readsInTheCodecForCStrings()
+{
+    QFETCH(bool, local);
+    const QByteArray pieces[] = {"ack:\xc3\xa9 \xc4\x8a \xc4\x8c\n\f\n", "ack:\xc3", "\xa9\f\n"};
+    Wire wire(local);
+    QVERIFY(wire.connected);
+    for (const QByteArray &piece : pieces) {
+        const bool isChosen = setCodecForCStrings("UTF-8");
+        const bool isDelivered = wire.deliver(piece);
+        setCodecForCStrings(nullptr);
+        QVERIFY(isDelivered);
+        const QString text = isChosen ? QString::fromUtf8(piece.constData(), int(piece.size()))
+                                      : QString::fromLatin1(piece.constData(), int(piece.size()));
+        QStringList expected;
+        for (const QString &header : wire.plain.read(text))
+            expected << traced("handleHeader", header);
+        QStringList logged;
+        for (const QString &line : wire.takeSaid()) {
+            if (line.startsWith(latin1("trace: ")))
+                logged << line;
+        }
+        QVERIFY(sameRecord(logged, expected));
     }
 }
 

@@ -63,6 +63,8 @@ private Q_SLOTS:
     void mayChangeTheServerInASlot();
     void maySendInASlot_data();
     void maySendInASlot();
+    void maySendAsSoonAsItIsConnected_data() { transports(); }
+    void maySendAsSoonAsItIsConnected();
     void mayDisconnectInASlot_data();
     void mayDisconnectInASlot();
     void mayRunAnEventLoopInASlot_data();
@@ -176,6 +178,38 @@ void TestSlots::maySendInASlot()
     QVERIFY(spinUntil([&]() { return wire.daemon.lastReceived() == "again\r\n\f\n"; }));
     QVERIFY(sent);
     QCOMPARE(wire.fixture.take(), QStringList() << got("1", "a") << got("2", "b"));
+}
+
+/** The greeting comes first. */
+void TestSlots::maySendAsSoonAsItIsConnected()
+{
+    QFETCH(bool, local);
+    Wire wire(local);
+    QVERIFY(wire.connected);
+    bool sent = false;
+    Meddler meddler(
+        wire.fixture.kiv.get(),
+        [&]() {
+            sent = KivInterface::requestData(QLatin1String("at once"),
+                                             local ? KivInterface::KIVTARGET_LOCAL
+                                                   : KivInterface::KIVTARGET_DOMAIN);
+        },
+        local ? SIGNAL(kivLocalUnixSocketConnectedSignal())
+              : SIGNAL(kivDomainTcpSocketConnectedSignal()));
+    wire.daemon.cut();
+    QVERIFY(spinUntil([&]() {
+        return (local ? int(wire.socket<QLocalSocket>()->state())
+                      : int(wire.socket<QTcpSocket>()->state())) == 0;
+    }));
+    QTimerEvent event(0);
+    wire.fixture.kiv->timerEvent(&event);
+    const QByteArray expected = QByteArray(handshake) + "at once\r\n\f\n";
+    QVERIFY(spinUntil([&]() {
+        return wire.daemon.connections() == 2 &&
+               wire.daemon.lastReceived().size() >= expected.size();
+    }));
+    QVERIFY(sent);
+    QCOMPARE(wire.daemon.lastReceived(), expected);
 }
 
 void TestSlots::mayDisconnectInASlot_data()
@@ -334,12 +368,20 @@ void TestSlots::mayBeDeletedAtOnceInASlot()
     Wire wire(local);
     QVERIFY(wire.connected);
     KivInterface::debugPrintDisable();
-    const QPointer<QObject> localSocket(wire.socket<QLocalSocket>());
-    const QPointer<QObject> domainSocket(wire.socket<QTcpSocket>());
+    const QPointer<QLocalSocket> localSocket(wire.socket<QLocalSocket>());
+    const QPointer<QTcpSocket> domainSocket(wire.socket<QTcpSocket>());
+    bool areClosed = false;
     const char *const lost = local ? SIGNAL(kivLocalUnixSocketDisConnectedSignal())
                                    : SIGNAL(kivDomainTcpSocketDisConnectedSignal());
     Meddler meddler(
-        wire.fixture.kiv.get(), [&]() { delete wire.fixture.kiv.release(); },
+        wire.fixture.kiv.get(),
+        [&]() {
+            delete wire.fixture.kiv.release();
+            areClosed = localSocket && domainSocket &&
+                        localSocket->state() == QLocalSocket::UnconnectedState &&
+                        domainSocket->state() == QAbstractSocket::UnconnectedState &&
+                        !localSocket->isOpen() && !domainSocket->isOpen();
+        },
         occasion == Answer ? SIGNAL(kivGetSignal(QString, QString)) : lost);
     if (occasion == Answer)
         wire.daemon.send(getReply("1", "a") + getReply("2", "b") + "unfinished");
@@ -348,6 +390,7 @@ void TestSlots::mayBeDeletedAtOnceInASlot()
     if (occasion == LossFoundByWriting)
         QVERIFY(KivInterface::requestDataGet(latin1("r"), latin1("/")));
     QVERIFY(spinUntil([&]() { return !KivInterface::instance; }));
+    QVERIFY(areClosed);
     QVERIFY(waitFor([&]() {
         runEventLoop(); // a real one, as deleteLater() wants it
         return !localSocket && !domainSocket;

@@ -53,7 +53,7 @@ void setLocalCodec(const char *) {}
 
 #if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
 
-bool setCStringCodec(const char *name)
+bool setCodecForCStrings(const char *name)
 {
     QTextCodec::setCodecForCStrings(name ? QTextCodec::codecForName(name) : nullptr);
     return true;
@@ -61,7 +61,7 @@ bool setCStringCodec(const char *name)
 
 #else
 
-bool setCStringCodec(const char *)
+bool setCodecForCStrings(const char *)
 {
     return false;
 }

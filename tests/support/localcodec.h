@@ -14,6 +14,6 @@ void setLocalCodec(const char *name);
  * @param name a codec of Qt, or null for Latin-1
  * @return whether this version does
  */
-bool setCStringCodec(const char *name);
+bool setCodecForCStrings(const char *name);
 
 #endif
