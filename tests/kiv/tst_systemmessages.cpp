@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivinterface.h"
 
+#include "clock.h"
 #include "kivlogs.h"
 #include "scripteddaemon.h"
 #include "texts.h"
@@ -9,8 +10,6 @@
 
 #include <QtCore/QScopedPointer>
 #include <QtTest/QTest>
-
-#include <ctime>
 
 Q_DECLARE_METATYPE(QStringList)
 
@@ -74,7 +73,7 @@ bool TestSystemMessages::put(const QStringList &a)
 /** The second of a moment ago, wherever it stands, gives way to a fixed text. */
 static QByteArray withoutTime(QByteArray bytes)
 {
-    const std::time_t now = std::time(nullptr);
+    const std::time_t now = currentSecond();
     for (std::time_t second = now - 60; second <= now; ++second)
         bytes.replace(QByteArray::number(qint64(second)), timestamp);
     return bytes;
@@ -242,9 +241,9 @@ void TestSystemMessages::goesToTheLocalDaemonAlone()
 
 void TestSystemMessages::stampsAMessageWithTheTimeOfPosting()
 {
-    const std::time_t before = std::time(nullptr);
+    const std::time_t before = currentSecond();
     QVERIFY(put(texts("r|app|7|error||t|d")));
-    const std::time_t after = std::time(nullptr);
+    const std::time_t after = currentSecond();
     QVERIFY(waitFor([this] { return daemon->lastReceived().endsWith("\f\n"); }));
 
     const QByteArray bytes = daemon->lastReceived();
