@@ -127,6 +127,8 @@ private Q_SLOTS:
     void reportsThatNothingWasPrinted();
     void doesNotNoticeThatPrintingFailed();
     void reportsThatUnlockingFailed();
+    void logsInItsGroupAtItsLevel_data();
+    void logsInItsGroupAtItsLevel();
     void fillsPlaceholdersInThePath();
     void showsThePathInLatin1();
     void failsSilentlyWithoutTrace();
@@ -512,6 +514,40 @@ void TestPidFileHandler::reportsThatUnlockingFailed()
     QVERIFY(isLockable(path));
     QCOMPARE(log->take(), QStringList(text("PidFileHandler|writePid|Can not unlock pidfile [") +
                                       text(path.constData()) + text("], [No locks available]")));
+}
+
+void TestPidFileHandler::logsInItsGroupAtItsLevel_data()
+{
+    QTest::addColumn<int>("level");
+    QTest::addColumn<int>("mask");
+    QTest::addColumn<int>("count");
+
+    QTest::newRow("its level, its group") << 2 << 8 << 4;
+    QTest::newRow("a level above") << 3 << 65535 << 0;
+    QTest::newRow("all other groups") << 1 << (65535 & ~8) << 0;
+}
+
+/** Each of its failures. */
+void TestPidFileHandler::logsInItsGroupAtItsLevel()
+{
+    QFETCH(int, level);
+    QFETCH(int, mask);
+    QFETCH(int, count);
+    trace->applyLogFilters(level, mask);
+    log->take();
+    PidFileHandler handler(path.constData());
+    LibcCalls calls(recordedCalls);
+    const struct {
+        const char *call;
+        int result;
+    } failures[] = {
+        {"open */pid", -1}, {"flock * LOCK_EX*", -1}, {"fprintf *", 0}, {"flock * LOCK_UN", -1}};
+    for (const auto &failure : failures) {
+        calls.fail(failure.call, EIO, failure.result, 1);
+        QCOMPARE(handler.writePid(), 0);
+    }
+    QCOMPARE(int(log->take().size()), count);
+    QCOMPARE(handler.writePid(), int(getpid()));
 }
 
 void TestPidFileHandler::fillsPlaceholdersInThePath()
