@@ -33,6 +33,7 @@ private Q_SLOTS:
     void looksAtRegularFilesOnly();
     void staysOutOfFoldersBelow();
     void listsAgainEachTime();
+    void removesInTheOrderOfNames();
     void reportsAFileThatStays();
     void reportsEachFailingRename_data();
     void reportsEachFailingRename();
@@ -179,6 +180,23 @@ void TestLogRotation::listsAgainEachTime()
     rotation.rotate();
     rotation.folder.write(QLatin1String("app-new.log"), "x");
     QCOMPARE(rotation.rotate(), QStringList());
+}
+
+void TestLogRotation::removesInTheOrderOfNames()
+{
+    Rotation rotation;
+    const QStringList names = list("app-old.log app.log app00.log app10.log app9.log appB.log "
+                                   "app_.log appa.log appb.log");
+    // Neither the order of names nor its reverse.
+    for (const int index : {4, 0, 7, 2, 8, 1, 5, 3, 6})
+        rotation.folder.write(names.at(index), "x");
+    rotation.calls.fail("unlink *", EPERM);
+    rotation.rotate();
+    QStringList expected;
+    for (const QString &name : names)
+        expected << QString::fromLatin1("debug: \"logrotate failed remove: %1\n\" ")
+                        .arg(rotation.folder.filePath(name));
+    QCOMPARE(rotation.said, expected);
 }
 
 void TestLogRotation::reportsAFileThatStays()
