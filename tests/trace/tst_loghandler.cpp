@@ -9,6 +9,7 @@
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
+#include <QtCore/QMetaMethod>
 #include <QtCore/QTimer>
 #include <QtTest/QTest>
 
@@ -20,10 +21,16 @@ class TestLogHandler : public LogTest
 {
     Q_OBJECT
 private Q_SLOTS:
+    void hasTwoSlots();
+    void belongsToItsParent();
     void opensInAnExistingDirectory();
     void createsTheDirectory();
     void letsTheUmaskDecide();
     void reportsADirectoryThatCannotBeCreated();
+    void countsTheNewlineBehindTheDirectory_data();
+    void countsTheNewlineBehindTheDirectory();
+    void logsAsTheTracingMachineryDoes_data();
+    void logsAsTheTracingMachineryDoes();
     void logsItsOwnOpening();
     void reportsAFileThatCannotBeOpened_data();
     void reportsAFileThatCannotBeOpened();
@@ -71,6 +78,30 @@ static QString traced(const char *function, const QString &message)
 static QString written(const LogFolder &folder, const QString &lines)
 {
     return QString::fromLatin1("write %1 %2\n").arg(folder.file(0), lines);
+}
+
+void TestLogHandler::hasTwoSlots()
+{
+    const QMetaObject &meta = LogHandler::staticMetaObject;
+    QCOMPARE(meta.className(), "LogHandler");
+    QCOMPARE(meta.superClass(), &QThread::staticMetaObject);
+    const int first = meta.methodOffset();
+    QCOMPARE(meta.methodCount() - first, 2);
+    QCOMPARE(meta.propertyCount() - meta.propertyOffset(), 0);
+    QCOMPARE(meta.indexOfSlot("logMessage(QString)"), first);
+    QCOMPARE(meta.indexOfSlot("onFlushTimeout()"), first + 1);
+    QCOMPARE(meta.method(first).access(), QMetaMethod::Public);
+    QCOMPARE(meta.method(first + 1).access(), QMetaMethod::Public);
+}
+
+void TestLogHandler::belongsToItsParent()
+{
+    {
+        QObject parent;
+        LogHandler *const handler = new LogHandler(&parent, false);
+        QCOMPARE(handler->parent(), &parent);
+    }
+    QVERIFY(!LogHandler::instance);
 }
 
 void TestLogHandler::opensInAnExistingDirectory()
@@ -150,6 +181,70 @@ void TestLogHandler::reportsADirectoryThatCannotBeCreated()
     }
     QCOMPARE(messages->lines(), QStringList());
     QCOMPARE(folder.entries(), QStringList(QLatin1String("file=in the way")));
+}
+
+void TestLogHandler::countsTheNewlineBehindTheDirectory_data()
+{
+    QTest::addColumn<QString>("place");
+    QTest::addColumn<QString>("message");
+    const QString made = QLatin1String("LogHandler::open, LogHandler::open file: ");
+    const QString problem =
+        QLatin1String("LogHandler::open, LogHandler::Could not create log director: ");
+    QTest::newRow("created") << QString() << made;
+    QTest::newRow("not created") << QString::fromLatin1("file/") << problem;
+}
+
+/** A line does not show it, but the length of the message does. */
+void TestLogHandler::countsTheNewlineBehindTheDirectory()
+{
+    QFETCH(QString, place);
+    QFETCH(QString, message);
+    const LogFolder folder;
+    folder.write(QLatin1String("file"), "in the way");
+    Trace trace(nullptr);
+    TraceLog lines(&trace);
+    LogHandler handler(nullptr, false);
+    const QString directory = folder.filePath(place) + repeated(80) + QLatin1Char('/');
+    QCOMPARE(handler.open(directory, app), place.isEmpty());
+    const int length = int(message.length() + directory.length()) + 1;
+    QCOMPARE(int(lines.lines.size()), 2);
+    const QString line = lines.lines.at(1);
+    QVERIFY2(line.contains(QString::fromLatin1(" [Long message(%1)] ").arg(length)),
+             qPrintable(line));
+    QVERIFY2(line.endsWith(QLatin1Char('\n') + message + directory), qPrintable(line));
+}
+
+void TestLogHandler::logsAsTheTracingMachineryDoes_data()
+{
+    QTest::addColumn<int>("level");
+    QTest::addColumn<int>("mask");
+    QTest::addColumn<int>("count");
+    QTest::newRow("its level, its group") << 1 << 1 << 8;
+    QTest::newRow("a level above") << 2 << 65535 << 0;
+    QTest::newRow("all other groups") << 1 << (65535 & ~1) << 0;
+}
+
+/** All that it logs. */
+void TestLogHandler::logsAsTheTracingMachineryDoes()
+{
+    QFETCH(int, level);
+    QFETCH(int, mask);
+    QFETCH(int, count);
+    const LogFolder folder;
+    folder.write(QLatin1String("file"), "in the way");
+    Trace trace(nullptr);
+    trace.applyLogFilters(level, mask);
+    TraceLog lines(&trace);
+    {
+        LogHandler handler(nullptr, false);
+        QVERIFY(!handler.open(folder.filePath(QLatin1String("file/")), app));
+        QVERIFY(handler.open(folder.filePath(QLatin1String("new/")), app));
+        handler.startFlushTimer();
+        handler.startFlushTimer();
+        handler.start();
+        setWaitingTime(0);
+    }
+    QCOMPARE(int(lines.take().size()), count);
 }
 
 /** The handler may already be connected when it logs. */
