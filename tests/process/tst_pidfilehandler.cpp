@@ -129,6 +129,8 @@ private Q_SLOTS:
     void reportsThatUnlockingFailed();
     void logsInItsGroupAtItsLevel_data();
     void logsInItsGroupAtItsLevel();
+    void logsBeforeOrAfterClosing_data();
+    void logsBeforeOrAfterClosing();
     void fillsPlaceholdersInThePath();
     void showsThePathInLatin1();
     void failsSilentlyWithoutTrace();
@@ -548,6 +550,33 @@ void TestPidFileHandler::logsInItsGroupAtItsLevel()
     }
     QCOMPARE(int(log->take().size()), count);
     QCOMPARE(handler.writePid(), int(getpid()));
+}
+
+void TestPidFileHandler::logsBeforeOrAfterClosing_data()
+{
+    QTest::addColumn<QByteArray>("call");
+    QTest::addColumn<int>("result");
+    QTest::addColumn<int>("linesBefore");
+
+    QTest::newRow("not locked") << QByteArray("flock * LOCK_EX*") << -1 << 0;
+    QTest::newRow("not printed") << QByteArray("fprintf *") << 0 << 1;
+    QTest::newRow("not unlocked") << QByteArray("flock * LOCK_UN") << -1 << 1;
+}
+
+void TestPidFileHandler::logsBeforeOrAfterClosing()
+{
+    QFETCH(QByteArray, call);
+    QFETCH(int, result);
+    QFETCH(int, linesBefore);
+    PidFileHandler handler(path.constData());
+    LibcCalls calls("fclose");
+    int seen = -1;
+    calls.before = [&](const QString &) { seen = int(log->lines.size()); };
+    calls.fail(call.constData(), EIO, result);
+    QCOMPARE(handler.writePid(), 0);
+    QCOMPARE(taken(calls), QStringList(text(closed)));
+    QCOMPARE(seen, linesBefore);
+    QCOMPARE(int(log->lines.size()), 1);
 }
 
 void TestPidFileHandler::fillsPlaceholdersInThePath()
