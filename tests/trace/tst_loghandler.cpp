@@ -17,6 +17,36 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+namespace
+{
+
+/** Looks at a folder with each line. */
+class Watcher : public QObject
+{
+    Q_OBJECT
+public:
+    Watcher(Trace *trace, const LogFolder &folder)
+        : folder(folder)
+    {
+        connect(trace, SIGNAL(LogMessage(QString)), SLOT(look()), Qt::DirectConnection);
+    }
+
+    QList<QStringList> seen;
+
+private Q_SLOTS:
+    void look()
+    {
+        const QStringList files =
+            QDir(folder.filePath(QLatin1String("new"))).entryList(QDir::Files);
+        seen << folder.entries() + files;
+    }
+
+private:
+    const LogFolder &folder;
+};
+
+} // namespace
+
 class TestLogHandler : public LogTest
 {
     Q_OBJECT
@@ -25,6 +55,7 @@ private Q_SLOTS:
     void belongsToItsParent();
     void opensInAnExistingDirectory();
     void createsTheDirectory();
+    void createsTheDirectoryBetweenItsLines();
     void letsTheUmaskDecide();
     void reportsADirectoryThatCannotBeCreated();
     void countsTheNewlineBehindTheDirectory_data();
@@ -134,6 +165,18 @@ void TestLogHandler::createsTheDirectory()
     QCOMPARE(messages->lines(),
              QStringList(said("Logging to file: %1", directory + QLatin1String("app0.log"))));
     QVERIFY(QFile::exists(directory + QLatin1String("app0.log")));
+}
+
+void TestLogHandler::createsTheDirectoryBetweenItsLines()
+{
+    const LogFolder folder;
+    Trace trace(nullptr);
+    Watcher watcher(&trace, folder);
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.filePath(QLatin1String("new/")), app));
+    // The file comes later still.
+    QCOMPARE(watcher.seen, QList<QStringList>()
+                               << QStringList() << QStringList(QLatin1String("new/")));
 }
 
 /** Who may read the files is the application's business. */

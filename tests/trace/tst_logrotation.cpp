@@ -6,6 +6,7 @@
 #include "logfolder.h"
 #include "loghandler.h"
 #include "messagelog.h"
+#include "trace.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
@@ -44,6 +45,7 @@ private Q_SLOTS:
     void takesWildcardsInBaseNames();
     void rotatesHiddenFiles();
     void startsAContinuation();
+    void flushesAContinuation();
     void overwritesWhatIsThere();
     void reportsAFileThatCannotBeOpened();
     void doesNothingBeforeOpen();
@@ -308,6 +310,17 @@ void TestLogRotation::startsAContinuation()
     QCOMPARE(rotation.handler.getCurrentLogFile(), rotation.folder.file(0));
     rotation.handler.logMessage(QLatin1String("line"));
     QCOMPARE(rotation.folder.read(0), continuation + QByteArray("line\n"));
+}
+
+void TestLogRotation::flushesAContinuation()
+{
+    Rotation rotation;
+    flushAfterEachLogMsg = false;
+    const bool spawned = rotation.handler.spawnNewLogFile();
+    const QByteArray written = rotation.folder.read(0);
+    flushAfterEachLogMsg = true;
+    QVERIFY(spawned);
+    QCOMPARE(written, QByteArray(continuation));
 }
 
 void TestLogRotation::overwritesWhatIsThere()
