@@ -73,11 +73,13 @@ public:
 
     int lines;
     int locked;
+    QList<int> numbers;
 
 private Q_SLOTS:
     void look()
     {
         ++lines;
+        numbers << Trace::linenumber;
         if (Trace::traceMutex.tryLock())
             Trace::traceMutex.unlock();
         else
@@ -193,6 +195,7 @@ void TestTraceLifecycle::holdsTheLockWhileALineIsDelivered()
     log(letters(400));
     QCOMPARE(probe.lines, 2);
     QCOMPARE(probe.locked, 2);
+    QCOMPARE(probe.numbers, QList<int>() << 1 << 2); // the line's own
     QVERIFY(Trace::traceMutex.tryLock());
     Trace::traceMutex.unlock();
 }

@@ -23,6 +23,7 @@ private Q_SLOTS:
     void closesSyslogOnce();
     void writesOnlyWhileOpen();
     void writesBehindTheSignal();
+    void deliversInOrder();
     void givesEachLevelItsPriority_data();
     void givesEachLevelItsPriority();
     void writesTheRawMessage_data();
@@ -124,6 +125,34 @@ void TestTraceSyslog::writesBehindTheSignal()
     log(letters(360));
     QCOMPARE(calls->take(), QStringList() << numbered(2, "on") << text("syslog 4 on") << QString()
                                           << text("syslog 6 ") + letters(360));
+}
+
+/** The time, the debug output, the signal, syslog: with the lock held, before the next number. */
+void TestTraceSyslog::deliversInOrder()
+{
+    Trace trace(nullptr);
+    trace.openSysLog(text("pumpd"));
+    trace.toggleConsolePrint();
+    keepJournal(trace);
+    calls->record("gettimeofday syslog");
+    Trace::linenumber = 1;
+    int number = 0;
+    int unlocked = 0;
+    calls->before = [&](const QString &) {
+        number = Trace::linenumber;
+        if (Trace::traceMutex.tryLock()) {
+            Trace::traceMutex.unlock();
+            ++unlocked;
+        }
+    };
+    messages->forward([&](const QString &shown) { calls->note(shown); });
+    log("on");
+    messages->forward(nullptr);
+    QCOMPARE(calls->take(), QStringList() << text("gettimeofday") << shown(line("on")) << line("on")
+                                          << text("syslog 6 on"));
+    QCOMPARE(number, 1);
+    QCOMPARE(unlocked, 0);
+    QCOMPARE(Trace::linenumber, 2);
 }
 
 void TestTraceSyslog::givesEachLevelItsPriority_data()
