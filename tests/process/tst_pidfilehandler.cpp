@@ -112,6 +112,7 @@ private Q_SLOTS:
     void findsNoEndedProcess();
     void trustsTheAnswerOfTheSystem_data();
     void trustsTheAnswerOfTheSystem();
+    void asksForWhateverNumberThereIs();
     void writesTheOwnId();
     void writesAgainAndAgain();
     void keepsTheTailOfALongerFile();
@@ -313,6 +314,17 @@ void TestPidFileHandler::trustsTheAnswerOfTheSystem()
     const int pid = handler.checkPid();
     QTEST(pid, "pid");
     QCOMPARE(taken(calls), texts({openedToRead, closed, "kill 1 0"}));
+}
+
+/** A negative number stands for a group of processes. */
+void TestPidFileHandler::asksForWhateverNumberThereIs()
+{
+    createFile(path, "-7\n");
+    PidFileHandler handler(path.constData());
+    LibcCalls calls(recordedCalls);
+    calls.fail("kill *", 0, 0);
+    QCOMPARE(handler.checkPid(), -7);
+    QCOMPARE(taken(calls), texts({openedToRead, closed, "kill -7 0"}));
 }
 
 void TestPidFileHandler::writesTheOwnId()
