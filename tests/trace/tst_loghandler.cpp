@@ -62,6 +62,7 @@ private Q_SLOTS:
     void countsTheNewlineBehindTheDirectory();
     void logsAsTheTracingMachineryDoes_data();
     void logsAsTheTracingMachineryDoes();
+    void logsUnderItsClassName();
     void logsItsOwnOpening();
     void reportsAFileThatCannotBeOpened_data();
     void reportsAFileThatCannotBeOpened();
@@ -73,6 +74,7 @@ private Q_SLOTS:
     void writesLinesInLatin1_data();
     void writesLinesInLatin1();
     void copiesLinesToTheConsole();
+    void copiesALineBeforeItIsWritten();
     void writesOncePerLine();
     void buffersWhenToldTo();
     void continuesACutWrite();
@@ -88,9 +90,11 @@ private Q_SLOTS:
     void keepsTenFiles();
 
     void endsAFileWithATrailer();
+    void pausesBeforeTheTrailer();
     void losesLinesAfterClose();
     void tellsWhetherFlushingWorked();
     void flushesEachSecond();
+    void saysSoBeforeItFlushes();
     void startsTheTimerOnce();
     void scramblesCharacters();
 };
@@ -290,6 +294,17 @@ void TestLogHandler::logsAsTheTracingMachineryDoes()
     QCOMPARE(int(lines.take().size()), count);
 }
 
+void TestLogHandler::logsUnderItsClassName()
+{
+    Trace trace(nullptr);
+    TraceLog lines(&trace);
+    const QString before = LogHandler::CLASSNAME;
+    LogHandler::CLASSNAME = QLatin1String("Writer");
+    delete new LogHandler(nullptr, false);
+    LogHandler::CLASSNAME = before;
+    QCOMPARE(lines.take(), QStringList(QLatin1String("Writer|dtor|Stopping flushTimer")));
+}
+
 /** The handler may already be connected when it logs. */
 void TestLogHandler::logsItsOwnOpening()
 {
@@ -434,6 +449,18 @@ void TestLogHandler::copiesLinesToTheConsole()
                                               << said("Logging to file: %1", folder.file(0))
                                               << QLatin1String("debug: \"a \"quoted\"\nline\" "));
     QCOMPARE(folder.read(0), QByteArray("a \"quoted\"\nline\n"));
+}
+
+void TestLogHandler::copiesALineBeforeItIsWritten()
+{
+    const LogFolder folder;
+    LogHandler handler(nullptr, true);
+    QVERIFY(handler.open(folder.directory(), app));
+    messages->forward([&](const QString &copy) { calls->note(copy); });
+    handler.logMessage(QLatin1String("line"));
+    messages->forward(nullptr);
+    QCOMPARE(calls->take(),
+             QStringList() << QLatin1String("\"line\" ") << written(folder, QLatin1String("line")));
 }
 
 void TestLogHandler::writesOncePerLine()
@@ -671,6 +698,21 @@ void TestLogHandler::endsAFileWithATrailer()
     QCOMPARE(folder.descriptors(), QList<int>());
 }
 
+/** What is buffered does not wait. */
+void TestLogHandler::pausesBeforeTheTrailer()
+{
+    const LogFolder folder;
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    flushAfterEachLogMsg = false;
+    handler.logMessage(QLatin1String("line"));
+    QList<QList<int>> pauses;
+    calls->before = [&](const QString &) { pauses << takePauses(); };
+    handler.close(QLatin1String("end"));
+    QCOMPARE(folder.read(0), "line\n" + trailer("end"));
+    QCOMPARE(pauses, QList<QList<int>>() << QList<int>() << (QList<int>() << 500));
+}
+
 void TestLogHandler::losesLinesAfterClose()
 {
     const LogFolder folder;
@@ -730,6 +772,24 @@ void TestLogHandler::flushesEachSecond()
     }
     QVERIFY(said.startsWith("onTimeout\nonTimeout\n"));
     QCOMPARE(said.replace("onTimeout\n", ""), QByteArray());
+}
+
+void TestLogHandler::saysSoBeforeItFlushes()
+{
+    const LogFolder folder;
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    flushAfterEachLogMsg = false;
+    handler.logMessage(QLatin1String("line"));
+    QByteArray said;
+    {
+        StandardOutput output;
+        calls->before = [&](const QString &) { said = output.take(); };
+        handler.onFlushTimeout();
+        calls->before = nullptr;
+    }
+    QCOMPARE(said, QByteArray("onTimeout\n"));
+    QCOMPARE(folder.read(0), QByteArray("line\n"));
 }
 
 void TestLogHandler::startsTheTimerOnce()
