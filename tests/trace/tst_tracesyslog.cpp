@@ -3,6 +3,7 @@
 // What reaches syslog, as what, and in which order.
 
 #include "formatproblem.h"
+#include "localcodec.h"
 #include "random.h"
 #include "tracefixture.h"
 
@@ -28,6 +29,8 @@ private Q_SLOTS:
     void givesEachLevelItsPriority();
     void writesTheRawMessage_data();
     void writesTheRawMessage();
+    void writesInTheLocalEncoding_data();
+    void writesInTheLocalEncoding();
     void writesTheMaskInSixteenColumns();
     void convertsDoubledPercentSigns();
     void usesTheTextAsFormat_data();
@@ -216,6 +219,30 @@ void TestTraceSyslog::writesTheRawMessage()
     QCOMPARE(int(calls->take().size()), 1);
     QCOMPARE(calls->syslogFormat, sent);
     QCOMPARE(calls->syslogText, sent);
+}
+
+void TestTraceSyslog::writesInTheLocalEncoding_data()
+{
+    QTest::addColumn<QByteArray>("codec");
+    for (const char *const codec : {"UTF-8", "ISO-8859-1", "rot"})
+        QTest::newRow(codec) << QByteArray(codec);
+}
+
+/** The name, too. */
+void TestTraceSyslog::writesInTheLocalEncoding()
+{
+    QFETCH(QByteArray, codec);
+    const QString name = text("b\xc3\xbchne");
+    const QString message = text("\xc3\xa6 and \xe2\x82\xac");
+    Trace trace(nullptr);
+    setLocalCodec(codec.constData());
+    trace.openSysLog(name);
+    log(message);
+    const QByteArray nameBytes = name.toLocal8Bit();
+    const QByteArray messageBytes = message.toLocal8Bit();
+    setLocalCodec(nullptr);
+    QCOMPARE(QByteArray(calls->syslogIdent), nameBytes);
+    QCOMPARE(calls->syslogFormat, messageBytes);
 }
 
 /** Lines show its blanks as one. */
