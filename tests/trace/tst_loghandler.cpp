@@ -69,6 +69,8 @@ private Q_SLOTS:
     void printsOnlyWithoutABaseName_data();
     void printsOnlyWithoutABaseName();
     void keepsTheFileOfAnEarlierRun();
+    void emptiesAFileThatCannotBeMoved();
+    void putsTheDirectoryInFrontAsItIs();
     void goesOnElsewhere();
 
     void writesLinesInLatin1_data();
@@ -370,7 +372,7 @@ void TestLogHandler::printsOnlyWithoutABaseName()
     QFETCH(QStringList, expected);
     const LogFolder folder;
     LogHandler handler(nullptr, print);
-    QVERIFY(handler.open(folder.directory(), QString()));
+    QVERIFY(handler.open(folder.directory(), QLatin1String("")));
     handler.logMessage(QLatin1String("line"));
     handler.close(QLatin1String("end"));
     QVERIFY(!handler.flush());
@@ -388,6 +390,29 @@ void TestLogHandler::keepsTheFileOfAnEarlierRun()
     handler.logMessage(QLatin1String("now"));
     QCOMPARE(folder.entries(),
              QStringList() << QLatin1String("app0.log=now\n") << QLatin1String("app1.log=earlier"));
+}
+
+void TestLogHandler::emptiesAFileThatCannotBeMoved()
+{
+    const LogFolder folder;
+    folder.write(QLatin1String("app0.log"), "earlier");
+    calls->fail("rename *", EIO);
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    handler.logMessage(QLatin1String("now"));
+    QCOMPARE(folder.entries(), QStringList(QLatin1String("app0.log=now\n")));
+}
+
+/** Without a "/" at its end it becomes a part of the name. */
+void TestLogHandler::putsTheDirectoryInFrontAsItIs()
+{
+    const LogFolder folder;
+    QVERIFY(QDir(folder.path()).mkdir(QLatin1String("logs")));
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.filePath(QLatin1String("logs")), app));
+    QCOMPARE(handler.getCurrentLogFile(), folder.filePath(QLatin1String("logsapp0.log")));
+    QCOMPARE(folder.entries(), QStringList()
+                                   << QLatin1String("logs/") << QLatin1String("logsapp0.log="));
 }
 
 void TestLogHandler::goesOnElsewhere()
@@ -443,9 +468,11 @@ void TestLogHandler::copiesLinesToTheConsole()
     const LogFolder folder;
     LogHandler handler(nullptr, true);
     handler.logMessage(QLatin1String("before"));
+    handler.logMessage(QString());
     QVERIFY(handler.open(folder.directory(), app));
     handler.logMessage(QLatin1String("a \"quoted\"\nline"));
     QCOMPARE(messages->lines(), QStringList() << QLatin1String("debug: \"before\" ")
+                                              << QLatin1String("debug: \"\" ")
                                               << said("Logging to file: %1", folder.file(0))
                                               << QLatin1String("debug: \"a \"quoted\"\nline\" "));
     QCOMPARE(folder.read(0), QByteArray("a \"quoted\"\nline\n"));

@@ -36,6 +36,7 @@ private Q_SLOTS:
     void listsAgainEachTime();
     void removesInTheOrderOfNames();
     void reportsAFileThatStays();
+    void reportsAbsolutePaths();
     void reportsEachFailingRename_data();
     void reportsEachFailingRename();
     void survivesADirectoryInTheWay_data();
@@ -213,6 +214,29 @@ void TestLogRotation::reportsAFileThatStays()
     for (int number = 8; number >= 0; --number)
         expected << rotation.renameFailed(number);
     QCOMPARE(rotation.said, expected);
+}
+
+void TestLogRotation::reportsAbsolutePaths()
+{
+    LibcCalls calls;
+    MessageLog messages;
+    const LogFolder folder;
+    folder.write(fileName(0), "0");
+    folder.write(fileName(9), "9");
+    calls.fail("unlink *", EPERM);
+    calls.fail("rename *", EIO);
+    const QString before = QDir::currentPath();
+    QVERIFY(QDir::setCurrent(folder.path()));
+    const QString here = QDir::currentPath() + QLatin1Char('/');
+    LogHandler handler(nullptr, false);
+    const bool opened = handler.open(QLatin1String("./"), app);
+    QVERIFY(QDir::setCurrent(before));
+    QVERIFY(opened);
+    QCOMPARE(messages.debugLines(),
+             QStringList()
+                 << QString::fromLatin1("\"logrotate failed remove: %1app9.log\n\" ").arg(here)
+                 << QString::fromLatin1("\"Failed renaming %1app0.log to %1app1.log\" ").arg(here)
+                 << QString::fromLatin1("\"Logging to file: ./app0.log\n\" "));
 }
 
 void TestLogRotation::reportsEachFailingRename_data()
