@@ -50,13 +50,19 @@ bool isSpace(ushort c)
            c == 0x2029 || c == 0x202f || c == 0x205f || c == 0x3000;
 }
 
+/** QChar::digitValue() of Qt 4, which knows the digits of Unicode 5.0. */
+int digitValue(QChar c)
+{
+    return c.unicodeVersion() <= QChar::Unicode_5_0 ? c.digitValue() : -1;
+}
+
 /** Whether QString::arg() would fill the place that this percent sign begins. */
 bool isPlaceholder(const QChar *percent, const QChar *end)
 {
     const QChar *digit = percent + 1;
     if (digit != end && *digit == QLatin1Char('L'))
         ++digit;
-    return digit != end && digit->digitValue() >= 0;
+    return digit != end && digitValue(*digit) >= 0;
 }
 
 /**
@@ -103,12 +109,12 @@ bool findPlaceholder(const QChar *from, const QChar *end, Placeholder &found)
             ++digit;
         if (digit == end)
             return false;
-        int number = digit->digitValue();
+        int number = digitValue(*digit);
         if (number < 0)
             continue;
         ++digit;
-        if (digit != end && digit->digitValue() >= 0)
-            number = 10 * number + digit++->digitValue();
+        if (digit != end && digitValue(*digit) >= 0)
+            number = 10 * number + digitValue(*digit++);
         found = {from, digit, number, localized};
         return true;
     }

@@ -112,6 +112,7 @@ private Q_SLOTS:
     void findsNoEndedProcess();
     void trustsTheAnswerOfTheSystem_data();
     void trustsTheAnswerOfTheSystem();
+    void asksForWhateverNumberThereIs();
     void writesTheOwnId();
     void writesAgainAndAgain();
     void keepsTheTailOfALongerFile();
@@ -127,6 +128,10 @@ private Q_SLOTS:
     void reportsThatNothingWasPrinted();
     void doesNotNoticeThatPrintingFailed();
     void reportsThatUnlockingFailed();
+    void logsInItsGroupAtItsLevel_data();
+    void logsInItsGroupAtItsLevel();
+    void logsBeforeOrAfterClosing_data();
+    void logsBeforeOrAfterClosing();
     void fillsPlaceholdersInThePath();
     void showsThePathInLatin1();
     void failsSilentlyWithoutTrace();
@@ -309,6 +314,17 @@ void TestPidFileHandler::trustsTheAnswerOfTheSystem()
     const int pid = handler.checkPid();
     QTEST(pid, "pid");
     QCOMPARE(taken(calls), texts({openedToRead, closed, "kill 1 0"}));
+}
+
+/** A negative number stands for a group of processes. */
+void TestPidFileHandler::asksForWhateverNumberThereIs()
+{
+    createFile(path, "-7\n");
+    PidFileHandler handler(path.constData());
+    LibcCalls calls(recordedCalls);
+    calls.fail("kill *", 0, 0);
+    QCOMPARE(handler.checkPid(), -7);
+    QCOMPARE(taken(calls), texts({openedToRead, closed, "kill -7 0"}));
 }
 
 void TestPidFileHandler::writesTheOwnId()
@@ -512,6 +528,67 @@ void TestPidFileHandler::reportsThatUnlockingFailed()
     QVERIFY(isLockable(path));
     QCOMPARE(log->take(), QStringList(text("PidFileHandler|writePid|Can not unlock pidfile [") +
                                       text(path.constData()) + text("], [No locks available]")));
+}
+
+void TestPidFileHandler::logsInItsGroupAtItsLevel_data()
+{
+    QTest::addColumn<int>("level");
+    QTest::addColumn<int>("mask");
+    QTest::addColumn<int>("count");
+
+    QTest::newRow("its level, its group") << 2 << 8 << 4;
+    QTest::newRow("a level above") << 3 << 65535 << 0;
+    QTest::newRow("all other groups") << 1 << (65535 & ~8) << 0;
+}
+
+/** Each of its failures. */
+void TestPidFileHandler::logsInItsGroupAtItsLevel()
+{
+    QFETCH(int, level);
+    QFETCH(int, mask);
+    QFETCH(int, count);
+    trace->applyLogFilters(level, mask);
+    log->take();
+    PidFileHandler handler(path.constData());
+    LibcCalls calls(recordedCalls);
+    const struct {
+        const char *call;
+        int result;
+    } failures[] = {
+        {"open */pid", -1}, {"flock * LOCK_EX*", -1}, {"fprintf *", 0}, {"flock * LOCK_UN", -1}};
+    for (const auto &failure : failures) {
+        calls.fail(failure.call, EIO, failure.result, 1);
+        QCOMPARE(handler.writePid(), 0);
+    }
+    QCOMPARE(int(log->take().size()), count);
+    QCOMPARE(handler.writePid(), int(getpid()));
+}
+
+void TestPidFileHandler::logsBeforeOrAfterClosing_data()
+{
+    QTest::addColumn<QByteArray>("call");
+    QTest::addColumn<int>("result");
+    QTest::addColumn<int>("linesBefore");
+
+    QTest::newRow("not locked") << QByteArray("flock * LOCK_EX*") << -1 << 0;
+    QTest::newRow("not printed") << QByteArray("fprintf *") << 0 << 1;
+    QTest::newRow("not unlocked") << QByteArray("flock * LOCK_UN") << -1 << 1;
+}
+
+void TestPidFileHandler::logsBeforeOrAfterClosing()
+{
+    QFETCH(QByteArray, call);
+    QFETCH(int, result);
+    QFETCH(int, linesBefore);
+    PidFileHandler handler(path.constData());
+    LibcCalls calls("fclose");
+    int seen = -1;
+    calls.before = [&](const QString &) { seen = int(log->lines.size()); };
+    calls.fail(call.constData(), EIO, result);
+    QCOMPARE(handler.writePid(), 0);
+    QCOMPARE(taken(calls), QStringList(text(closed)));
+    QCOMPARE(seen, linesBefore);
+    QCOMPARE(int(log->lines.size()), 1);
 }
 
 void TestPidFileHandler::fillsPlaceholdersInThePath()

@@ -22,9 +22,7 @@ QString simplifiedAsEver(QString text)
     return text.simplified().replace(QChar(standIn), nextLine);
 }
 
-} // namespace
-
-QString plainLine(const TraceFields &fields)
+QString chain(const TraceFields &fields)
 {
     const QChar blank = QLatin1Char(' ');
     const int length = int(fields.message.length());
@@ -59,4 +57,33 @@ QString plainLine(const TraceFields &fields)
             .arg(simplifiedAsEver(fields.message.left(180)))
             .arg(simplifiedAsEver(fields.message.mid(180)));
     return QString();
+}
+
+} // namespace
+
+/** Digits that Qt 4 does not know are none: others stand in for them meanwhile. */
+QString plainLine(const TraceFields &fields)
+{
+    QString texts[] = {fields.className.toString(), fields.functionName.toString(), fields.message};
+    const QString all = texts[0] + texts[1] + texts[2];
+    QString later;
+    QString standIns;
+    ushort standIn = 0xe000;
+    for (const QChar c : all) {
+        if (c.digitValue() < 0 || c.unicodeVersion() <= QChar::Unicode_5_0 || later.contains(c))
+            continue;
+        while (all.contains(QChar(standIn)))
+            ++standIn;
+        later += c;
+        standIns += QChar(standIn++);
+    }
+    for (int i = 0; i < later.size(); ++i) {
+        for (QString &text : texts)
+            text.replace(later.at(i), standIns.at(i));
+    }
+    QString line = chain(
+        {fields.number, texts[0], texts[1], texts[2], fields.threadOrdinal, fields.timestamp});
+    for (int i = 0; i < later.size(); ++i)
+        line.replace(standIns.at(i), later.at(i));
+    return line;
 }

@@ -9,6 +9,7 @@
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
+#include <QtCore/QMetaMethod>
 #include <QtCore/QTimer>
 #include <QtTest/QTest>
 
@@ -16,25 +17,66 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+namespace
+{
+
+/** Looks at a folder with each line. */
+class Watcher : public QObject
+{
+    Q_OBJECT
+public:
+    Watcher(Trace *trace, const LogFolder &folder)
+        : folder(folder)
+    {
+        connect(trace, SIGNAL(LogMessage(QString)), SLOT(look()), Qt::DirectConnection);
+    }
+
+    QList<QStringList> seen;
+
+private Q_SLOTS:
+    void look()
+    {
+        const QStringList files =
+            QDir(folder.filePath(QLatin1String("new"))).entryList(QDir::Files);
+        seen << folder.entries() + files;
+    }
+
+private:
+    const LogFolder &folder;
+};
+
+} // namespace
+
 class TestLogHandler : public LogTest
 {
     Q_OBJECT
 private Q_SLOTS:
+    void hasTwoSlots();
+    void belongsToItsParent();
     void opensInAnExistingDirectory();
     void createsTheDirectory();
+    void createsTheDirectoryBetweenItsLines();
     void letsTheUmaskDecide();
     void reportsADirectoryThatCannotBeCreated();
+    void countsTheNewlineBehindTheDirectory_data();
+    void countsTheNewlineBehindTheDirectory();
+    void logsAsTheTracingMachineryDoes_data();
+    void logsAsTheTracingMachineryDoes();
+    void logsUnderItsClassName();
     void logsItsOwnOpening();
     void reportsAFileThatCannotBeOpened_data();
     void reportsAFileThatCannotBeOpened();
     void printsOnlyWithoutABaseName_data();
     void printsOnlyWithoutABaseName();
     void keepsTheFileOfAnEarlierRun();
+    void emptiesAFileThatCannotBeMoved();
+    void putsTheDirectoryInFrontAsItIs();
     void goesOnElsewhere();
 
     void writesLinesInLatin1_data();
     void writesLinesInLatin1();
     void copiesLinesToTheConsole();
+    void copiesALineBeforeItIsWritten();
     void writesOncePerLine();
     void buffersWhenToldTo();
     void continuesACutWrite();
@@ -50,9 +92,11 @@ private Q_SLOTS:
     void keepsTenFiles();
 
     void endsAFileWithATrailer();
+    void pausesBeforeTheTrailer();
     void losesLinesAfterClose();
     void tellsWhetherFlushingWorked();
     void flushesEachSecond();
+    void saysSoBeforeItFlushes();
     void startsTheTimerOnce();
     void scramblesCharacters();
 };
@@ -71,6 +115,30 @@ static QString traced(const char *function, const QString &message)
 static QString written(const LogFolder &folder, const QString &lines)
 {
     return QString::fromLatin1("write %1 %2\n").arg(folder.file(0), lines);
+}
+
+void TestLogHandler::hasTwoSlots()
+{
+    const QMetaObject &meta = LogHandler::staticMetaObject;
+    QCOMPARE(meta.className(), "LogHandler");
+    QCOMPARE(meta.superClass(), &QThread::staticMetaObject);
+    const int first = meta.methodOffset();
+    QCOMPARE(meta.methodCount() - first, 2);
+    QCOMPARE(meta.propertyCount() - meta.propertyOffset(), 0);
+    QCOMPARE(meta.indexOfSlot("logMessage(QString)"), first);
+    QCOMPARE(meta.indexOfSlot("onFlushTimeout()"), first + 1);
+    QCOMPARE(meta.method(first).access(), QMetaMethod::Public);
+    QCOMPARE(meta.method(first + 1).access(), QMetaMethod::Public);
+}
+
+void TestLogHandler::belongsToItsParent()
+{
+    {
+        QObject parent;
+        LogHandler *const handler = new LogHandler(&parent, false);
+        QCOMPARE(handler->parent(), &parent);
+    }
+    QVERIFY(!LogHandler::instance);
 }
 
 void TestLogHandler::opensInAnExistingDirectory()
@@ -103,6 +171,18 @@ void TestLogHandler::createsTheDirectory()
     QCOMPARE(messages->lines(),
              QStringList(said("Logging to file: %1", directory + QLatin1String("app0.log"))));
     QVERIFY(QFile::exists(directory + QLatin1String("app0.log")));
+}
+
+void TestLogHandler::createsTheDirectoryBetweenItsLines()
+{
+    const LogFolder folder;
+    Trace trace(nullptr);
+    Watcher watcher(&trace, folder);
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.filePath(QLatin1String("new/")), app));
+    // The file comes later still.
+    QCOMPARE(watcher.seen, QList<QStringList>()
+                               << QStringList() << QStringList(QLatin1String("new/")));
 }
 
 /** Who may read the files is the application's business. */
@@ -150,6 +230,81 @@ void TestLogHandler::reportsADirectoryThatCannotBeCreated()
     }
     QCOMPARE(messages->lines(), QStringList());
     QCOMPARE(folder.entries(), QStringList(QLatin1String("file=in the way")));
+}
+
+void TestLogHandler::countsTheNewlineBehindTheDirectory_data()
+{
+    QTest::addColumn<QString>("place");
+    QTest::addColumn<QString>("message");
+    const QString made = QLatin1String("LogHandler::open, LogHandler::open file: ");
+    const QString problem =
+        QLatin1String("LogHandler::open, LogHandler::Could not create log director: ");
+    QTest::newRow("created") << QString() << made;
+    QTest::newRow("not created") << QString::fromLatin1("file/") << problem;
+}
+
+/** A line does not show it, but the length of the message does. */
+void TestLogHandler::countsTheNewlineBehindTheDirectory()
+{
+    QFETCH(QString, place);
+    QFETCH(QString, message);
+    const LogFolder folder;
+    folder.write(QLatin1String("file"), "in the way");
+    Trace trace(nullptr);
+    TraceLog lines(&trace);
+    LogHandler handler(nullptr, false);
+    const QString directory = folder.filePath(place) + repeated(80) + QLatin1Char('/');
+    QCOMPARE(handler.open(directory, app), place.isEmpty());
+    const int length = int(message.length() + directory.length()) + 1;
+    QCOMPARE(int(lines.lines.size()), 2);
+    const QString line = lines.lines.at(1);
+    QVERIFY2(line.contains(QString::fromLatin1(" [Long message(%1)] ").arg(length)),
+             qPrintable(line));
+    QVERIFY2(line.endsWith(QLatin1Char('\n') + message + directory), qPrintable(line));
+}
+
+void TestLogHandler::logsAsTheTracingMachineryDoes_data()
+{
+    QTest::addColumn<int>("level");
+    QTest::addColumn<int>("mask");
+    QTest::addColumn<int>("count");
+    QTest::newRow("its level, its group") << 1 << 1 << 8;
+    QTest::newRow("a level above") << 2 << 65535 << 0;
+    QTest::newRow("all other groups") << 1 << (65535 & ~1) << 0;
+}
+
+/** All that it logs. */
+void TestLogHandler::logsAsTheTracingMachineryDoes()
+{
+    QFETCH(int, level);
+    QFETCH(int, mask);
+    QFETCH(int, count);
+    const LogFolder folder;
+    folder.write(QLatin1String("file"), "in the way");
+    Trace trace(nullptr);
+    trace.applyLogFilters(level, mask);
+    TraceLog lines(&trace);
+    {
+        LogHandler handler(nullptr, false);
+        QVERIFY(!handler.open(folder.filePath(QLatin1String("file/")), app));
+        QVERIFY(handler.open(folder.filePath(QLatin1String("new/")), app));
+        handler.startFlushTimer();
+        handler.startFlushTimer();
+        handler.start();
+        setWaitingTime(0);
+    }
+    QCOMPARE(int(lines.take().size()), count);
+}
+
+void TestLogHandler::logsUnderItsClassName()
+{
+    Trace trace(nullptr);
+    TraceLog lines(&trace);
+    const QString before = LogHandler::CLASSNAME;
+    LogHandler::CLASSNAME = QLatin1String("Writer");
+    delete new LogHandler(nullptr, false);
+    LogHandler::CLASSNAME = before;
+    QCOMPARE(lines.take(), QStringList(QLatin1String("Writer|dtor|Stopping flushTimer")));
 }
 
 /** The handler may already be connected when it logs. */
@@ -217,7 +372,7 @@ void TestLogHandler::printsOnlyWithoutABaseName()
     QFETCH(QStringList, expected);
     const LogFolder folder;
     LogHandler handler(nullptr, print);
-    QVERIFY(handler.open(folder.directory(), QString()));
+    QVERIFY(handler.open(folder.directory(), QLatin1String("")));
     handler.logMessage(QLatin1String("line"));
     handler.close(QLatin1String("end"));
     QVERIFY(!handler.flush());
@@ -235,6 +390,29 @@ void TestLogHandler::keepsTheFileOfAnEarlierRun()
     handler.logMessage(QLatin1String("now"));
     QCOMPARE(folder.entries(),
              QStringList() << QLatin1String("app0.log=now\n") << QLatin1String("app1.log=earlier"));
+}
+
+void TestLogHandler::emptiesAFileThatCannotBeMoved()
+{
+    const LogFolder folder;
+    folder.write(QLatin1String("app0.log"), "earlier");
+    calls->fail("rename *", EIO);
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    handler.logMessage(QLatin1String("now"));
+    QCOMPARE(folder.entries(), QStringList(QLatin1String("app0.log=now\n")));
+}
+
+/** Without a "/" at its end it becomes a part of the name. */
+void TestLogHandler::putsTheDirectoryInFrontAsItIs()
+{
+    const LogFolder folder;
+    QVERIFY(QDir(folder.path()).mkdir(QLatin1String("logs")));
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.filePath(QLatin1String("logs")), app));
+    QCOMPARE(handler.getCurrentLogFile(), folder.filePath(QLatin1String("logsapp0.log")));
+    QCOMPARE(folder.entries(), QStringList()
+                                   << QLatin1String("logs/") << QLatin1String("logsapp0.log="));
 }
 
 void TestLogHandler::goesOnElsewhere()
@@ -290,12 +468,26 @@ void TestLogHandler::copiesLinesToTheConsole()
     const LogFolder folder;
     LogHandler handler(nullptr, true);
     handler.logMessage(QLatin1String("before"));
+    handler.logMessage(QString());
     QVERIFY(handler.open(folder.directory(), app));
     handler.logMessage(QLatin1String("a \"quoted\"\nline"));
     QCOMPARE(messages->lines(), QStringList() << QLatin1String("debug: \"before\" ")
+                                              << QLatin1String("debug: \"\" ")
                                               << said("Logging to file: %1", folder.file(0))
                                               << QLatin1String("debug: \"a \"quoted\"\nline\" "));
     QCOMPARE(folder.read(0), QByteArray("a \"quoted\"\nline\n"));
+}
+
+void TestLogHandler::copiesALineBeforeItIsWritten()
+{
+    const LogFolder folder;
+    LogHandler handler(nullptr, true);
+    QVERIFY(handler.open(folder.directory(), app));
+    messages->forward([&](const QString &copy) { calls->note(copy); });
+    handler.logMessage(QLatin1String("line"));
+    messages->forward(nullptr);
+    QCOMPARE(calls->take(),
+             QStringList() << QLatin1String("\"line\" ") << written(folder, QLatin1String("line")));
 }
 
 void TestLogHandler::writesOncePerLine()
@@ -533,6 +725,21 @@ void TestLogHandler::endsAFileWithATrailer()
     QCOMPARE(folder.descriptors(), QList<int>());
 }
 
+/** What is buffered does not wait. */
+void TestLogHandler::pausesBeforeTheTrailer()
+{
+    const LogFolder folder;
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    flushAfterEachLogMsg = false;
+    handler.logMessage(QLatin1String("line"));
+    QList<QList<int>> pauses;
+    calls->before = [&](const QString &) { pauses << takePauses(); };
+    handler.close(QLatin1String("end"));
+    QCOMPARE(folder.read(0), "line\n" + trailer("end"));
+    QCOMPARE(pauses, QList<QList<int>>() << QList<int>() << (QList<int>() << 500));
+}
+
 void TestLogHandler::losesLinesAfterClose()
 {
     const LogFolder folder;
@@ -592,6 +799,24 @@ void TestLogHandler::flushesEachSecond()
     }
     QVERIFY(said.startsWith("onTimeout\nonTimeout\n"));
     QCOMPARE(said.replace("onTimeout\n", ""), QByteArray());
+}
+
+void TestLogHandler::saysSoBeforeItFlushes()
+{
+    const LogFolder folder;
+    LogHandler handler(nullptr, false);
+    QVERIFY(handler.open(folder.directory(), app));
+    flushAfterEachLogMsg = false;
+    handler.logMessage(QLatin1String("line"));
+    QByteArray said;
+    {
+        StandardOutput output;
+        calls->before = [&](const QString &) { said = output.take(); };
+        handler.onFlushTimeout();
+        calls->before = nullptr;
+    }
+    QCOMPARE(said, QByteArray("onTimeout\n"));
+    QCOMPARE(folder.read(0), QByteArray("line\n"));
 }
 
 void TestLogHandler::startsTheTimerOnce()

@@ -6,6 +6,7 @@
 #include "logfolder.h"
 #include "loghandler.h"
 #include "messagelog.h"
+#include "trace.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
@@ -33,7 +34,9 @@ private Q_SLOTS:
     void looksAtRegularFilesOnly();
     void staysOutOfFoldersBelow();
     void listsAgainEachTime();
+    void removesInTheOrderOfNames();
     void reportsAFileThatStays();
+    void reportsAbsolutePaths();
     void reportsEachFailingRename_data();
     void reportsEachFailingRename();
     void survivesADirectoryInTheWay_data();
@@ -43,6 +46,7 @@ private Q_SLOTS:
     void takesWildcardsInBaseNames();
     void rotatesHiddenFiles();
     void startsAContinuation();
+    void flushesAContinuation();
     void overwritesWhatIsThere();
     void reportsAFileThatCannotBeOpened();
     void doesNothingBeforeOpen();
@@ -181,6 +185,23 @@ void TestLogRotation::listsAgainEachTime()
     QCOMPARE(rotation.rotate(), QStringList());
 }
 
+void TestLogRotation::removesInTheOrderOfNames()
+{
+    Rotation rotation;
+    const QStringList names = list("app-old.log app.log app00.log app10.log app9.log appB.log "
+                                   "app_.log appa.log appb.log");
+    // Neither the order of names nor its reverse.
+    for (const int index : {4, 0, 7, 2, 8, 1, 5, 3, 6})
+        rotation.folder.write(names.at(index), "x");
+    rotation.calls.fail("unlink *", EPERM);
+    rotation.rotate();
+    QStringList expected;
+    for (const QString &name : names)
+        expected << QString::fromLatin1("debug: \"logrotate failed remove: %1\n\" ")
+                        .arg(rotation.folder.filePath(name));
+    QCOMPARE(rotation.said, expected);
+}
+
 void TestLogRotation::reportsAFileThatStays()
 {
     Rotation rotation;
@@ -193,6 +214,29 @@ void TestLogRotation::reportsAFileThatStays()
     for (int number = 8; number >= 0; --number)
         expected << rotation.renameFailed(number);
     QCOMPARE(rotation.said, expected);
+}
+
+void TestLogRotation::reportsAbsolutePaths()
+{
+    LibcCalls calls;
+    MessageLog messages;
+    const LogFolder folder;
+    folder.write(fileName(0), "0");
+    folder.write(fileName(9), "9");
+    calls.fail("unlink *", EPERM);
+    calls.fail("rename *", EIO);
+    const QString before = QDir::currentPath();
+    QVERIFY(QDir::setCurrent(folder.path()));
+    const QString here = QDir::currentPath() + QLatin1Char('/');
+    LogHandler handler(nullptr, false);
+    const bool opened = handler.open(QLatin1String("./"), app);
+    QVERIFY(QDir::setCurrent(before));
+    QVERIFY(opened);
+    QCOMPARE(messages.debugLines(),
+             QStringList()
+                 << QString::fromLatin1("\"logrotate failed remove: %1app9.log\n\" ").arg(here)
+                 << QString::fromLatin1("\"Failed renaming %1app0.log to %1app1.log\" ").arg(here)
+                 << QString::fromLatin1("\"Logging to file: ./app0.log\n\" "));
 }
 
 void TestLogRotation::reportsEachFailingRename_data()
@@ -290,6 +334,17 @@ void TestLogRotation::startsAContinuation()
     QCOMPARE(rotation.handler.getCurrentLogFile(), rotation.folder.file(0));
     rotation.handler.logMessage(QLatin1String("line"));
     QCOMPARE(rotation.folder.read(0), continuation + QByteArray("line\n"));
+}
+
+void TestLogRotation::flushesAContinuation()
+{
+    Rotation rotation;
+    flushAfterEachLogMsg = false;
+    const bool spawned = rotation.handler.spawnNewLogFile();
+    const QByteArray written = rotation.folder.read(0);
+    flushAfterEachLogMsg = true;
+    QVERIFY(spawned);
+    QCOMPARE(written, QByteArray(continuation));
 }
 
 void TestLogRotation::overwritesWhatIsThere()

@@ -278,9 +278,14 @@ void TestLogShutdown::saysWhatItDoesWhenDestroyed()
     }
     messages->clear();
     TraceLog lines(&trace);
+    int loggedBefore = -1;
+    messages->forward([&](const QString &) { loggedBefore = int(lines.lines.size()); });
     setWaitingTime(0);
-    StandardOutput output;
-    handler.reset();
+    {
+        const StandardOutput silence;
+        handler.reset();
+    }
+    messages->forward(nullptr);
 
     QStringList logged(QLatin1String("LogHandler|dtor|Stopping flushTimer"));
     QStringList said;
@@ -291,6 +296,7 @@ void TestLogShutdown::saysWhatItDoesWhenDestroyed()
         said << QLatin1String("debug: Giving up waiting for logger thread to stop. ");
         waits << 1000;
     }
+    QCOMPARE(loggedBefore, said.isEmpty() ? -1 : 2);
     QCOMPARE(takeWaits(), waits);
     QCOMPARE(lines.entries(), logged);
     QCOMPARE(messages->lines(), said);

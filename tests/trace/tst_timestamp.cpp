@@ -352,6 +352,8 @@ void TestTimestamp::knowsYearsOfAnyLength()
     setTimeZone("UTC0");
     calls->setTimeOfDay(time_t(Q_INT64_C(253402300800)), 0);
     QCOMPARE(QByteArray(updateTimestamp()), QByteArray("10000-01-01 00:00:00.000"));
+    calls->setTimeOfDay(time_t(Q_INT64_C(67767976233532799)), 999999);
+    QCOMPARE(QByteArray(updateTimestamp()), QByteArray("2147483647-12-31 23:59:59.999"));
     // No year that localtime() could tell.
     calls->setTimeOfDay(std::numeric_limits<time_t>::max(), 42000);
     QCOMPARE(QByteArray(updateTimestamp()), QByteArray(".042"));

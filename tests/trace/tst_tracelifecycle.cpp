@@ -73,11 +73,13 @@ public:
 
     int lines;
     int locked;
+    QList<int> numbers;
 
 private Q_SLOTS:
     void look()
     {
         ++lines;
+        numbers << Trace::linenumber;
         if (Trace::traceMutex.tryLock())
             Trace::traceMutex.unlock();
         else
@@ -193,6 +195,7 @@ void TestTraceLifecycle::holdsTheLockWhileALineIsDelivered()
     log(letters(400));
     QCOMPARE(probe.lines, 2);
     QCOMPARE(probe.locked, 2);
+    QCOMPARE(probe.numbers, QList<int>() << 1 << 2); // the line's own
     QVERIFY(Trace::traceMutex.tryLock());
     Trace::traceMutex.unlock();
 }
@@ -220,9 +223,15 @@ void TestTraceLifecycle::endsInOrder()
         seen = messages->lines();
         QVERIFY(!Trace::instance);
     };
+    messages->forward([&](const QString &said) {
+        calls->note(said + text(Trace::instance ? "with an instance" : "without"));
+    });
     delete trace;
+    messages->forward(nullptr);
     log(8, 4);
-    QCOMPARE(calls->take(), QStringList(text("closelog")));
+    QCOMPARE(calls->take(), QStringList()
+                                << text("Delting Trace object with an instance")
+                                << text("Closing Syslog object without") << text("closelog"));
     const QStringList lines = QStringList() << text("debug: Delting Trace object ")
                                             << text("debug: Closing Syslog object ");
     QCOMPARE(seen, lines);

@@ -25,8 +25,8 @@ const ushort mongolianVowelSeparator = 0x180e; // white space on Qt 4
 const ushort ordinary[] = {'a', 'b', 'c', 'd',  'Z',    '1',    '9',    'L',    ' ',    ' ',
                            ' ', ',', '=', '\t', '\n',   '\r',   0x1b,   0x85,   0xa0,   0xe6,
                            0,   '.', '(', ')',  0x180e, 0x2003, 0x3000, 0xd83d, 0xde00, 0xffff};
-const ushort placeholders[] = {'%', '%', '%', '%', '%', '1', '2', '3', '4',
-                               '5', '6', '7', '8', '9', '0', 'L', ' ', 'a'};
+const ushort placeholders[] = {'%', '%', '%', '%', '%', '1', '2', '3', '4',   '5',
+                               '6', '7', '8', '9', '0', 'L', ' ', 'a', 0x1a85};
 
 /** Long texts from which pieces are cut. */
 class Source

@@ -210,6 +210,10 @@ void TestTracePlaceholders::fillsPlaceholdersWithOtherDigitsSilently_data()
                                   << names(1) + text("1") + blanks(78) + tail();
     QTest::newRow("fullwidth 05") << text("%\xef\xbc\x90\xef\xbc\x95")
                                   << names(1) + text("1") + blanks(77) + tail();
+    QTest::newRow("Tai Tham 5, which Qt 4 does not know")
+        << text("%\xe1\xaa\x85") << line("%\xe1\xaa\x85");
+    QTest::newRow("5, Tai Tham 5")
+        << text("%5\xe1\xaa\x85") << names(1) + text("1\xe1\xaa\x85") + blanks(77) + tail();
     QTest::newRow("Arabic 11") << text("%\xd9\xa1\xd9\xa1") << line("%\xd9\xa1\xd9\xa1");
 }
 

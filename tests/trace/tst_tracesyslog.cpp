@@ -3,6 +3,7 @@
 // What reaches syslog, as what, and in which order.
 
 #include "formatproblem.h"
+#include "localcodec.h"
 #include "random.h"
 #include "tracefixture.h"
 
@@ -23,10 +24,13 @@ private Q_SLOTS:
     void closesSyslogOnce();
     void writesOnlyWhileOpen();
     void writesBehindTheSignal();
+    void deliversInOrder();
     void givesEachLevelItsPriority_data();
     void givesEachLevelItsPriority();
     void writesTheRawMessage_data();
     void writesTheRawMessage();
+    void writesInTheLocalEncoding_data();
+    void writesInTheLocalEncoding();
     void writesTheMaskInSixteenColumns();
     void convertsDoubledPercentSigns();
     void usesTheTextAsFormat_data();
@@ -65,10 +69,14 @@ void TestTraceSyslog::opensSyslogAgainWithoutClosing()
     trace.openSysLog(text("pumpd"));
     calls->take();
     trace.openSysLog(text("valved"));
-    QCOMPARE(calls->take(), QStringList()
+    const QStringList renamed = QStringList()
                                 << own(2, "openSysLog", "Opening syslog with ident: valved")
                                 << text("syslog 6 Opening syslog with ident: valved")
-                                << text("openlog valved 1 128"));
+                                << text("openlog valved 1 128");
+    QCOMPARE(calls->take(), renamed);
+    Trace::linenumber = 2;
+    trace.openSysLog(text("valved"));
+    QCOMPARE(calls->take(), renamed);
     QCOMPARE(messages->lines(), QStringList());
 }
 
@@ -124,6 +132,34 @@ void TestTraceSyslog::writesBehindTheSignal()
     log(letters(360));
     QCOMPARE(calls->take(), QStringList() << numbered(2, "on") << text("syslog 4 on") << QString()
                                           << text("syslog 6 ") + letters(360));
+}
+
+/** The time, the debug output, the signal, syslog: with the lock held, before the next number. */
+void TestTraceSyslog::deliversInOrder()
+{
+    Trace trace(nullptr);
+    trace.openSysLog(text("pumpd"));
+    trace.toggleConsolePrint();
+    keepJournal(trace);
+    calls->record("gettimeofday syslog");
+    Trace::linenumber = 1;
+    int number = 0;
+    int unlocked = 0;
+    calls->before = [&](const QString &) {
+        number = Trace::linenumber;
+        if (Trace::traceMutex.tryLock()) {
+            Trace::traceMutex.unlock();
+            ++unlocked;
+        }
+    };
+    messages->forward([&](const QString &shown) { calls->note(shown); });
+    log("on");
+    messages->forward(nullptr);
+    QCOMPARE(calls->take(), QStringList() << text("gettimeofday") << shown(line("on")) << line("on")
+                                          << text("syslog 6 on"));
+    QCOMPARE(number, 1);
+    QCOMPARE(unlocked, 0);
+    QCOMPARE(Trace::linenumber, 2);
 }
 
 void TestTraceSyslog::givesEachLevelItsPriority_data()
@@ -187,6 +223,30 @@ void TestTraceSyslog::writesTheRawMessage()
     QCOMPARE(int(calls->take().size()), 1);
     QCOMPARE(calls->syslogFormat, sent);
     QCOMPARE(calls->syslogText, sent);
+}
+
+void TestTraceSyslog::writesInTheLocalEncoding_data()
+{
+    QTest::addColumn<QByteArray>("codec");
+    for (const char *const codec : {"UTF-8", "ISO-8859-1", "rot"})
+        QTest::newRow(codec) << QByteArray(codec);
+}
+
+/** The name, too. */
+void TestTraceSyslog::writesInTheLocalEncoding()
+{
+    QFETCH(QByteArray, codec);
+    const QString name = text("b\xc3\xbchne");
+    const QString message = text("\xc3\xa6 and \xe2\x82\xac");
+    Trace trace(nullptr);
+    setLocalCodec(codec.constData());
+    trace.openSysLog(name);
+    log(message);
+    const QByteArray nameBytes = name.toLocal8Bit();
+    const QByteArray messageBytes = message.toLocal8Bit();
+    setLocalCodec(nullptr);
+    QCOMPARE(QByteArray(calls->syslogIdent), nameBytes);
+    QCOMPARE(calls->syslogFormat, messageBytes);
 }
 
 /** Lines show its blanks as one. */
