@@ -190,6 +190,12 @@ QByteArray ToolProcess::end()
 void ToolProcess::kill()
 {
     send(SIGKILL);
+    // Nothing may happen before it is gone: the kernel closes its connections before its servers,
+    // and a client that is told of that in between would connect to a server that is dying.
+    siginfo_t gone;
+    while (process > 0 && ::waitid(P_PID, id_t(process), &gone, WEXITED | WNOWAIT) != 0 &&
+           errno == EINTR)
+        continue;
     end();
 }
 
