@@ -44,8 +44,8 @@ bool hasReferences(const QString &value)
     return false;
 }
 
-/** Whether a text has NULs or surrogates in it. */
-bool hasUnusual(const QString &text)
+/** Whether a text has characters that Qt 4 may drop: NULs and surrogates. */
+bool hasDroppable(const QString &text)
 {
     for (const QChar character : text) {
         const ushort code = character.unicode();
@@ -61,7 +61,7 @@ bool hasUnusual(const QString &text)
  */
 QString asRead(const QString &text)
 {
-    if (!hasUnusual(text))
+    if (!hasDroppable(text))
         return text;
     const QByteArray bytes = text.toUtf8();
     QString seen = QString::fromUtf8(bytes.constData(), bytes.size());
