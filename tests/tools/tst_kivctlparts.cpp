@@ -12,6 +12,7 @@
 
 #include <QtTest/QtTest>
 
+#include <algorithm>
 #include <functional>
 
 using namespace kivctl;
@@ -235,19 +236,19 @@ void tst_KivctlParts::survivesRandomFrames()
         for (int count = random.below(30); count > 0; --count)
             xml += random.oneOf(tokens);
         parseMessage(xml);
-        const QByteArray failure = failureOf([&xml]() {
-            const std::vector<Node> nodes = parseNodes(xml);
-            leavesOf(nodes, "/a");
-            // What is well-formed stays so, and keeps its meaning, if it is elements.
-            for (const Node &node : nodes) {
-                if (!node.isElement())
-                    return;
-            }
-            const std::vector<Node> again = parseNodes(pretty(nodes));
-            if (compact(again) != compact(nodes))
-                throw Failure(DaemonError, "changed: " + xml);
-        });
-        QVERIFY2(!failure.startsWith("changed"), failure.constData());
+        std::vector<Node> nodes;
+        if (failureOf([&xml, &nodes]() { nodes = parseNodes(xml); }) != "nothing")
+            continue;
+        leavesOf(nodes, "/a");
+        // What has been read is read again, and keeps its meaning.
+        std::string again;
+        const QByteArray failure =
+            failureOf([&nodes, &again]() { again = compact(parseNodes(compact(nodes))); });
+        QVERIFY2(failure == "nothing" && again == compact(nodes), xml.c_str());
+        // A text at the top gets a line of its own, which changes it.
+        const auto isElement = [](const Node &node) { return node.isElement(); };
+        if (std::all_of(nodes.begin(), nodes.end(), isElement))
+            QVERIFY2(compact(parseNodes(pretty(nodes))) == compact(nodes), xml.c_str());
     }
 }
 
@@ -290,6 +291,9 @@ void tst_KivctlParts::refusesBadXml_data()
     QTest::newRow("cut comment") << QByteArray("x<!-- ") << bad + "1";
     QTest::newRow("no name") << QByteArray("<>") << bad + "0";
     QTest::newRow("no name at the end") << QByteArray("</>") << bad + "0";
+    QTest::newRow("blank behind the slash") << QByteArray("<a/ >x</a>") << bad + "0";
+    QTest::newRow("slash behind attributes") << QByteArray("<a b='' / >x</a>") << bad + "0";
+    QTest::newRow("two slashes") << QByteArray("<a //>") << bad + "0";
     QTest::newRow("too deep") << QByteArray("<a>").repeated(100000)
                               << QByteArray("the data is nested deeper than 256 levels");
 }

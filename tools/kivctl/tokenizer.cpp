@@ -89,6 +89,9 @@ Token Scanner::tag()
     token.attributes.erase(token.attributes.find_last_not_of(blanks) + 1);
     if (token.name.empty() || token.name.find_first_of("\"'=/&") != std::string::npos)
         return bad();
+    // Written again, without the blanks behind it, the slash would end the element.
+    if (!token.attributes.empty() && token.attributes.back() == '/')
+        return bad();
     at = end + 1;
     return token;
 }
