@@ -5,13 +5,14 @@
 // instructions".
 
 #include "adc.h"
-#include "connectedclient.h"
 #include "documenttexts.h"
-#include "feeder.h"
 #include "gpio.h"
+#include "hotoperations.h"
 #include "kernelboard.h"
+#include "kivinterface.h"
 #include "loghandler.h"
 #include "messagelog.h"
+#include "require.h"
 #include "samplelines.h"
 #include "temporaryfolder.h"
 #include "trace.h"
@@ -19,7 +20,6 @@
 #include <QtCore/QCoreApplication>
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <functional>
@@ -30,17 +30,7 @@
 namespace
 {
 
-const int warmUps = 3;
-const int times = 100;
 const double instruction = 4; // nanoseconds of the emulated board
-
-void require(bool holds, const char *what)
-{
-    if (holds)
-        return;
-    std::fprintf(stderr, "boardcounts: %s\n", what);
-    std::exit(1);
-}
 
 void print(const char *name, double nanoseconds)
 {
@@ -55,82 +45,13 @@ double processorTime()
     return 1e9 * double(time.tv_sec) + double(time.tv_nsec);
 }
 
-/** Counts an operation, @a times times after some that are not counted. */
-void count(const char *name, const std::function<void()> &operation)
-{
-    for (int i = 0; i < warmUps; ++i)
-        operation();
-    const double before = processorTime();
-    for (int i = 0; i < times; ++i)
-        operation();
-    print(name, (processorTime() - before) / times);
-}
-
-void countLine(const char *name)
-{
-    const SampleTexts texts;
-    Trace::linenumber = 1;
-    count(name, [&] { Trace::log(8, 2, texts.className, texts.functionName, texts.message); });
-    require(Trace::linenumber == 1 + warmUps + times, "lines are missing");
-}
-
 void countLines()
 {
     Trace trace(nullptr);
-    countLine("line");
-    const TemporaryFolder folder;
-    LogHandler handler(nullptr, false);
-    require(handler.open(folder.path() + QLatin1Char('/'), QLatin1String("bench")), "no log file");
-    QObject::connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
-                     Qt::DirectConnection);
-    countLine("line-to-file");
-}
-
-void countRejected()
-{
-    Trace trace(nullptr);
-    trace.applyLogFilters(3, -1);
-    Trace::linenumber = 1;
-    const SampleTexts texts;
-    count("rejected",
-          [&] { Trace::log(8, 2, texts.className, texts.functionName, texts.message); });
-    require(Trace::linenumber == 1, "a line was not rejected");
-}
-
-void countBody(const char *name, const Document &document)
-{
-    KivInterface kiv(nullptr);
-    SignalCounter counter(&kiv);
-    counter.expected = QString::fromLatin1(document.data);
-    const QString body = QString::fromLatin1(document.body);
-    count(name, [&] {
-        QString own = body;
-        kiv.handleKivMsgBody(own);
-    });
-    require(counter.count == warmUps + times, "signals are missing");
-}
-
-void countRequest()
-{
-    Feeder feeder;
-    ConnectedClient client(feeder.path());
-    feeder.accept();
-    const QString ref = QLatin1String("r1");
-    const QString path = QLatin1String("/config/system/location");
-    count("request", [&] {
-        require(KivInterface::requestDataGet(ref, path), "the request is not sent");
-        feeder.discard();
-    });
-}
-
-void countLookUp(const char *name, int size)
-{
-    const QString xml = QString::fromLatin1(lookUpText(size));
-    const QString path = QLatin1String("a/b");
-    count(name, [&] {
-        QString value;
-        require(KivInterface::xpathGetTextNode(value, path, QString(), xml), "nothing is found");
-    });
+    const QString message = SampleTexts().message;
+    countLine("line", message);
+    const CountedFile file(&trace);
+    countLine("line-to-file", message);
 }
 
 /** Lines of the processor, and a channel of a converter's driver. */
@@ -191,6 +112,16 @@ void countStart(const char *program)
 }
 
 } // namespace
+
+void count(const char *name, const std::function<void()> &operation, int)
+{
+    for (int i = 0; i < warmUps; ++i)
+        operation();
+    const double before = processorTime();
+    for (int i = 0; i < times; ++i)
+        operation();
+    print(name, (processorTime() - before) / times);
+}
 
 int main(int argc, char **argv)
 {

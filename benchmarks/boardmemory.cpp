@@ -7,6 +7,7 @@
 #include "documenttexts.h"
 #include "hour.h"
 #include "messagelog.h"
+#include "require.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFile>
@@ -20,14 +21,6 @@ namespace
 {
 
 FILE *results;
-
-void require(bool holds, const char *what)
-{
-    if (holds)
-        return;
-    std::fprintf(stderr, "boardmemory: %s\n", what);
-    std::exit(1);
-}
 
 /** Prints a number of kB from a file of /proc. */
 void print(const char *when, const char *fileName, const char *what)

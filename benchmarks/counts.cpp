@@ -9,40 +9,21 @@
 #include "documenttexts.h"
 #include "feeder.h"
 #include "gpio.h"
+#include "hotoperations.h"
 #include "loghandler.h"
 #include "messagelog.h"
+#include "require.h"
 #include "samplelines.h"
-#include "temporaryfolder.h"
 #include "trace.h"
 
 #include <QtCore/QCoreApplication>
 
-#include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <functional>
 #include <sys/time.h>
 #include <valgrind/callgrind.h>
 
-namespace
-{
-
-const int warmUps = 3;
-const int times = 100; // what benchmarks/counts.py divides by
-
-void require(bool holds, const char *what)
-{
-    if (holds)
-        return;
-    std::fprintf(stderr, "counts: %s\n", what);
-    std::exit(1);
-}
-
-/**
- * Counts an operation, @a times times after some that are not counted.
- * @param characters how many it has to do with, if the count is to be given for each of them, too
- */
-void count(const char *name, const std::function<void()> &operation, int characters = 0)
+void count(const char *name, const std::function<void()> &operation, int characters)
 {
     for (int i = 0; i < warmUps; ++i)
         operation();
@@ -57,14 +38,8 @@ void count(const char *name, const std::function<void()> &operation, int charact
     CALLGRIND_DUMP_STATS_AT(label.constData());
 }
 
-void countLine(const char *name, const QString &message)
+namespace
 {
-    SampleTexts texts;
-    texts.message = message;
-    Trace::linenumber = 1;
-    count(name, [&] { Trace::log(8, 2, texts.className, texts.functionName, texts.message); });
-    require(Trace::linenumber == 1 + warmUps + times, "lines are missing");
-}
 
 void countLines()
 {
@@ -75,40 +50,11 @@ void countLines()
     countLine("line-200-characters", message.leftJustified(200, QLatin1Char('x')));
     countLine("line-percent", message + QLatin1String(" 50 %"));
 
-    const TemporaryFolder folder;
-    LogHandler handler(nullptr, false);
-    require(handler.open(folder.path() + QLatin1Char('/'), QLatin1String("bench")), "no log file");
-    QObject::connect(&trace, SIGNAL(LogMessage(QString)), &handler, SLOT(logMessage(QString)),
-                     Qt::DirectConnection);
+    const CountedFile file(&trace);
     countLine("line-to-file", message);
     flushAfterEachLogMsg = false;
     countLine("line-to-file-unflushed", message);
     flushAfterEachLogMsg = true;
-}
-
-void countRejected()
-{
-    Trace trace(nullptr);
-    trace.applyLogFilters(3, -1);
-    Trace::linenumber = 1;
-    const SampleTexts texts;
-    count("rejected",
-          [&] { Trace::log(8, 2, texts.className, texts.functionName, texts.message); });
-    require(Trace::linenumber == 1, "a line was not rejected");
-}
-
-void countBody(const char *name, const Document &document)
-{
-    KivInterface kiv(nullptr);
-    SignalCounter counter(&kiv);
-    counter.expected = QString::fromLatin1(document.data);
-    const QString body = QString::fromLatin1(document.body);
-    const auto handle = [&] {
-        QString own = body;
-        kiv.handleKivMsgBody(own);
-    };
-    count(name, handle, int(body.length()));
-    require(counter.count == warmUps + times, "signals are missing");
 }
 
 void countSocket(const char *name, const Document &document)
@@ -124,29 +70,6 @@ void countSocket(const char *name, const Document &document)
         require(feeder.feed(frame, [&] { return counter.count != before; }), "no signal");
     };
     count(name, feed, frame.size());
-}
-
-void countRequest()
-{
-    Feeder feeder;
-    ConnectedClient client(feeder.path());
-    feeder.accept();
-    const QString ref = QLatin1String("r1");
-    const QString path = QLatin1String("/config/system/location");
-    count("request", [&] {
-        require(KivInterface::requestDataGet(ref, path), "the request is not sent");
-        feeder.discard();
-    });
-}
-
-void countLookUp(const char *name, int size, const char *steps = "a/b")
-{
-    const QString xml = QString::fromLatin1(lookUpText(size));
-    const QString path = QLatin1String(steps);
-    count(name, [&] {
-        QString value;
-        require(KivInterface::xpathGetTextNode(value, path, QString(), xml), "nothing is found");
-    });
 }
 
 void countBoard()

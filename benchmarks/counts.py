@@ -10,7 +10,7 @@ from typing import NamedTuple
 
 from report import Broken, replace_between
 
-TIMES = 100  # how often benchmarks/counts.cpp lets each operation be counted
+TIMES = 100  # how often benchmarks/hotoperations.h lets each operation be counted
 TOLERATED = 0.05
 MARK_BEGIN = "<!-- made by ./bench --count --record: begin -->"
 MARK_END = "<!-- made by ./bench --count --record: end -->"

@@ -8,6 +8,7 @@
 #include "heapmeter.h"
 #include "hour.h"
 #include "messagelog.h"
+#include "require.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFile>
@@ -27,15 +28,6 @@ FILE *results;
 void print(const char *name, double value)
 {
     std::fprintf(results, "%s\t%.6g\n", name, value);
-}
-
-/** Nothing is printed for a measurement that went wrong. */
-void require(bool holds, const char *what)
-{
-    if (holds)
-        return;
-    std::fprintf(stderr, "memory: %s\n", what);
-    std::exit(1);
 }
 
 void logLines(int count)
