@@ -9,7 +9,11 @@
 #include <QtTest/QtTest>
 
 #include <csignal>
+#include <cstring>
 #include <memory>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 namespace
 {
@@ -26,6 +30,81 @@ QByteArray refIn(const QByteArray &received)
 {
     const int begin = int(received.lastIndexOf("<ref>")) + 5;
     return received.mid(begin, int(received.indexOf("</ref>", begin)) - begin);
+}
+
+sockaddr_un unixAddress(const QString &path)
+{
+    sockaddr_un address;
+    std::memset(&address, 0, sizeof address);
+    address.sun_family = AF_UNIX;
+    qstrncpy(address.sun_path, QFile::encodeName(path).constData(), sizeof address.sun_path);
+    return address;
+}
+
+/** A proxy between an application and a daemon that read and write when the test says so. */
+class ProxyEnds
+{
+public:
+    ProxyEnds(ToolProcess &proxy, const SimulatorProcess &folder)
+        : applicationEnd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
+        , daemonEnd(-1)
+    {
+        const QString to = folder.filePath("daemon");
+        const QString listen = folder.filePath("proxy");
+        const sockaddr_un target = unixAddress(to);
+        const sockaddr_un entry = unixAddress(listen);
+        const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        QFile::remove(to);
+        if (::bind(listener, reinterpret_cast<const sockaddr *>(&target), sizeof target) != 0 ||
+            ::listen(listener, 1) != 0)
+            qFatal("cannot listen");
+        proxy.start(words("proxy --listen") << listen << QLatin1String("--to") << to);
+        if (!proxy.waitForOutput("kivctl: listening on ") ||
+            ::connect(applicationEnd, reinterpret_cast<const sockaddr *>(&entry), sizeof entry) !=
+                0 ||
+            !proxy.waitForOutput("#1 connected"))
+            qFatal("no proxy");
+        daemonEnd = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+        ::close(listener);
+    }
+    ~ProxyEnds()
+    {
+        closeApplication();
+        closeDaemon();
+    }
+    int application() const { return applicationEnd; }
+    int daemon() const { return daemonEnd; }
+    void closeApplication() { closeEnd(applicationEnd); }
+    void closeDaemon() { closeEnd(daemonEnd); }
+
+private:
+    Q_DISABLE_COPY(ProxyEnds)
+
+    static void closeEnd(int &descriptor)
+    {
+        if (descriptor >= 0)
+            ::close(descriptor);
+        descriptor = -1;
+    }
+    int applicationEnd;
+    int daemonEnd;
+};
+
+/** @return how many bytes have been sent */
+int sendAll(int descriptor, const QByteArray &bytes)
+{
+    return int(::send(descriptor, bytes.constData(), std::size_t(bytes.size()), MSG_NOSIGNAL));
+}
+
+/** @return how many bytes have come before the end */
+int receiveAll(int descriptor)
+{
+    int all = 0;
+    char buffer[4096];
+    ssize_t length = 0;
+    while ((length = ::recv(descriptor, buffer, sizeof buffer, 0)) > 0)
+        all += int(length);
+    return all;
 }
 
 } // namespace
@@ -65,6 +144,10 @@ private Q_SLOTS:
     void proxies();
     void proxiesWithoutADaemon();
     void keepsBytesInTheProxy();
+    void proxiesTheLastWordsOfADaemon();
+    void proxiesForAnApplicationThatLeaves();
+    void keepsFilesThatAreNoSockets();
+    void leavesSignalsAsTheyWere();
 
     void failsWithTheDaemonsError();
     void failsWithoutAConnection_data();
@@ -573,6 +656,60 @@ void tst_Kivctl::keepsBytesInTheProxy()
     QVERIFY(tool->waitForOutput("disconnected"));
     QVERIFY(tool->output().contains("#1 <- an\\x1bswerzzz"));
     QVERIFY(!tool->output().contains('\033'));
+}
+
+/** What a daemon says before it hangs up arrives, even if it has not read all that it got. */
+void tst_Kivctl::proxiesTheLastWordsOfADaemon()
+{
+    ProxyEnds ends(*tool, *simulator);
+    const QByteArray request(600000, 'x'); // more than the system keeps for one that does not read
+    const QByteArray answer(120000, 'y');  // more than the proxy reads at once
+    QCOMPARE(sendAll(ends.application(), request), int(request.size()));
+    tool->send(SIGSTOP);
+    QCOMPARE(sendAll(ends.daemon(), answer), int(answer.size()));
+    ends.closeDaemon();
+    tool->send(SIGCONT);
+    QCOMPARE(receiveAll(ends.application()), int(answer.size()));
+    QVERIFY(tool->waitForOutput("#1 disconnected"));
+}
+
+/** What an application has said before it leaves arrives, even if the daemon answers meanwhile. */
+void tst_Kivctl::proxiesForAnApplicationThatLeaves()
+{
+    ProxyEnds ends(*tool, *simulator);
+    const QByteArray request(600000, 'x');
+    QCOMPARE(sendAll(ends.application(), request), int(request.size()));
+    ends.closeApplication();
+    sendAll(ends.daemon(), "answer\f\n");
+    QVERIFY(tool->waitForOutput("#1 <- answer"));
+    QCOMPARE(receiveAll(ends.daemon()), int(request.size()));
+    QVERIFY(tool->waitForOutput("#1 disconnected"));
+}
+
+void tst_Kivctl::keepsFilesThatAreNoSockets()
+{
+    const QString file = simulator->filePath("precious");
+    writeFile(file, "content");
+    QCOMPARE(kivctl(words("proxy --listen") << file << words("--to /x/y")),
+             "exit 3\nkivctl: cannot listen on " + QFile::encodeName(file) +
+                 ": Address already in use\n");
+    QCOMPARE(readFile(file), QByteArray("content"));
+}
+
+/** After a proxy has been ended, the next commands can be, too. */
+void tst_Kivctl::leavesSignalsAsTheyWere()
+{
+    const QByteArray proxy =
+        "proxy --to /x/y --listen " + QFile::encodeName(simulator->filePath("proxy")) + '\n';
+    tool->start(socketOption());
+    tool->writeInput(proxy + proxy + "watch --now /state/blank\n");
+    QVERIFY(tool->waitForOutput("kivctl: listening on "));
+    tool->send(SIGTERM);
+    QVERIFY(waitFor([&]() { return tool->output().count("kivctl: listening on ") == 2; }));
+    tool->send(SIGTERM);
+    QVERIFY(tool->waitForOutput("current /state/blank"));
+    tool->send(SIGTERM);
+    QCOMPARE(tool->end(), QByteArray("signal 15"));
 }
 
 void tst_Kivctl::failsWithTheDaemonsError()

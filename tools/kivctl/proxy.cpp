@@ -42,15 +42,31 @@ public:
         struct sigaction action;
         std::memset(&action, 0, sizeof action);
         action.sa_handler = stop;
-        ::sigaction(SIGINT, &action, nullptr);
-        ::sigaction(SIGTERM, &action, nullptr);
+        ::sigaction(SIGINT, &action, &interrupt);
+        ::sigaction(SIGTERM, &action, &terminate);
         // The socket is to be removed, too, when nobody reads our output any more.
-        std::signal(SIGPIPE, SIG_IGN);
+        action.sa_handler = SIG_IGN;
+        ::sigaction(SIGPIPE, &action, &brokenPipe);
+    }
+    ~StopSignals()
+    {
+        // Another one that waits already has been meant for the proxy, too.
+        ::sigprocmask(SIG_SETMASK, &before, nullptr);
+        ::sigaction(SIGINT, &interrupt, nullptr);
+        ::sigaction(SIGTERM, &terminate, nullptr);
+        ::sigaction(SIGPIPE, &brokenPipe, nullptr);
+        stopped = 0;
     }
     const sigset_t *whileWaiting() const { return &before; }
 
 private:
+    StopSignals(const StopSignals &) = delete;
+    StopSignals &operator=(const StopSignals &) = delete;
+
     sigset_t before;
+    struct sigaction interrupt; ///< what was to be done before
+    struct sigaction terminate;
+    struct sigaction brokenPipe;
 };
 
 /** Removes a socket in the end, unless another file has taken its place. */
@@ -103,9 +119,10 @@ public:
     /** @return whether the pair goes on */
     bool handle(const pollfd &ofApplication, const pollfd &ofDaemon)
     {
-        const bool works =
-            proceed(ofApplication, requests, answers) && proceed(ofDaemon, answers, requests);
-        if (works && !(requests.isDone() && answers.isDone()))
+        // Where one direction is over, the other one may still have something to hand on.
+        proceed(ofApplication, requests, answers);
+        proceed(ofDaemon, answers, requests);
+        if (!requests.isDone() || !answers.isDone())
             return true;
         requests.finish();
         answers.finish();
@@ -120,11 +137,12 @@ private:
         // One that nothing is expected of would report its end again and again.
         return {events ? socket.number() : -1, static_cast<short>(events), 0};
     }
-    static bool proceed(const pollfd &events, Relay &in, Relay &out)
+    static void proceed(const pollfd &events, Relay &in, Relay &out)
     {
-        if ((events.revents & (POLLIN | POLLHUP | POLLERR)) && in.wantsToRead() && !in.read())
-            return false;
-        return !(events.revents & POLLOUT) || out.write();
+        if ((events.revents & (POLLIN | POLLHUP | POLLERR)) && in.wantsToRead())
+            in.read();
+        if (events.revents & POLLOUT)
+            out.write();
     }
     void show(const char *direction, const std::string &frame) const
     {
