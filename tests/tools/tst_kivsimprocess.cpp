@@ -261,6 +261,7 @@ void tst_KivSimProcess::refusesWrongOptions_data()
     const QByteArray port = "--port needs a number from 0 to 65535, not ";
     add("--nonsense", "unknown option '--nonsense'");
     add("-x", "unknown option '-x'");
+    add("word --nonsense", "unexpected argument 'word'");
     add("--verbose=1", "unknown option '--verbose=1'");
     add("now", "unexpected argument 'now'");
     add("--verbose now", "unexpected argument 'now'");
