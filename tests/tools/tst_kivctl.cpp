@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "scripteddaemon.h"
 #include "simulatorprocess.h"
+#include "skip.h"
 #include "toolprocess.h"
 #include "waiting.h"
 #include "wiremessages.h"
@@ -125,6 +126,7 @@ private Q_SLOTS:
     void checksTheCrc();
     void lists_data();
     void lists();
+    void givesKeysThatLookUpsUnderstand();
     void edits();
     void readsDataFromFilesAndInput();
     void showsDataAsItCame();
@@ -135,12 +137,17 @@ private Q_SLOTS:
     void stopsWatchingInTime();
     void waitsForAValue();
     void waitsForAValueOverARestart();
+    void waitsNoLongerForAnAnswer();
     void dumpsAndLoads();
+    void dumpsIntoWhatIsNoPlainFile();
+    void loadsNamesakesIntoTheRoot();
     void findsDifferences();
     void handlesSystemMessages();
     void sendsRawFrames();
     void takesCommandsFromInput();
     void stopsAtALostConnection();
+    void failsWhereInputCannotBeRead();
+    void keepsStandardStreamsApart();
     void proxies();
     void proxiesWithoutADaemon();
     void keepsBytesInTheProxy();
@@ -161,6 +168,7 @@ private Q_SLOTS:
     void explainsItself();
     void refusesWrongUsage_data();
     void refusesWrongUsage();
+    void complainsOnOneLine();
 
 private:
     /** Runs it on the simulator. @return output, with what is not exit 0 in front and errors behind */
@@ -303,6 +311,8 @@ void tst_Kivctl::lists_data()
                                         "  dns[1] = 192.0.2.53\n  dns[2] = 198.51.100.53\n");
     QTest::newRow("tree of some levels")
         << QByteArray("tree -L 1 /config") << QByteArray("config\n  system\n  interfaces\n");
+    QTest::newRow("tree of the root's levels")
+        << QByteArray("tree -L 1 /") << QByteArray("config\nstate\n");
 }
 
 void tst_Kivctl::lists()
@@ -310,6 +320,20 @@ void tst_Kivctl::lists()
     QFETCH(QByteArray, arguments);
     QFETCH(QByteArray, expected);
     QCOMPARE(kivctl(arguments.constData()), expected);
+}
+
+/** A look-up compares the first element of a key's name, wherever it stands. */
+void tst_Kivctl::givesKeysThatLookUpsUnderstand()
+{
+    SimulatorProcess other;
+    other.setDocument("<r><l><e><a>1</a></e><e><b>2</b><a>1</a></e></l>"
+                      "<m><e><a>1</a><a>2</a></e><e><a>1</a><a>3</a></e></m>"
+                      "<n><e><a>1</a><b>2</b></e><e><a>1</a><b>3</b></e></n></r>");
+    QVERIFY(other.start());
+    const QStringList socket = words("--socket") << other.socketPath();
+    QCOMPARE(tool->run(socket, "ls /l\nls /m\nls /n\n"), QByteArray("exit 0"));
+    QCOMPARE(tool->output(), QByteArray("e[1]/\ne[2]/\ne[1]/\ne[2]/\n"
+                                        "e[a='1'][b='2']/\ne[a='1'][b='3']/\n"));
 }
 
 void tst_Kivctl::edits()
@@ -484,6 +508,21 @@ void tst_Kivctl::waitsForAValueOverARestart()
     QCOMPARE(tool->end(), QByteArray("exit 0"));
 }
 
+/** The time is for all of it, also where the daemon takes its own for an answer. */
+void tst_Kivctl::waitsNoLongerForAnAnswer()
+{
+    ScriptedDaemon daemon(ScriptedDaemon::Tcp);
+    const QByteArray sent = startAndAwaitRequest(words("wait /a b -t 0.5"), daemon);
+    daemon.send("<reply><ref>" + refIn(sent) +
+                "</ref><out><session_info><ok/></session_info></out></reply>\f\n");
+    QVERIFY(waitFor([&]() { return daemon.lastReceived().contains("<get>"); }));
+    QTest::qWait(1000);
+    daemon.send("<reply><ref>" + refIn(daemon.lastReceived()) +
+                "</ref><out><get><data><a>b</a></data></get></out></reply>\f\n");
+    QCOMPARE(tool->end(), QByteArray("exit 4"));
+    QCOMPARE(tool->errors(), QByteArray("kivctl: timed out, /a is not b\n"));
+}
+
 void tst_Kivctl::dumpsAndLoads()
 {
     const QStringList file(simulator->filePath("dump.xml"));
@@ -511,6 +550,32 @@ void tst_Kivctl::dumpsAndLoads()
     QCOMPARE(kivctl("load /config -"), QByteArray("exit 2\nkivctl: there is nothing in -\n"));
     QCOMPARE(kivctl("dump /config /nowhere/x"),
              QByteArray("exit 2\nkivctl: cannot write /nowhere/x: No such file or directory\n"));
+}
+
+void tst_Kivctl::dumpsIntoWhatIsNoPlainFile()
+{
+    const QString target = simulator->filePath("target");
+    const QString link = simulator->filePath("link");
+    writeFile(target, "old");
+    QVERIFY(QFile::link(target, link));
+    QCOMPARE(kivctl(words("dump /state/blank") << link), QByteArray());
+    QCOMPARE(QFile::symLinkTarget(link), target);
+    QCOMPARE(readFile(target), QByteArray("<blank> </blank>\n"));
+    QVERIFY(QFile::remove(link));
+    QCOMPARE(kivctl("dump /config /dev/full"),
+             QByteArray("exit 2\nkivctl: cannot write /dev/full: No space left on device\n"));
+}
+
+void tst_Kivctl::loadsNamesakesIntoTheRoot()
+{
+    SimulatorProcess other;
+    other.setDocument("<r><e>1</e><f/><e>2</e></r>");
+    QVERIFY(other.start());
+    const QStringList socket = words("--socket") << other.socketPath();
+    QCOMPARE(tool->run(socket + words("load / -"), "<e>3</e><f>4</f><e>5</e>"),
+             QByteArray("exit 0"));
+    QCOMPARE(tool->run(socket + words("get /")), QByteArray("exit 0"));
+    QCOMPARE(tool->output(), QByteArray("<e>3</e><e>5</e><f>4</f>\n"));
 }
 
 void tst_Kivctl::findsDifferences()
@@ -561,8 +626,8 @@ void tst_Kivctl::takesCommandsFromInput()
     QCOMPARE(kivctl("", ""), QByteArray("exit 2\nkivctl: unknown command '' (try --help)\n"));
     QCOMPARE(kivctl(QStringList(), "# a comment\n\nset /config/system/hostname 'a b'\n"
                                    "get -o text /config/system/hostname\nget /none\n"
-                                   "get /config/system \"\nfrob\nget /state/blank"),
-             QByteArray("exit 1\na b\n<blank> </blank>\n"
+                                   "get /config/system \"\nfrob\n--version\nget /state/blank"),
+             QByteArray("exit 1\na b\nkivctl " KIVCTL_VERSION "\n<blank> </blank>\n"
                         "kivctl: application: no such path: /none\n"
                         "kivctl: a quote without its end (try --help)\n"
                         "kivctl: unknown command 'frob' (try --help)\n"));
@@ -588,6 +653,26 @@ void tst_Kivctl::stopsAtALostConnection()
     QCOMPARE(tool->end(), QByteArray("exit 5"));
     QCOMPARE(daemon.connections(), 1);
     QCOMPARE(tool->errors().count('\n'), 1);
+}
+
+void tst_Kivctl::failsWhereInputCannotBeRead()
+{
+    QCOMPARE(tool->runFrom(QLatin1String("/"), socketOption()), QByteArray("exit 2"));
+    QCOMPARE(tool->errors(), QByteArray("kivctl: cannot read standard input: Is a directory\n"));
+}
+
+/** A connection must not come to be what the program believes to be its standard output. */
+void tst_Kivctl::keepsStandardStreamsApart()
+{
+    if (qgetenv("QVCOMMON_EMULATOR").size() > 0)
+        SKIP_TEST("the emulator opens files of its own; any real processor has this tested");
+    const QStringList arguments = socketOption() << words("get /state/blank");
+    QCOMPARE(tool->runWithout(STDOUT_FILENO, arguments), QByteArray("exit 2"));
+    QCOMPARE(tool->errors(), QByteArray("kivctl: cannot write: Bad file descriptor\n"));
+    QCOMPARE(tool->runWithout(STDIN_FILENO, arguments), QByteArray("exit 0"));
+    QCOMPARE(tool->output(), QByteArray("<blank> </blank>\n"));
+    QCOMPARE(tool->runWithout(STDERR_FILENO, socketOption() << words("get /none")),
+             QByteArray("exit 1"));
 }
 
 void tst_Kivctl::proxies()
@@ -889,6 +974,12 @@ void tst_Kivctl::refusesWrongUsage()
     QCOMPARE(tool->run(words(arguments.constData())), QByteArray("exit 2"));
     QCOMPARE(tool->output(), QByteArray());
     QCOMPARE(tool->errors(), "kivctl: " + error + " (try --help)\n");
+}
+
+void tst_Kivctl::complainsOnOneLine()
+{
+    QCOMPARE(tool->run(words("frob\nx\033")), QByteArray("exit 2"));
+    QCOMPARE(tool->errors(), QByteArray("kivctl: unknown command 'frob\\nx\\x1b' (try --help)\n"));
 }
 
 QTEST_MAIN(tst_Kivctl)
