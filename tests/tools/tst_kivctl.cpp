@@ -7,6 +7,7 @@
 #include "wiremessages.h"
 
 #include <QtCore/QFile>
+#include <QtNetwork/QLocalSocket>
 #include <QtTest/QtTest>
 
 #include <csignal>
@@ -153,6 +154,7 @@ private Q_SLOTS:
     void keepsBytesInTheProxy();
     void proxiesTheLastWordsOfADaemon();
     void proxiesForAnApplicationThatLeaves();
+    void proxiesAsManyAsThereAreDescriptorsFor();
     void keepsFilesThatAreNoSockets();
     void leavesSignalsAsTheyWere();
 
@@ -769,6 +771,33 @@ void tst_Kivctl::proxiesForAnApplicationThatLeaves()
     QVERIFY(tool->waitForOutput("#1 <- answer"));
     QCOMPARE(receiveAll(ends.daemon()), int(request.size()));
     QVERIFY(tool->waitForOutput("#1 disconnected"));
+}
+
+/** Who has to wait for a descriptor is let in when there is one, and is not counted before. */
+void tst_Kivctl::proxiesAsManyAsThereAreDescriptorsFor()
+{
+    if (qgetenv("QVCOMMON_EMULATOR").size() > 0)
+        SKIP_TEST("the emulator needs descriptors of its own; any real processor has this tested");
+    const QString listen = simulator->filePath("proxy");
+    ToolProcess proxy("/bin/sh");
+    proxy.start(words("-c") << QLatin1String("ulimit -n 10; exec \"$0\" \"$@\"")
+                            << QLatin1String(KIVCTL_PROGRAM) << words("proxy --to")
+                            << simulator->socketPath() << QLatin1String("--listen") << listen);
+    QVERIFY(proxy.waitForOutput("kivctl: listening on "));
+    const int clients = 4; // two descriptors for each, and four that are taken already
+    std::unique_ptr<QLocalSocket> sockets[clients];
+    for (std::unique_ptr<QLocalSocket> &socket : sockets) {
+        socket.reset(new QLocalSocket);
+        socket->connectToServer(listen);
+        QVERIFY(socket->waitForConnected(patience));
+    }
+    QVERIFY(proxy.waitForOutput("#3 connected"));
+    QTest::qWait(300); // in which the fourth knocks
+    QVERIFY(!proxy.output().contains("#4"));
+    sockets[0].reset();
+    QVERIFY(proxy.waitForOutput("#1 disconnected"));
+    QVERIFY(waitFor([&]() { return proxy.output().count(" connected") == clients; }));
+    QVERIFY2(proxy.output().contains("#4 connected"), proxy.output().constData());
 }
 
 void tst_Kivctl::keepsFilesThatAreNoSockets()

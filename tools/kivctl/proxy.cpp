@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <ctime>
 #include <memory>
 #include <poll.h>
 #include <sys/socket.h>
@@ -164,13 +165,13 @@ private:
 
 typedef std::vector<std::unique_ptr<Pair>> Pairs;
 
-/** Lets an application in, if the daemon is there. */
-void accept(int listener, const Address &daemon, double timeout, int number, Pairs &pairs,
+/** Lets an application in, if the daemon is there. @return whether there was one */
+bool accept(int listener, const Address &daemon, double timeout, int number, Pairs &pairs,
             Output &output)
 {
     Descriptor application(::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (!application.isOpen())
-        return;
+        return false;
     try {
         const int socket = connectTo(daemon, Deadline::in(timeout));
         pairs.emplace_back(new Pair(application.release(), socket, number, output));
@@ -179,6 +180,7 @@ void accept(int listener, const Address &daemon, double timeout, int number, Pai
             throw;
         output.line(timeOfDay() + " #" + std::to_string(number) + ' ' + failure.what());
     }
+    return true;
 }
 
 void handleEvents(const std::vector<pollfd> &events, Pairs &pairs)
@@ -207,15 +209,23 @@ Status proxy(const Invocation &invocation, Context &context)
     context.output.line("kivctl: listening on " + invocation.listen + " for " + target.text());
     Pairs pairs;
     int number = 0;
+    bool isFull = false;
+    const timespec pause = {0, 100000000}; // until a descriptor may be free again
     while (!stopped) {
-        std::vector<pollfd> events(1, pollfd{listener.number(), POLLIN, 0});
+        std::vector<pollfd> events(1, pollfd{isFull ? -1 : listener.number(), POLLIN, 0});
         for (const std::unique_ptr<Pair> &pair : pairs)
             pair->addTo(events);
-        if (::ppoll(events.data(), events.size(), nullptr, signals.whileWaiting()) <= 0)
+        const int ready = ::ppoll(events.data(), events.size(), isFull ? &pause : nullptr,
+                                  signals.whileWaiting());
+        isFull = false;
+        if (ready <= 0)
             continue;
         handleEvents(events, pairs);
-        if (events[0].revents)
-            accept(listener.number(), target, invocation.timeout, ++number, pairs, context.output);
+        if (!events[0].revents)
+            continue;
+        isFull = !accept(listener.number(), target, invocation.timeout, number + 1, pairs,
+                         context.output);
+        number += isFull ? 0 : 1;
     }
     return Done;
 }
