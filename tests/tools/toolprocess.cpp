@@ -51,6 +51,7 @@ ToolProcess::ToolProcess(const char *name)
     : program(name)
     , process(-1)
     , inputEnd(-1)
+    , closedStream(-1)
 {
 }
 
@@ -80,6 +81,8 @@ void ToolProcess::launch(const QStringList &arguments, int input, int outputDesc
         ::dup2(input, STDIN_FILENO);
         ::dup2(outputDescriptor, STDOUT_FILENO);
         ::dup2(errorDescriptor, STDERR_FILENO);
+        if (closedStream >= 0)
+            ::close(closedStream);
         ::execv(pointers.front(), pointers.data());
         ::_exit(127);
     }
@@ -96,6 +99,24 @@ QByteArray ToolProcess::run(const QStringList &arguments, const QByteArray &inpu
         qFatal("cannot write the input");
     launch(arguments, file, create(::output(folder)));
     return end();
+}
+
+QByteArray ToolProcess::runFrom(const QString &input, const QStringList &arguments)
+{
+    const QByteArray name = QFile::encodeName(input);
+    const int descriptor = ::open(name.constData(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0)
+        qFatal("cannot open %s", name.constData());
+    launch(arguments, descriptor, create(::output(folder)));
+    return end();
+}
+
+QByteArray ToolProcess::runWithout(int stream, const QStringList &arguments)
+{
+    closedStream = stream;
+    const QByteArray result = run(arguments);
+    closedStream = -1;
+    return result;
 }
 
 QByteArray ToolProcess::runOnTerminal(const QStringList &arguments)

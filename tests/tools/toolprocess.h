@@ -20,6 +20,10 @@ public:
 
     /** Runs it to its end. @return "exit STATUS", "signal NUMBER" or "still running" */
     QByteArray run(const QStringList &arguments, const QByteArray &input = QByteArray());
+    /** Runs it to its end with what stands under a name as its standard input. */
+    QByteArray runFrom(const QString &input, const QStringList &arguments);
+    /** Runs it to its end with one of the standard streams closed. */
+    QByteArray runWithout(int stream, const QStringList &arguments);
     /** Runs it to its end with its standard output on a terminal; output() has what came there. */
     QByteArray runOnTerminal(const QStringList &arguments);
 
@@ -49,6 +53,7 @@ private:
     TemporaryFolder folder;
     pid_t process;
     int inputEnd;
+    int closedStream;
     QByteArray ending;
     QByteArray terminalOutput;
 };

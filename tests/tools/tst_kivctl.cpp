@@ -1,15 +1,21 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "scripteddaemon.h"
 #include "simulatorprocess.h"
+#include "skip.h"
 #include "toolprocess.h"
 #include "waiting.h"
 #include "wiremessages.h"
 
 #include <QtCore/QFile>
+#include <QtNetwork/QLocalSocket>
 #include <QtTest/QtTest>
 
 #include <csignal>
+#include <cstring>
 #include <memory>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 namespace
 {
@@ -26,6 +32,81 @@ QByteArray refIn(const QByteArray &received)
 {
     const int begin = int(received.lastIndexOf("<ref>")) + 5;
     return received.mid(begin, int(received.indexOf("</ref>", begin)) - begin);
+}
+
+sockaddr_un unixAddress(const QString &path)
+{
+    sockaddr_un address;
+    std::memset(&address, 0, sizeof address);
+    address.sun_family = AF_UNIX;
+    qstrncpy(address.sun_path, QFile::encodeName(path).constData(), sizeof address.sun_path);
+    return address;
+}
+
+/** A proxy between an application and a daemon that read and write when the test says so. */
+class ProxyEnds
+{
+public:
+    ProxyEnds(ToolProcess &proxy, const SimulatorProcess &folder)
+        : applicationEnd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
+        , daemonEnd(-1)
+    {
+        const QString to = folder.filePath("daemon");
+        const QString listen = folder.filePath("proxy");
+        const sockaddr_un target = unixAddress(to);
+        const sockaddr_un entry = unixAddress(listen);
+        const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        QFile::remove(to);
+        if (::bind(listener, reinterpret_cast<const sockaddr *>(&target), sizeof target) != 0 ||
+            ::listen(listener, 1) != 0)
+            qFatal("cannot listen");
+        proxy.start(words("proxy --listen") << listen << QLatin1String("--to") << to);
+        if (!proxy.waitForOutput("kivctl: listening on ") ||
+            ::connect(applicationEnd, reinterpret_cast<const sockaddr *>(&entry), sizeof entry) !=
+                0 ||
+            !proxy.waitForOutput("#1 connected"))
+            qFatal("no proxy");
+        daemonEnd = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+        ::close(listener);
+    }
+    ~ProxyEnds()
+    {
+        closeApplication();
+        closeDaemon();
+    }
+    int application() const { return applicationEnd; }
+    int daemon() const { return daemonEnd; }
+    void closeApplication() { closeEnd(applicationEnd); }
+    void closeDaemon() { closeEnd(daemonEnd); }
+
+private:
+    Q_DISABLE_COPY(ProxyEnds)
+
+    static void closeEnd(int &descriptor)
+    {
+        if (descriptor >= 0)
+            ::close(descriptor);
+        descriptor = -1;
+    }
+    int applicationEnd;
+    int daemonEnd;
+};
+
+/** @return how many bytes have been sent */
+int sendAll(int descriptor, const QByteArray &bytes)
+{
+    return int(::send(descriptor, bytes.constData(), std::size_t(bytes.size()), MSG_NOSIGNAL));
+}
+
+/** @return how many bytes have come before the end */
+int receiveAll(int descriptor)
+{
+    int all = 0;
+    char buffer[4096];
+    ssize_t length = 0;
+    while ((length = ::recv(descriptor, buffer, sizeof buffer, 0)) > 0)
+        all += int(length);
+    return all;
 }
 
 } // namespace
@@ -46,6 +127,7 @@ private Q_SLOTS:
     void checksTheCrc();
     void lists_data();
     void lists();
+    void givesKeysThatLookUpsUnderstand();
     void edits();
     void readsDataFromFilesAndInput();
     void showsDataAsItCame();
@@ -56,15 +138,25 @@ private Q_SLOTS:
     void stopsWatchingInTime();
     void waitsForAValue();
     void waitsForAValueOverARestart();
+    void waitsNoLongerForAnAnswer();
     void dumpsAndLoads();
+    void dumpsIntoWhatIsNoPlainFile();
+    void loadsNamesakesIntoTheRoot();
     void findsDifferences();
     void handlesSystemMessages();
     void sendsRawFrames();
     void takesCommandsFromInput();
     void stopsAtALostConnection();
+    void failsWhereInputCannotBeRead();
+    void keepsStandardStreamsApart();
     void proxies();
     void proxiesWithoutADaemon();
     void keepsBytesInTheProxy();
+    void proxiesTheLastWordsOfADaemon();
+    void proxiesForAnApplicationThatLeaves();
+    void proxiesAsManyAsThereAreDescriptorsFor();
+    void keepsFilesThatAreNoSockets();
+    void leavesSignalsAsTheyWere();
 
     void failsWithTheDaemonsError();
     void failsWithoutAConnection_data();
@@ -78,6 +170,7 @@ private Q_SLOTS:
     void explainsItself();
     void refusesWrongUsage_data();
     void refusesWrongUsage();
+    void complainsOnOneLine();
 
 private:
     /** Runs it on the simulator. @return output, with what is not exit 0 in front and errors behind */
@@ -220,6 +313,8 @@ void tst_Kivctl::lists_data()
                                         "  dns[1] = 192.0.2.53\n  dns[2] = 198.51.100.53\n");
     QTest::newRow("tree of some levels")
         << QByteArray("tree -L 1 /config") << QByteArray("config\n  system\n  interfaces\n");
+    QTest::newRow("tree of the root's levels")
+        << QByteArray("tree -L 1 /") << QByteArray("config\nstate\n");
 }
 
 void tst_Kivctl::lists()
@@ -227,6 +322,20 @@ void tst_Kivctl::lists()
     QFETCH(QByteArray, arguments);
     QFETCH(QByteArray, expected);
     QCOMPARE(kivctl(arguments.constData()), expected);
+}
+
+/** A look-up compares the first element of a key's name, wherever it stands. */
+void tst_Kivctl::givesKeysThatLookUpsUnderstand()
+{
+    SimulatorProcess other;
+    other.setDocument("<r><l><e><a>1</a></e><e><b>2</b><a>1</a></e></l>"
+                      "<m><e><a>1</a><a>2</a></e><e><a>1</a><a>3</a></e></m>"
+                      "<n><e><a>1</a><b>2</b></e><e><a>1</a><b>3</b></e></n></r>");
+    QVERIFY(other.start());
+    const QStringList socket = words("--socket") << other.socketPath();
+    QCOMPARE(tool->run(socket, "ls /l\nls /m\nls /n\n"), QByteArray("exit 0"));
+    QCOMPARE(tool->output(), QByteArray("e[1]/\ne[2]/\ne[1]/\ne[2]/\n"
+                                        "e[a='1'][b='2']/\ne[a='1'][b='3']/\n"));
 }
 
 void tst_Kivctl::edits()
@@ -401,6 +510,21 @@ void tst_Kivctl::waitsForAValueOverARestart()
     QCOMPARE(tool->end(), QByteArray("exit 0"));
 }
 
+/** The time is for all of it, also where the daemon takes its own for an answer. */
+void tst_Kivctl::waitsNoLongerForAnAnswer()
+{
+    ScriptedDaemon daemon(ScriptedDaemon::Tcp);
+    const QByteArray sent = startAndAwaitRequest(words("wait /a b -t 0.5"), daemon);
+    daemon.send("<reply><ref>" + refIn(sent) +
+                "</ref><out><session_info><ok/></session_info></out></reply>\f\n");
+    QVERIFY(waitFor([&]() { return daemon.lastReceived().contains("<get>"); }));
+    QTest::qWait(1000);
+    daemon.send("<reply><ref>" + refIn(daemon.lastReceived()) +
+                "</ref><out><get><data><a>b</a></data></get></out></reply>\f\n");
+    QCOMPARE(tool->end(), QByteArray("exit 4"));
+    QCOMPARE(tool->errors(), QByteArray("kivctl: timed out, /a is not b\n"));
+}
+
 void tst_Kivctl::dumpsAndLoads()
 {
     const QStringList file(simulator->filePath("dump.xml"));
@@ -428,6 +552,32 @@ void tst_Kivctl::dumpsAndLoads()
     QCOMPARE(kivctl("load /config -"), QByteArray("exit 2\nkivctl: there is nothing in -\n"));
     QCOMPARE(kivctl("dump /config /nowhere/x"),
              QByteArray("exit 2\nkivctl: cannot write /nowhere/x: No such file or directory\n"));
+}
+
+void tst_Kivctl::dumpsIntoWhatIsNoPlainFile()
+{
+    const QString target = simulator->filePath("target");
+    const QString link = simulator->filePath("link");
+    writeFile(target, "old");
+    QVERIFY(QFile::link(target, link));
+    QCOMPARE(kivctl(words("dump /state/blank") << link), QByteArray());
+    QCOMPARE(QFile::symLinkTarget(link), target);
+    QCOMPARE(readFile(target), QByteArray("<blank> </blank>\n"));
+    QVERIFY(QFile::remove(link));
+    QCOMPARE(kivctl("dump /config /dev/full"),
+             QByteArray("exit 2\nkivctl: cannot write /dev/full: No space left on device\n"));
+}
+
+void tst_Kivctl::loadsNamesakesIntoTheRoot()
+{
+    SimulatorProcess other;
+    other.setDocument("<r><e>1</e><f/><e>2</e></r>");
+    QVERIFY(other.start());
+    const QStringList socket = words("--socket") << other.socketPath();
+    QCOMPARE(tool->run(socket + words("load / -"), "<e>3</e><f>4</f><e>5</e>"),
+             QByteArray("exit 0"));
+    QCOMPARE(tool->run(socket + words("get /")), QByteArray("exit 0"));
+    QCOMPARE(tool->output(), QByteArray("<e>3</e><e>5</e><f>4</f>\n"));
 }
 
 void tst_Kivctl::findsDifferences()
@@ -478,8 +628,8 @@ void tst_Kivctl::takesCommandsFromInput()
     QCOMPARE(kivctl("", ""), QByteArray("exit 2\nkivctl: unknown command '' (try --help)\n"));
     QCOMPARE(kivctl(QStringList(), "# a comment\n\nset /config/system/hostname 'a b'\n"
                                    "get -o text /config/system/hostname\nget /none\n"
-                                   "get /config/system \"\nfrob\nget /state/blank"),
-             QByteArray("exit 1\na b\n<blank> </blank>\n"
+                                   "get /config/system \"\nfrob\n--version\nget /state/blank"),
+             QByteArray("exit 1\na b\nkivctl " KIVCTL_VERSION "\n<blank> </blank>\n"
                         "kivctl: application: no such path: /none\n"
                         "kivctl: a quote without its end (try --help)\n"
                         "kivctl: unknown command 'frob' (try --help)\n"));
@@ -505,6 +655,26 @@ void tst_Kivctl::stopsAtALostConnection()
     QCOMPARE(tool->end(), QByteArray("exit 5"));
     QCOMPARE(daemon.connections(), 1);
     QCOMPARE(tool->errors().count('\n'), 1);
+}
+
+void tst_Kivctl::failsWhereInputCannotBeRead()
+{
+    QCOMPARE(tool->runFrom(QLatin1String("/"), socketOption()), QByteArray("exit 2"));
+    QCOMPARE(tool->errors(), QByteArray("kivctl: cannot read standard input: Is a directory\n"));
+}
+
+/** A connection must not come to be what the program believes to be its standard output. */
+void tst_Kivctl::keepsStandardStreamsApart()
+{
+    if (qgetenv("QVCOMMON_EMULATOR").size() > 0)
+        SKIP_TEST("the emulator opens files of its own; any real processor has this tested");
+    const QStringList arguments = socketOption() << words("get /state/blank");
+    QCOMPARE(tool->runWithout(STDOUT_FILENO, arguments), QByteArray("exit 2"));
+    QCOMPARE(tool->errors(), QByteArray("kivctl: cannot write: Bad file descriptor\n"));
+    QCOMPARE(tool->runWithout(STDIN_FILENO, arguments), QByteArray("exit 0"));
+    QCOMPARE(tool->output(), QByteArray("<blank> </blank>\n"));
+    QCOMPARE(tool->runWithout(STDERR_FILENO, socketOption() << words("get /none")),
+             QByteArray("exit 1"));
 }
 
 void tst_Kivctl::proxies()
@@ -573,6 +743,89 @@ void tst_Kivctl::keepsBytesInTheProxy()
     QVERIFY(tool->waitForOutput("disconnected"));
     QVERIFY(tool->output().contains("#1 <- an\\x1bswerzzz"));
     QVERIFY(!tool->output().contains('\033'));
+}
+
+/** What a daemon says before it hangs up arrives, even if it has not read all that it got. */
+void tst_Kivctl::proxiesTheLastWordsOfADaemon()
+{
+    ProxyEnds ends(*tool, *simulator);
+    const QByteArray request(600000, 'x'); // more than the system keeps for one that does not read
+    const QByteArray answer(120000, 'y');  // more than the proxy reads at once
+    QCOMPARE(sendAll(ends.application(), request), int(request.size()));
+    tool->send(SIGSTOP);
+    QCOMPARE(sendAll(ends.daemon(), answer), int(answer.size()));
+    ends.closeDaemon();
+    tool->send(SIGCONT);
+    QCOMPARE(receiveAll(ends.application()), int(answer.size()));
+    QVERIFY(tool->waitForOutput("#1 disconnected"));
+}
+
+/** What an application has said before it leaves arrives, even if the daemon answers meanwhile. */
+void tst_Kivctl::proxiesForAnApplicationThatLeaves()
+{
+    ProxyEnds ends(*tool, *simulator);
+    const QByteArray request(600000, 'x');
+    QCOMPARE(sendAll(ends.application(), request), int(request.size()));
+    ends.closeApplication();
+    sendAll(ends.daemon(), "answer\f\n");
+    QVERIFY(tool->waitForOutput("#1 <- answer"));
+    QCOMPARE(receiveAll(ends.daemon()), int(request.size()));
+    QVERIFY(tool->waitForOutput("#1 disconnected"));
+}
+
+/** Who has to wait for a descriptor is let in when there is one, and is not counted before. */
+void tst_Kivctl::proxiesAsManyAsThereAreDescriptorsFor()
+{
+    if (qgetenv("QVCOMMON_EMULATOR").size() > 0)
+        SKIP_TEST("the emulator needs descriptors of its own; any real processor has this tested");
+    const QString listen = simulator->filePath("proxy");
+    ToolProcess proxy("/bin/sh");
+    // What this process has been started with must not count.
+    proxy.start(words("-c") << QLatin1String("exec 3<&- 4<&- 5<&- 6<&- 7<&- 8<&- 9<&-;"
+                                             "ulimit -n 10; exec \"$0\" \"$@\"")
+                            << QLatin1String(KIVCTL_PROGRAM) << words("proxy --to")
+                            << simulator->socketPath() << QLatin1String("--listen") << listen);
+    QVERIFY(proxy.waitForOutput("kivctl: listening on "));
+    const int clients = 4; // two descriptors for each, and four that are taken already
+    std::unique_ptr<QLocalSocket> sockets[clients];
+    for (std::unique_ptr<QLocalSocket> &socket : sockets) {
+        socket.reset(new QLocalSocket);
+        socket->connectToServer(listen);
+        QVERIFY(socket->waitForConnected(patience));
+    }
+    QVERIFY(proxy.waitForOutput("#3 connected"));
+    QTest::qWait(300); // in which the fourth knocks
+    QVERIFY(!proxy.output().contains("#4"));
+    sockets[0].reset();
+    QVERIFY(proxy.waitForOutput("#1 disconnected"));
+    QVERIFY(waitFor([&]() { return proxy.output().count(" connected") == clients; }));
+    QVERIFY2(proxy.output().contains("#4 connected"), proxy.output().constData());
+}
+
+void tst_Kivctl::keepsFilesThatAreNoSockets()
+{
+    const QString file = simulator->filePath("precious");
+    writeFile(file, "content");
+    QCOMPARE(kivctl(words("proxy --listen") << file << words("--to /x/y")),
+             "exit 3\nkivctl: cannot listen on " + QFile::encodeName(file) +
+                 ": Address already in use\n");
+    QCOMPARE(readFile(file), QByteArray("content"));
+}
+
+/** After a proxy has been ended, the next commands can be, too. */
+void tst_Kivctl::leavesSignalsAsTheyWere()
+{
+    const QByteArray proxy =
+        "proxy --to /x/y --listen " + QFile::encodeName(simulator->filePath("proxy")) + '\n';
+    tool->start(socketOption());
+    tool->writeInput(proxy + proxy + "watch --now /state/blank\n");
+    QVERIFY(tool->waitForOutput("kivctl: listening on "));
+    tool->send(SIGTERM);
+    QVERIFY(waitFor([&]() { return tool->output().count("kivctl: listening on ") == 2; }));
+    tool->send(SIGTERM);
+    QVERIFY(tool->waitForOutput("current /state/blank"));
+    tool->send(SIGTERM);
+    QCOMPARE(tool->end(), QByteArray("signal 15"));
 }
 
 void tst_Kivctl::failsWithTheDaemonsError()
@@ -726,9 +979,11 @@ void tst_Kivctl::refusesWrongUsage_data()
         {"get --now /a", "get has no option --now"},
         {"get -o json /a", "--output needs xml, pretty, text or lines, not 'json'"},
         {"--color red get /a", "--color needs always, never or auto, not 'red'"},
-        {"-t x get /a", "a number of seconds is needed, not 'x'"},
-        {"-t -1 get /a", "a number of seconds is needed, not '-1'"},
-        {"watch -n 0 /a", "a number from 1 on is needed, not '0'"},
+        {"-t x get /a", "a number of seconds from 0 to 10000000 is needed, not 'x'"},
+        {"-t -1 get /a", "a number of seconds from 0 to 10000000 is needed, not '-1'"},
+        {"-t 10000001 get /a", "a number of seconds from 0 to 10000000 is needed, not '10000001'"},
+        {"watch -n 0 /a", "a number from 1 to 999999999 is needed, not '0'"},
+        {"ping -n 1000000000", "a number from 1 to 999999999 is needed, not '1000000000'"},
         {"watch --one-level --match b /a", "--one-level and --match exclude each other"},
         {"tree -L", "no value for option '-L'"},
         {"-H localhost get /a", "--host needs HOST:PORT, not 'localhost'"},
@@ -752,6 +1007,12 @@ void tst_Kivctl::refusesWrongUsage()
     QCOMPARE(tool->run(words(arguments.constData())), QByteArray("exit 2"));
     QCOMPARE(tool->output(), QByteArray());
     QCOMPARE(tool->errors(), "kivctl: " + error + " (try --help)\n");
+}
+
+void tst_Kivctl::complainsOnOneLine()
+{
+    QCOMPARE(tool->run(words("frob\nx\033")), QByteArray("exit 2"));
+    QCOMPARE(tool->errors(), QByteArray("kivctl: unknown command 'frob\\nx\\x1b' (try --help)\n"));
 }
 
 QTEST_MAIN(tst_Kivctl)

@@ -418,6 +418,7 @@ void tst_KivctlParts::cutsLinesIntoWords_data()
                 {" get  /a\t/b#c ", "get|/a|/b#c"},
                 {"set /a 'b c' \"d 'e'\" ''", "set|/a|b c|d 'e'|"},
                 {"a\\ b \"c\\\"d\" 'e\\f' x\"y\"z", "a b|c\"d|e\\f|xyz"},
+                {"\"c:\\dir \\$a \\` \\\\\"", "c:\\dir $a ` \\"},
                 {"a 'b", "a quote without its end"},
                 {"a\\", "a backslash at the end of the line"}};
     for (const auto &row : rows)

@@ -34,9 +34,12 @@ private Q_SLOTS:
     void refusesBadScripts();
     void runsAScript();
     void walksWithinLimits();
+    void walksInLongSteps();
     void saysWhichStepFails();
     void goesOnOverARestart();
     void savesTheDataInTheEnd();
+    void savesListKeysOnSeveralLines();
+    void savesIntoWhatIsNoPlainFile();
     void savesTheDataOnASignal();
     void failsIfItCannotSave();
     void checksFiles();
@@ -136,6 +139,29 @@ void tst_KivsimDevice::walksWithinLimits()
     }
 }
 
+void tst_KivsimDevice::walksInLongSteps()
+{
+    SimulatorProcess kivsim;
+    const QString script = kivsim.filePath("script");
+    writeFile(script, "repeat\nwait 1\nwalk /config/system/clock/drift 0 99999999 50000000\nend\n");
+    QVERIFY(kivsim.start(options("--script", script)));
+    BareClient client(BareClient::Local, kivsim);
+    client.send(subscribeRequest("s", "<path>/config/system/clock/drift</path>"));
+    QCOMPARE(client.frame(), sessionInfoAnswer("s"));
+    // Upwards as well as down, and farther than one draw of random bits reaches.
+    int last = 0;
+    int farthest = 0;
+    while (farthest <= 1 << 24) {
+        const QByteArray frame = client.frame();
+        const int begin = int(frame.indexOf("<drift>")) + 7;
+        QVERIFY2(begin >= 7, frame.constData());
+        const int value = frame.mid(begin, int(frame.indexOf("</drift>")) - begin).toInt();
+        QVERIFY2(value >= 0 && value <= 99999999, frame.constData());
+        farthest = qMax(farthest, value - last);
+        last = value;
+    }
+}
+
 void tst_KivsimDevice::saysWhichStepFails()
 {
     SimulatorProcess kivsim;
@@ -197,6 +223,29 @@ void tst_KivsimDevice::savesTheDataInTheEnd()
                 .exchange(editRequest("r", "patch", "/config/interfaces/interface",
                                       "<interface><mtu>1</mtu></interface>"))
                 .contains("list entry without its key: interface/name"));
+}
+
+void tst_KivsimDevice::savesListKeysOnSeveralLines()
+{
+    SimulatorProcess kivsim;
+    const QString saved = kivsim.filePath("saved.xml");
+    kivsim.setDocument("<?kivsim-keys a=x\r\n  e=k?>\r\n<r><e><k>1</k></e></r>\r\n");
+    QVERIFY(kivsim.start(options("--save", saved)));
+    QCOMPARE(kivsim.stop(), QByteArray("exit 0"));
+    QVERIFY2(readFile(saved).contains("<?kivsim-keys a=x\n  e=k?>"), readFile(saved).constData());
+}
+
+void tst_KivsimDevice::savesIntoWhatIsNoPlainFile()
+{
+    SimulatorProcess kivsim;
+    const QString target = kivsim.filePath("target");
+    const QString link = kivsim.filePath("link");
+    writeFile(target, "old");
+    QVERIFY(QFile::link(target, link));
+    QVERIFY(kivsim.start(options("--save", link)));
+    QCOMPARE(kivsim.stop(), QByteArray("exit 0"));
+    QCOMPARE(QFile::symLinkTarget(link), target);
+    QVERIFY(readFile(target).contains("</device>"));
 }
 
 void tst_KivsimDevice::savesTheDataOnASignal()

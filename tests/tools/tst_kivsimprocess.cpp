@@ -261,6 +261,7 @@ void tst_KivSimProcess::refusesWrongOptions_data()
     const QByteArray port = "--port needs a number from 0 to 65535, not ";
     add("--nonsense", "unknown option '--nonsense'");
     add("-x", "unknown option '-x'");
+    add("word --nonsense", "unexpected argument 'word'");
     add("--verbose=1", "unknown option '--verbose=1'");
     add("now", "unexpected argument 'now'");
     add("--verbose now", "unexpected argument 'now'");
@@ -652,6 +653,8 @@ void tst_KivSimProcess::logsWhatItDoes()
     {
         BareClient client(local, kivsim);
         QCOMPARE(readable(client.exchange(question)), readable(answer));
+        client.send("<a>\033[1m\177\302\2331m\303\233</a>\f\n");
+        client.frame();
     }
     waitFor([&]() { return kivsim.errors().contains("disconnected"); });
     const QByteArray errors = kivsim.errors();
@@ -659,6 +662,8 @@ void tst_KivSimProcess::logsWhatItDoes()
     QVERIFY(errors.contains("kivsim: client 1 -> <request><ref>r</ref><rpc><get>"));
     QVERIFY(errors.contains("kivsim: client 1 <- ack:get  <reply><ref>r</ref>"));
     QVERIFY(errors.contains("kivsim: client 1 disconnected"));
+    // Nothing that a terminal would obey, also of two bytes; but other characters.
+    QVERIFY2(errors.contains("client 1 -> <a> [1m \302 1m\303\233</a>\n"), errors.constData());
     QCOMPARE(kivsim.stop(), QByteArray("exit 0"));
 }
 

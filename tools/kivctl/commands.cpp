@@ -3,7 +3,9 @@
 
 #include "kivctl/operations.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <iostream>
 #include <unistd.h>
 
@@ -51,6 +53,10 @@ Status runLine(const std::string &line, const Invocation &defaults, Context &con
             context.output.raw(helpText());
             return Done;
         }
+        if (invocation.command == "--version") {
+            context.output.line(versionText());
+            return Done;
+        }
         if (invocation.address.text() != defaults.address.text())
             throw Failure(Usage, "all commands go to " + defaults.address.text());
         return runCommand(invocation, context);
@@ -86,6 +92,12 @@ Status runBatch(const Invocation &defaults, Context &context)
         // Whoever reads on would take later answers for those of earlier commands.
         if (!isDialogue && (status == NoConnection || status == ConnectionLost))
             break;
+    }
+    if (std::ferror(stdin)) {
+        const FileFailure failure(std::string("cannot read standard input: ") +
+                                  std::strerror(errno));
+        const Status status = fail(failure);
+        return first == Done ? status : first;
     }
     return first;
 }

@@ -5,11 +5,13 @@
 #include "kivctl/operations.h"
 #include "kivctl/paths.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <map>
 #include <set>
+#include <sys/stat.h>
 
 namespace kivctl
 {
@@ -17,19 +19,30 @@ namespace kivctl
 namespace
 {
 
-/** Replaces a file in one step: whoever reads it meanwhile sees the old or the new one, whole. */
+/** @return whether it is a device, a pipe or a link: a file in its place would not be the same */
+bool isSpecial(const std::string &name)
+{
+    struct stat status;
+    return ::lstat(name.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+}
+
+/**
+ * Replaces a file in one step: whoever reads it meanwhile sees the old or the new one, whole. A link,
+ * a device and the like are written to.
+ */
 void writeFile(const std::string &name, const std::string &content)
 {
-    const std::string temporary = name + ".new";
-    std::FILE *const file = std::fopen(temporary.c_str(), "we");
+    const bool inPlace = isSpecial(name);
+    const std::string written = inPlace ? name : name + ".new";
+    std::FILE *const file = std::fopen(written.c_str(), "we");
     bool good = file && std::fwrite(content.data(), 1, content.size(), file) == content.size();
     if (file)
         good = std::fclose(file) == 0 && good;
-    if (good && std::rename(temporary.c_str(), name.c_str()) == 0)
+    if (good && (inPlace || std::rename(written.c_str(), name.c_str()) == 0))
         return;
     const std::string reason = std::strerror(errno);
-    if (file)
-        std::remove(temporary.c_str());
+    if (file && !inPlace)
+        std::remove(written.c_str());
     throw FileFailure("cannot write " + name + ": " + reason);
 }
 
@@ -125,17 +138,23 @@ Status load(const Invocation &invocation, Context &context)
 {
     const std::string &path = invocation.arguments[0];
     const std::string op = invocation.merge ? "patch" : "replace";
-    const std::vector<Node> nodes = readNodes(invocation.arguments[1]);
+    std::vector<Node> nodes = readNodes(invocation.arguments[1]);
     if (nodes.empty())
         throw FileFailure("there is nothing in " + invocation.arguments[1]);
     if (!lastStepName(path).empty()) {
         askToEdit(editOperation(op, path, compact(nodes)), invocation, context);
         return Done;
     }
-    // The root cannot be edited, but what is in it can.
-    for (const Node &node : nodes)
-        askToEdit(editOperation(op, '/' + node.name, compact(std::vector<Node>(1, node))),
+    // The root cannot be edited, but what is in it can; namesakes together, as each would replace
+    // the one before.
+    while (!nodes.empty()) {
+        const std::string name = nodes.front().name;
+        const auto others = std::stable_partition(
+            nodes.begin(), nodes.end(), [&name](const Node &node) { return node.name == name; });
+        askToEdit(editOperation(op, '/' + name, compact(std::vector<Node>(nodes.begin(), others))),
                   invocation, context);
+        nodes.erase(nodes.begin(), others);
+    }
     return Done;
 }
 

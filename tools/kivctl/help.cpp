@@ -19,7 +19,7 @@ std::string helpText()
            "  get [-o STYLE] [--crc] PATH...   data; STYLE is xml (as it came), pretty, text\n"
            "                                   or lines (path=value); --crc checks it\n"
            "  ls PATH, tree [-L N] PATH        what is in it, N levels deep\n"
-           "  set PATH TEXT                    one value\n"
+           "  set PATH TEXT                    one value; behind -- if it begins with -\n"
            "  patch|replace PATH XML|@FILE|-   elements, as the daemon's edit takes them\n"
            "  delete PATH\n"
            "  watch [--now] [--one-level] [--match RPATH] [-n N] [--for SEC] [--time]\n"
@@ -35,6 +35,11 @@ std::string helpText()
            "\n"
            "Exit status: 0 ok, 1 the daemon's error, 2 usage, 3 no connection, 4 timeout,\n"
            "5 connection lost, 6 different.\n";
+}
+
+std::string versionText()
+{
+    return "kivctl " KIVCTL_VERSION;
 }
 
 } // namespace kivctl

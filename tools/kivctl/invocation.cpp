@@ -109,13 +109,14 @@ const CommandForm &formOf(const std::string &command)
 
 double parseSeconds(const std::string &text)
 {
-    const double longest = 1e7;
+    const double longest = 10000000;
     char *end = nullptr;
     const double seconds = std::strtod(text.c_str(), &end);
     const bool isPlain =
         !text.empty() && text.find_first_not_of("0123456789.") == std::string::npos;
     if (!isPlain || *end || seconds > longest)
-        throw Failure(Usage, "a number of seconds is needed, not '" + text + "'");
+        throw Failure(Usage,
+                      "a number of seconds from 0 to 10000000 is needed, not '" + text + "'");
     return seconds;
 }
 
@@ -125,8 +126,8 @@ long parseCount(const std::string &text, long smallest)
     const bool isNumber = !text.empty() && text.size() <= mostDigits &&
                           text.find_first_not_of("0123456789") == std::string::npos;
     if (!isNumber || std::stol(text) < smallest)
-        throw Failure(Usage, "a number from " + std::to_string(smallest) + " on is needed, not '" +
-                                 text + "'");
+        throw Failure(Usage, "a number from " + std::to_string(smallest) + " to " +
+                                 std::string(mostDigits, '9') + " is needed, not '" + text + "'");
     return std::stol(text);
 }
 

@@ -51,6 +51,8 @@ Invocation parseInvocation(const std::vector<std::string> &words, const Invocati
 
 /** @return the text of --help */
 std::string helpText();
+/** @return the line that --version prints */
+std::string versionText();
 
 /**
  * Cuts a line into words, as shells do: blanks, quotes, backslashes, # for a comment.

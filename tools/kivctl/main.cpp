@@ -2,17 +2,36 @@
 #include "kivctl/commands.h"
 
 #include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace
+{
+
+/** A socket or a file that is opened later must not be taken for a standard stream that is closed. */
+void occupyStandardStreams()
+{
+    for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        // Using it is to fail as before, so it is open for the other direction.
+        const int mode = number == STDIN_FILENO ? O_WRONLY : O_RDONLY;
+        if (::fcntl(number, F_GETFD) < 0 && ::open("/dev/null", mode) < 0)
+            return;
+    }
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
     using namespace kivctl;
+    occupyStandardStreams();
     try {
         const std::vector<std::string> words(argv + 1, argv + argc);
         const Invocation invocation = parseInvocation(words, Invocation());
         if (invocation.command == "--help")
             return std::fputs(helpText().c_str(), stdout) < 0;
         if (invocation.command == "--version")
-            return std::puts("kivctl " KIVCTL_VERSION) < 0;
+            return std::puts(versionText().c_str()) < 0;
         Client client(invocation.address);
         Output output(invocation.colours);
         Context context = {client, output};

@@ -66,7 +66,11 @@ void Output::raw(const std::string &bytes)
 
 void complain(const std::string &text)
 {
-    std::fprintf(stderr, "kivctl: %s\n", harmless(text).c_str());
+    std::string line = harmless(text);
+    // A word or the name of a file that it speaks of may have lines.
+    for (std::size_t at = line.find('\n'); at != std::string::npos; at = line.find('\n', at))
+        line.replace(at, 1, "\\n");
+    std::fprintf(stderr, "kivctl: %s\n", line.c_str());
 }
 
 } // namespace kivctl

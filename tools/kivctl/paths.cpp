@@ -42,6 +42,15 @@ std::string leadingKeys(const Node &node, std::size_t count)
     return keys;
 }
 
+/** @return the names of the same leaves */
+std::vector<std::string> leadingNames(const Node &node, std::size_t count)
+{
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < count; ++i)
+        names.push_back(node.children[i].name);
+    return names;
+}
+
 typedef std::vector<std::size_t> Places;
 
 /** @return whether so many leading keys tell these nodes apart */
@@ -49,13 +58,20 @@ bool distinguish(const std::vector<Node> &nodes, const Places &places, std::size
                  std::vector<std::string> &result)
 {
     std::set<std::string> seen;
+    std::vector<std::string> names;
     for (const std::size_t place : places) {
         const std::string keys = leadingKeys(nodes[place], count);
         if (keys.empty() || !seen.insert(keys).second)
             return false;
+        if (names.empty())
+            names = leadingNames(nodes[place], count);
+        // What is a key in one only could be the same in another, further behind.
+        if (names != leadingNames(nodes[place], count))
+            return false;
         result[place] = keys;
     }
-    return true;
+    // A look-up compares the first of a name alone.
+    return std::set<std::string>(names.begin(), names.end()).size() == count;
 }
 
 /** Reads one attribute after the other. */

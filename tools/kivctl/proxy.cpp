@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <ctime>
 #include <memory>
 #include <poll.h>
 #include <sys/socket.h>
@@ -42,15 +43,31 @@ public:
         struct sigaction action;
         std::memset(&action, 0, sizeof action);
         action.sa_handler = stop;
-        ::sigaction(SIGINT, &action, nullptr);
-        ::sigaction(SIGTERM, &action, nullptr);
+        ::sigaction(SIGINT, &action, &interrupt);
+        ::sigaction(SIGTERM, &action, &terminate);
         // The socket is to be removed, too, when nobody reads our output any more.
-        std::signal(SIGPIPE, SIG_IGN);
+        action.sa_handler = SIG_IGN;
+        ::sigaction(SIGPIPE, &action, &brokenPipe);
+    }
+    ~StopSignals()
+    {
+        // Another one that waits already has been meant for the proxy, too.
+        ::sigprocmask(SIG_SETMASK, &before, nullptr);
+        ::sigaction(SIGINT, &interrupt, nullptr);
+        ::sigaction(SIGTERM, &terminate, nullptr);
+        ::sigaction(SIGPIPE, &brokenPipe, nullptr);
+        stopped = 0;
     }
     const sigset_t *whileWaiting() const { return &before; }
 
 private:
+    StopSignals(const StopSignals &) = delete;
+    StopSignals &operator=(const StopSignals &) = delete;
+
     sigset_t before;
+    struct sigaction interrupt; ///< what was to be done before
+    struct sigaction terminate;
+    struct sigaction brokenPipe;
 };
 
 /** Removes a socket in the end, unless another file has taken its place. */
@@ -103,9 +120,10 @@ public:
     /** @return whether the pair goes on */
     bool handle(const pollfd &ofApplication, const pollfd &ofDaemon)
     {
-        const bool works =
-            proceed(ofApplication, requests, answers) && proceed(ofDaemon, answers, requests);
-        if (works && !(requests.isDone() && answers.isDone()))
+        // Where one direction is over, the other one may still have something to hand on.
+        proceed(ofApplication, requests, answers);
+        proceed(ofDaemon, answers, requests);
+        if (!requests.isDone() || !answers.isDone())
             return true;
         requests.finish();
         answers.finish();
@@ -120,11 +138,12 @@ private:
         // One that nothing is expected of would report its end again and again.
         return {events ? socket.number() : -1, static_cast<short>(events), 0};
     }
-    static bool proceed(const pollfd &events, Relay &in, Relay &out)
+    static void proceed(const pollfd &events, Relay &in, Relay &out)
     {
-        if ((events.revents & (POLLIN | POLLHUP | POLLERR)) && in.wantsToRead() && !in.read())
-            return false;
-        return !(events.revents & POLLOUT) || out.write();
+        if ((events.revents & (POLLIN | POLLHUP | POLLERR)) && in.wantsToRead())
+            in.read();
+        if (events.revents & POLLOUT)
+            out.write();
     }
     void show(const char *direction, const std::string &frame) const
     {
@@ -146,13 +165,13 @@ private:
 
 typedef std::vector<std::unique_ptr<Pair>> Pairs;
 
-/** Lets an application in, if the daemon is there. */
-void accept(int listener, const Address &daemon, double timeout, int number, Pairs &pairs,
+/** Lets an application in, if the daemon is there. @return whether there was one */
+bool accept(int listener, const Address &daemon, double timeout, int number, Pairs &pairs,
             Output &output)
 {
     Descriptor application(::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (!application.isOpen())
-        return;
+        return false;
     try {
         const int socket = connectTo(daemon, Deadline::in(timeout));
         pairs.emplace_back(new Pair(application.release(), socket, number, output));
@@ -161,6 +180,7 @@ void accept(int listener, const Address &daemon, double timeout, int number, Pai
             throw;
         output.line(timeOfDay() + " #" + std::to_string(number) + ' ' + failure.what());
     }
+    return true;
 }
 
 void handleEvents(const std::vector<pollfd> &events, Pairs &pairs)
@@ -189,15 +209,23 @@ Status proxy(const Invocation &invocation, Context &context)
     context.output.line("kivctl: listening on " + invocation.listen + " for " + target.text());
     Pairs pairs;
     int number = 0;
+    bool isFull = false;
+    const timespec pause = {0, 100000000}; // until a descriptor may be free again
     while (!stopped) {
-        std::vector<pollfd> events(1, pollfd{listener.number(), POLLIN, 0});
+        std::vector<pollfd> events(1, pollfd{isFull ? -1 : listener.number(), POLLIN, 0});
         for (const std::unique_ptr<Pair> &pair : pairs)
             pair->addTo(events);
-        if (::ppoll(events.data(), events.size(), nullptr, signals.whileWaiting()) <= 0)
+        const int ready = ::ppoll(events.data(), events.size(), isFull ? &pause : nullptr,
+                                  signals.whileWaiting());
+        isFull = false;
+        if (ready <= 0)
             continue;
         handleEvents(events, pairs);
-        if (events[0].revents)
-            accept(listener.number(), target, invocation.timeout, ++number, pairs, context.output);
+        if (!events[0].revents)
+            continue;
+        isFull = !accept(listener.number(), target, invocation.timeout, number + 1, pairs,
+                         context.output);
+        number += isFull ? 0 : 1;
     }
     return Done;
 }

@@ -94,8 +94,12 @@ Status list(const Invocation &invocation, Context &context)
 
 Status tree(const Invocation &invocation, Context &context)
 {
-    const Message message = askFor(invocation.arguments[0], invocation, context);
-    showTree(parseNodes(message.data), invocation.levels, std::string(), context.output);
+    const std::string &path = invocation.arguments[0];
+    const Message message = askFor(path, invocation, context);
+    // Of the root comes only what is in it, which is one level below.
+    const bool isRoot = lastStepName(path).empty();
+    const long levels = invocation.levels - (isRoot && invocation.levels > 0 ? 1 : 0);
+    showTree(parseNodes(message.data), levels, std::string(), context.output);
     return Done;
 }
 

@@ -29,6 +29,7 @@ Relay::Relay(const Descriptor &source, const Descriptor &target, const FrameTake
     , take(taker)
     , cutter(longestFrame)
     , ended(false)
+    , refused(false)
 {
 }
 
@@ -37,44 +38,51 @@ bool Relay::wantsToRead() const
     return !ended && waiting.size() < mostWaiting;
 }
 
-bool Relay::read()
+void Relay::read()
 {
     char buffer[readSize];
     const ssize_t length = ::recv(from.number(), buffer, sizeof buffer, 0);
-    if (length < 0)
-        return isTemporary(errno);
-    if (length == 0) {
+    if (length < 0 && isTemporary(errno))
+        return;
+    if (length <= 0) {
         ended = true;
-        return passOnEnd();
+        passOnEnd();
+        return;
     }
     const std::size_t size = static_cast<std::size_t>(length);
-    waiting.append(buffer, size);
+    // Read on even for nobody: the sender may have to be rid of it before it reads the other side.
+    if (!refused)
+        waiting.append(buffer, size);
     cutter.feed(buffer, size);
     std::string frame;
     while (cutter.next(frame))
         take(frame);
     if (cutter.isTooLong())
         take(cutter.takeRest());
-    return write();
+    write();
 }
 
-bool Relay::write()
+void Relay::write()
 {
     if (waiting.empty())
-        return true;
+        return;
     const ssize_t length = ::send(to.number(), waiting.data(), waiting.size(), MSG_NOSIGNAL);
-    if (length < 0)
-        return isTemporary(errno);
+    if (length < 0 && isTemporary(errno))
+        return;
+    if (length < 0) {
+        refused = true;
+        waiting.clear();
+        return;
+    }
     waiting.erase(0, static_cast<std::size_t>(length));
-    return passOnEnd();
+    passOnEnd();
 }
 
 /** Who has said all may still listen. */
-bool Relay::passOnEnd()
+void Relay::passOnEnd()
 {
     if (isDone())
         ::shutdown(to.number(), SHUT_WR);
-    return true;
 }
 
 void Relay::finish()

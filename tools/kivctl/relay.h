@@ -22,24 +22,25 @@ public:
 
     bool wantsToRead() const;
     bool wantsToWrite() const { return !waiting.empty(); }
-    /** Reads what there is. @return whether the connection works */
-    bool read();
-    /** Writes what it can. @return whether the connection works */
-    bool write();
-    /** @return whether all has been handed on, and nothing more will come */
-    bool isDone() const { return ended && waiting.empty(); }
+    /** Reads what there is. */
+    void read();
+    /** Writes what it can. */
+    void write();
+    /** @return whether all has been handed on that there is, and that the receiver takes */
+    bool isDone() const { return (ended || refused) && waiting.empty(); }
     /** Shows what is left of a frame that will not be finished. */
     void finish();
 
 private:
-    bool passOnEnd();
+    void passOnEnd();
 
     const Descriptor &from;
     const Descriptor &to;
     const FrameTaker take;
     FrameCutter cutter;
     std::string waiting; ///< bytes that the receiver has not taken yet
-    bool ended;
+    bool ended;          ///< whether nothing more will come
+    bool refused;        ///< whether the receiver takes nothing more
 };
 
 } // namespace kivctl

@@ -10,6 +10,7 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -43,6 +44,12 @@ int openSocket(int family)
     if (descriptor < 0)
         throw Failure(NoConnection, std::string("no socket: ") + std::strerror(errno));
     return descriptor;
+}
+
+bool isSocket(const std::string &path)
+{
+    struct stat status;
+    return ::lstat(path.c_str(), &status) == 0 && S_ISSOCK(status.st_mode);
 }
 
 /** Connects. @return 0, or the number of the error */
@@ -156,7 +163,8 @@ int listenOn(const std::string &path)
     const Descriptor probe(openSocket(AF_UNIX));
     if (::connect(probe.number(), general, sizeof address) == 0)
         throw Failure(NoConnection, "somebody listens on " + path + " already");
-    if (errno == ECONNREFUSED) // a socket that its owner has left behind
+    // Of any other file the system says that it refuses, too.
+    if (errno == ECONNREFUSED && isSocket(path)) // one that its owner has left behind
         ::unlink(path.c_str());
     const int descriptor = openSocket(AF_UNIX);
     if (::bind(descriptor, general, sizeof address) == 0 && ::listen(descriptor, SOMAXCONN) == 0)

@@ -51,9 +51,10 @@ void showChange(const Change &change, const Invocation &invocation, Output &outp
 }
 
 /** Reads the element that a wait is for. @return its text, or whether it is not there */
-bool readValue(Client &client, const std::string &path, double timeout, std::string &value)
+bool readValue(Client &client, const std::string &path, const Deadline &deadline,
+               std::string &value)
 {
-    const Message message = client.ask(getOperation(path), Deadline::in(timeout));
+    const Message message = client.ask(getOperation(path), deadline);
     if (message.kind == Message::Error && message.type != "application")
         throwError(message);
     if (message.kind != Message::Data)
@@ -97,7 +98,8 @@ Status wait(const Invocation &invocation, Context &context)
         invocation.hasTimeout ? Deadline::in(invocation.timeout) : Deadline::never();
     std::string value;
     const auto isStillOther = [&]() {
-        return !readValue(context.client, path, patience, value) || value != wanted;
+        const Deadline ofAnswer = Deadline::in(patience).orEarlier(deadline);
+        return !readValue(context.client, path, ofAnswer, value) || value != wanted;
     };
     const bool isReached =
         subscriber.run(deadline, isStillOther, [&](const Change &) { return isStillOther(); });

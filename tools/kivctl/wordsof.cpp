@@ -7,6 +7,7 @@ namespace kivctl
 
 std::vector<std::string> wordsOf(const std::string &line)
 {
+    const std::string meaningful = "\"\\$`";
     std::vector<std::string> words;
     bool inWord = false;
     char quote = '\0';
@@ -30,6 +31,9 @@ std::vector<std::string> wordsOf(const std::string &line)
             if (++i == line.size())
                 throw Failure(Usage, "a backslash at the end of the line");
             c = line[i];
+            // In double quotes it only stands for itself in front of most characters.
+            if (quote && meaningful.find(c) == std::string::npos)
+                words.back() += '\\';
         }
         words.back() += c;
     }

@@ -32,7 +32,8 @@ enum OptionCode {
     RefuseOption
 };
 
-const char shortOptions[] = ":hVvs:p:d:m:";
+// There are no arguments, so the first ends the options.
+const char shortOptions[] = "+:hVvs:p:d:m:";
 
 const option longOptions[] = {
     {"help", no_argument, nullptr, HelpOption},

@@ -97,8 +97,17 @@ void ScriptRunner::edit(Edit::Op op, const std::string &path, const std::string 
 
 int ScriptRunner::random(int limit)
 {
+    unsigned int number = randomBits();
+    if (limit > 1 << 24)
+        number = number << 7 ^ randomBits();
+    return int(number % unsigned(limit));
+}
+
+/** @return 24 of them: those below repeat too soon */
+unsigned int ScriptRunner::randomBits()
+{
     state = state * 1103515245u + 12345u;
-    return int((state >> 8) % unsigned(limit));
+    return state >> 8;
 }
 
 } // namespace kivsim

@@ -36,6 +36,7 @@ private:
     void walk(const ScriptStep &step);
     void edit(Edit::Op op, const std::string &path, const std::string &data);
     int random(int limit);
+    unsigned int randomBits();
 
     Tree &tree;
     Subscriptions &subscriptions;

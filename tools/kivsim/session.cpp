@@ -21,6 +21,18 @@ const size_t readSize = 1 << 16;
 const size_t congestion = 1 << 20;
 const size_t longestLogText = 300;
 
+/** Makes blanks of what a terminal would obey; some of that has two bytes in UTF-8. */
+void removeControls(std::string &text)
+{
+    bool afterLead = false;
+    for (char &c : text) {
+        const unsigned char byte = static_cast<unsigned char>(c);
+        if (byte < 0x20 || byte == 0x7f || (afterLead && byte >= 0x80 && byte < 0xa0))
+            c = ' ';
+        afterLead = byte == 0xc2;
+    }
+}
+
 } // namespace
 
 Session::Session(int socket, int number, const Options &options, RequestHandler &requests,
@@ -186,9 +198,7 @@ void Session::log(const char *what, const char *text, size_t length) const
     if (!options.verbose)
         return;
     std::string shown(text, std::min(length, longestLogText));
-    std::replace_if(
-        shown.begin(), shown.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; },
-        ' ');
+    removeControls(shown);
     std::fprintf(stderr, "kivsim: client %d %s %s%s\n", number, what, shown.c_str(),
                  length > longestLogText ? "..." : "");
 }

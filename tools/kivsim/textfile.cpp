@@ -4,9 +4,22 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <sys/stat.h>
 
 namespace kivsim
 {
+
+namespace
+{
+
+/** @return whether it is a device, a pipe or a link: a file in its place would not be the same */
+bool isSpecial(const std::string &fileName)
+{
+    struct stat status;
+    return lstat(fileName.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+}
+
+} // namespace
 
 bool readTextFile(const std::string &fileName, std::string &text, std::string &error)
 {
@@ -25,17 +38,18 @@ bool readTextFile(const std::string &fileName, std::string &text, std::string &e
 
 bool writeTextFile(const std::string &fileName, const std::string &text, std::string &error)
 {
-    const std::string temporary = fileName + ".new";
-    std::FILE *const file = std::fopen(temporary.c_str(), "we");
+    const bool inPlace = isSpecial(fileName);
+    const std::string written = inPlace ? fileName : fileName + ".new";
+    std::FILE *const file = std::fopen(written.c_str(), "we");
     bool done = file && std::fwrite(text.data(), 1, text.size(), file) == text.size();
     if (file)
         done = std::fclose(file) == 0 && done;
-    done = done && std::rename(temporary.c_str(), fileName.c_str()) == 0;
+    done = done && (inPlace || std::rename(written.c_str(), fileName.c_str()) == 0);
     if (done)
         return true;
     error = "cannot write " + fileName + ": " + std::strerror(errno);
-    if (file)
-        std::remove(temporary.c_str());
+    if (file && !inPlace)
+        std::remove(written.c_str());
     return false;
 }
 

@@ -133,12 +133,22 @@ void removeLayout(pugi::xml_node element)
     }
 }
 
+/** The parser makes line feeds of other ends of lines, but not in processing instructions. */
+void removeCarriageReturns(pugi::xml_node instruction)
+{
+    std::string text = instruction.value();
+    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
+    instruction.set_value(text.c_str());
+}
+
 /** Visits every node: checks names and depth, drops attributes and layout. */
 class Cleaner : public pugi::xml_tree_walker
 {
 public:
     bool for_each(pugi::xml_node &node) override
     {
+        if (node.type() == pugi::node_pi)
+            removeCarriageReturns(node);
         if (node.type() != pugi::node_element)
             return true;
         if (depth() >= maxXmlDepth)
