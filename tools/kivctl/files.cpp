@@ -1,50 +1,21 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivctl/commands.h"
 
+#include "files/textfile.h"
 #include "kivctl/node.h"
 #include "kivctl/operations.h"
 #include "kivctl/paths.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <map>
 #include <set>
-#include <sys/stat.h>
 
 namespace kivctl
 {
 
 namespace
 {
-
-/** @return whether it is a device, a pipe or a link: a file in its place would not be the same */
-bool isSpecial(const std::string &name)
-{
-    struct stat status;
-    return ::lstat(name.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
-}
-
-/**
- * Replaces a file in one step: whoever reads it meanwhile sees the old or the new one, whole. A link,
- * a device and the like are written to.
- */
-void writeFile(const std::string &name, const std::string &content)
-{
-    const bool inPlace = isSpecial(name);
-    const std::string written = inPlace ? name : name + ".new";
-    std::FILE *const file = std::fopen(written.c_str(), "we");
-    bool good = file && std::fwrite(content.data(), 1, content.size(), file) == content.size();
-    if (file)
-        good = std::fclose(file) == 0 && good;
-    if (good && (inPlace || std::rename(written.c_str(), name.c_str()) == 0))
-        return;
-    const std::string reason = std::strerror(errno);
-    if (file && !inPlace)
-        std::remove(written.c_str());
-    throw FileFailure("cannot write " + name + ": " + reason);
-}
 
 /** Elements of a file; an XML declaration in front is allowed, as editors put one there. */
 std::vector<Node> readNodes(const std::string &name)
@@ -62,22 +33,6 @@ std::vector<Node> readNodes(const std::string &name)
             throw FileFailure(name + " holds something else than elements");
     }
     return nodes;
-}
-
-std::string read(std::FILE *file, const std::string &name)
-{
-    std::string content;
-    char buffer[1 << 16];
-    std::size_t length = 0;
-    while (file && (length = std::fread(buffer, 1, sizeof buffer, file)) > 0)
-        content.append(buffer, length);
-    const bool complete = file && !std::ferror(file);
-    const std::string reason = complete ? "" : std::strerror(errno);
-    if (file && file != stdin)
-        std::fclose(file);
-    if (!complete)
-        throw FileFailure("cannot read " + name + ": " + reason);
-    return content;
 }
 
 /** How often each leaf is there. */
@@ -113,7 +68,13 @@ bool showMissing(const std::vector<Leaf> &leaves, LineCounts others, const char 
 
 std::string readFile(const std::string &name)
 {
-    return name == "-" ? read(stdin, "standard input") : read(std::fopen(name.c_str(), "re"), name);
+    std::string content;
+    std::string error;
+    const bool complete = name == "-" ? files::readStream(stdin, "standard input", content, error)
+                                      : files::readTextFile(name, content, error);
+    if (!complete)
+        throw FileFailure(error);
+    return content;
 }
 
 std::string contentOf(const std::string &argument)
@@ -127,10 +88,13 @@ Status dump(const Invocation &invocation, Context &context)
 {
     const Message message = askFor(invocation.arguments[0], invocation, context);
     const std::string content = pretty(parseNodes(message.data));
-    if (invocation.arguments.size() > 1 && invocation.arguments[1] != "-")
-        writeFile(invocation.arguments[1], content);
-    else
+    if (invocation.arguments.size() < 2 || invocation.arguments[1] == "-") {
         context.output.line(content);
+        return Done;
+    }
+    std::string error;
+    if (!files::writeTextFile(invocation.arguments[1], content, error))
+        throw FileFailure(error);
     return Done;
 }
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivsim/script.h"
 
+#include "files/textfile.h"
 #include "kivsim/number.h"
 #include "kivsim/requesterror.h"
-#include "kivsim/textfile.h"
 #include "kivsim/xmlinput.h"
 
 #include <algorithm>
@@ -186,7 +186,7 @@ bool parseScript(const std::string &text, const std::string &fileName, Script &s
 bool loadScript(const std::string &fileName, Script &script, std::string &error)
 {
     std::string text;
-    return readTextFile(fileName, text, error) && parseScript(text, fileName, script, error);
+    return files::readTextFile(fileName, text, error) && parseScript(text, fileName, script, error);
 }
 
 } // namespace kivsim

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivsim/tree.h"
 
+#include "files/textfile.h"
 #include "kivsim/requesterror.h"
-#include "kivsim/textfile.h"
 #include "kivsim/xmlinput.h"
 
 #include <algorithm>
@@ -62,7 +62,7 @@ Tree::Tree(size_t limit)
 bool Tree::load(const std::string &fileName, std::string &error)
 {
     std::string text;
-    if (!readTextFile(fileName, text, error))
+    if (!files::readTextFile(fileName, text, error))
         return false;
     pugi::xml_document loaded;
     try {
@@ -88,7 +88,7 @@ bool Tree::load(const std::string &fileName, std::string &error)
 
 bool Tree::save(const std::string &fileName, std::string &error) const
 {
-    return writeTextFile(fileName, indentedMarkup(document), error);
+    return files::writeTextFile(fileName, indentedMarkup(document), error);
 }
 
 void Tree::makeRoom(size_t bytes)

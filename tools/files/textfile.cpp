@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
-#include "kivsim/textfile.h"
+#include "files/textfile.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <sys/stat.h>
 
-namespace kivsim
+namespace files
 {
 
 namespace
@@ -19,21 +18,35 @@ bool isSpecial(const std::string &fileName)
     return lstat(fileName.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
 }
 
+std::string cannotRead(const std::string &name)
+{
+    return "cannot read " + name + ": " + std::strerror(errno);
+}
+
 } // namespace
 
 bool readTextFile(const std::string &fileName, std::string &text, std::string &error)
 {
     std::FILE *const file = std::fopen(fileName.c_str(), "re");
-    char buffer[16 * 1024];
-    size_t length = 0;
-    while (file && (length = std::fread(buffer, 1, sizeof buffer, file)) > 0)
-        text.append(buffer, length);
-    const bool complete = file && !std::ferror(file);
-    if (!complete)
-        error = "cannot read " + fileName + ": " + std::strerror(errno);
-    if (file)
-        std::fclose(file);
+    if (!file) {
+        error = cannotRead(fileName);
+        return false;
+    }
+    const bool complete = readStream(file, fileName, text, error);
+    std::fclose(file);
     return complete;
+}
+
+bool readStream(std::FILE *stream, const std::string &name, std::string &text, std::string &error)
+{
+    char buffer[16 * 1024];
+    std::size_t length = 0;
+    while ((length = std::fread(buffer, 1, sizeof buffer, stream)) > 0)
+        text.append(buffer, length);
+    if (!std::ferror(stream))
+        return true;
+    error = cannotRead(name);
+    return false;
 }
 
 bool writeTextFile(const std::string &fileName, const std::string &text, std::string &error)
@@ -53,4 +66,4 @@ bool writeTextFile(const std::string &fileName, const std::string &text, std::st
     return false;
 }
 
-} // namespace kivsim
+} // namespace files
