@@ -8,6 +8,7 @@
 #include <QtTest/QtTest>
 
 #include <csignal>
+#include <cstdlib>
 #include <ctime>
 #include <memory>
 
@@ -364,7 +365,7 @@ void tst_Qvlog::countsDaysBackByTheCalendar()
                       qvlog::parseTime("yesterday", sunday, longDay) &&
                       qvlog::parseTime("-99999999d", 10 * minute, longAgo);
     if (zone.isNull())
-        qunsetenv("TZ");
+        ::unsetenv("TZ");
     else
         qputenv("TZ", zone);
     ::tzset();
