@@ -133,7 +133,7 @@ private:
 /** The number, where it counts. */
 long long numberOf(const Entry &entry)
 {
-    return entry.hasNumber || entry.kind == Entry::TooLong ? entry.number : 0;
+    return entry.hasNumber ? entry.number : 0;
 }
 
 QByteArray compareReading(const Entries &entries, const Entries &others)
@@ -272,7 +272,7 @@ QByteArray gapsProblem(const Entries &entries)
     std::map<int, std::vector<long long>> runs;
     for (const Entry &entry : entries) {
         gaps.add(entry);
-        if (entry.hasNumber || entry.kind == Entry::TooLong)
+        if (entry.hasNumber)
             runs[entry.run].push_back(entry.number);
     }
     long long missing = 0;
@@ -335,7 +335,7 @@ void fuzz(const QByteArray &input)
                 gapsProblem(entries));
     if (!hasOptions)
         return;
-    if (options.merge)
+    if (options.printer.merged)
         requireNone(folder.read(2).size() == 2 * entries.size() ? "" : "lost in merging\n");
     requireNone(showingProblem(entries, options));
     Stats stats;

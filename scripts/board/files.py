@@ -65,8 +65,12 @@ def check_file(path):
     if not os.access(path, os.R_OK):
         raise Refused(f"{path} cannot be read")
     if path.split("/")[1] in OWN_FOLDERS:
-        raise Refused(f"{path} lies where the board has its own files; copy it elsewhere")
+        raise hidden(path)
     return path
+
+
+def hidden(path):
+    return Refused(f"{path} lies where the board has its own files; copy it elsewhere")
 
 
 class Collection:
@@ -91,7 +95,8 @@ class Collection:
         check_architecture(path, description)
         runpath = re.search(r"\((?:RUNPATH|RPATH)\).*\[(.*)\]", description)
         folders = runpath[1].split(":") if runpath else []
-        folders = [folder.replace("$ORIGIN", os.path.dirname(path)) for folder in folders if folder]
+        folders = [re.sub(r"\$(ORIGIN\b|{ORIGIN})", lambda _: os.path.dirname(path), folder)
+                   for folder in folders if folder]
         folders += [os.path.dirname(path)] + self.folders
         for name in re.findall(r"\(NEEDED\).*\[(.*)\]", description):
             place = f"/lib/{name}"
@@ -136,7 +141,7 @@ class Archive:
         self.entry(name, stat.S_IFLNK | 0o777, os.fsencode(target))
 
     def text(self, name, content):
-        self.entry(name, stat.S_IFREG | 0o755, content.encode())
+        self.entry(name, stat.S_IFREG | 0o755, os.fsencode(content))
 
     def file(self, name, path):
         with open(path, "rb") as file:

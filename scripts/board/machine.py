@@ -72,7 +72,8 @@ class Pins:
     def ask(self, command):
         send(self.channel, f"{command}\n".encode())
         reply, *values = self.read_line().split()
-        assert reply == "OK", f"the emulator does not take \"{command}\""
+        if reply != "OK":
+            raise ValueError(f"the emulator does not take \"{command}\"")
         return values
 
     def read_line(self):

@@ -19,7 +19,7 @@ import termios
 import time
 import tty
 
-from files import Archive, Collection, Refused, check_program
+from files import Archive, Collection, Refused, check_program, hidden
 from machine import ARCHIVE_LIMIT, INSTRUCTION, LINES, Gone, Machine, receive
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -70,6 +70,8 @@ def parse_arguments():
         parser.error("--count and --shell do not go together")
     if any(not re.match(r"[A-Za-z_]\w*=", variable) for variable in arguments.variables):
         parser.error("--set takes NAME=VALUE")
+    if not arguments.limit >= 0:
+        parser.error("--limit is 0 or more")
     if not 64 <= arguments.memory <= 480:
         parser.error("--memory is between 64 and 480")
     return arguments
@@ -112,7 +114,7 @@ def collect(arguments, folder):
 def guest_command(arguments):
     """The shell commands for what is to be run, after which "status" is the exit status."""
     # Without the descriptor that the start-up script keeps open.
-    environment = "3>&- env -i HOME=/tmp PATH=/bin:/usr/bin LANG=C.UTF-8 TERM=$TERM"
+    environment = "3>&- env -i HOME=/tmp PATH=/bin:/usr/bin LANG=C.UTF-8 TERM=\"$TERM\""
     for variable in arguments.variables:
         environment += " " + shlex.quote(variable)
     folder = "/"
@@ -123,8 +125,8 @@ def guest_command(arguments):
         folder = os.path.dirname(arguments.command[0])
         what = " ".join(map(shlex.quote, arguments.command))
         tail = " </dev/null"
-        if arguments.count:
-            what = f"/count {what}"
+        # Called by env itself, a program with an = in its name would be a variable.
+        what = f"/count {what}" if arguments.count else f"setpriv {what}"
     date = COUNTED_DATE if arguments.count else int(time.time())
     terminal = shlex.quote(os.environ.get("TERM", "dumb"))
     return (f"date -s @{date} >/dev/null\n"
@@ -149,6 +151,8 @@ def make_archive(arguments, kernel, files):
     if arguments.count:
         archive.file("count", os.path.join(BUILD, "board/count"))
     for place, path in files.items():
+        if place.lstrip("/") in archive.names:
+            raise hidden(path)
         archive.file(place, path)
     content = archive.content()
     if len(content) > ARCHIVE_LIMIT:
@@ -249,7 +253,10 @@ class Session:
             return
         *lines, self.received = (self.received + data).split(b"\n")
         for line in lines:
-            self.obey(line.decode(errors="replace").split())
+            try:
+                self.obey(line.decode(errors="replace").split())
+            except (IndexError, ValueError):  # a program may write there, too
+                say(f"the board asks for {line}")
 
     def obey(self, words):
         """Does what the board asks for."""
@@ -287,6 +294,8 @@ class Session:
                 self.selector.unregister(sys.stdin.fileno())
             if self.arguments.shell:
                 self.machine.type(END_OF_INPUT)
+            elif self.typed:
+                self.drive(self.typed.decode(errors="replace"))
             return False
         if self.arguments.shell:
             self.machine.type(data)
@@ -297,7 +306,7 @@ class Session:
         return True
 
     def drive(self, text):
-        match = re.fullmatch(r"\s*(\d+)\s+([01])\s*", text)
+        match = re.fullmatch(r"\s*(\d{1,9})\s+([01])\s*", text)
         if not match or int(match[1]) >= LINES:
             say(f"\"{text}\" is not \"LINE LEVEL\", with a line from 0 to {LINES - 1}")
             return

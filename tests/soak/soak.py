@@ -4,6 +4,7 @@
 
 import argparse
 import collections
+import contextlib
 import csv
 import datetime
 import os
@@ -28,6 +29,7 @@ MARK_END = "<!-- made by ./soak --record: end -->"
 FIRST_RESTART, NEXT_RESTART, QUIET_END = 8, 15, 13  # s
 LOOK, SAMPLE = 0.25, 1  # s
 PATIENCE = 30  # s
+INTERRUPTIONS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 ANSWER_DELAY = 30  # ms, so that something is under way whenever the daemon goes
 MOST_MEMORY = 1024  # kB that the application may grow
 MOST_DESCRIPTORS = 4  # those that come and go with connections, files and devices
@@ -54,6 +56,29 @@ def look_at(pid):
         return None
 
 
+def interrupt(number, _):
+    """Ends this program, and all that it has started; once is enough."""
+    for each in INTERRUPTIONS:
+        signal.signal(each, signal.SIG_IGN)
+    print("soak: interrupted", file=sys.stderr)
+    sys.exit(128 + number)
+
+
+@contextlib.contextmanager
+def uninterrupted():
+    """An interruption has to wait until it is known what has been started."""
+    came = []
+    for number in INTERRUPTIONS:
+        signal.signal(number, lambda number, _: came.append(number))
+    try:
+        yield
+    finally:
+        for number in INTERRUPTIONS:
+            signal.signal(number, interrupt)
+    if came:
+        interrupt(came[0], None)
+
+
 class Daemon:
     """The stand-in, on the same socket and port however often it is killed and started."""
 
@@ -66,10 +91,10 @@ class Daemon:
         self.command = [program, "--socket", self.socket, "--data", document, "--verbose",
                         "--misbehave", f"delay:{ANSWER_DELAY}"]
         self.port = 0
-        self.start()
+        self.process = None
 
     def start(self):
-        with open(self.log_name, "ab") as log:
+        with open(self.log_name, "ab") as log, uninterrupted():
             self.process = subprocess.Popen(self.command + ["--port", str(self.port)],
                                             stdout=subprocess.PIPE, stderr=log)
         line = self.process.stdout.readline().decode()
@@ -78,6 +103,8 @@ class Daemon:
         self.port = int(line.rpartition(":")[2])
 
     def kill(self):
+        if not self.process:
+            return
         self.process.kill()
         self.process.wait()
         self.process.stdout.close()
@@ -151,6 +178,7 @@ class Run:
         self.daemon = Daemon(self.program("tools", "kivsim", "kivsim"), self.folder)
         self.application = self.follower = None
         try:
+            self.daemon.start()
             self.attend()
         finally:
             if self.application:
@@ -161,13 +189,14 @@ class Run:
             self.daemon.end()
 
     def attend(self):
-        with open(os.path.join(self.folder, "output"), "wb") as output:
+        with open(os.path.join(self.folder, "output"), "wb") as output, uninterrupted():
             self.application = subprocess.Popen(
                 [self.program("tests", "soak", "qvcommon_soak"), self.folder, self.daemon.socket,
                  str(self.daemon.port), str(self.seconds)],
                 stdout=output, stderr=subprocess.STDOUT)
         self.start = time.monotonic()
-        self.follower = Follower(self.program("tools", "qvlog", "qvlog"), self.log)
+        with uninterrupted():
+            self.follower = Follower(self.program("tools", "qvlog", "qvlog"), self.log)
         due = FIRST_RESTART
         chance = random.Random(1)
         while self.application.poll() is None:
@@ -286,6 +315,8 @@ def report(run, result):
 
 
 def main():
+    for number in INTERRUPTIONS:
+        signal.signal(number, interrupt)
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("build", help="where the programs were built")
     parser.add_argument("folder", help="gets all that is written; emptied first")

@@ -119,6 +119,13 @@ QByteArray ToolProcess::runWithout(int stream, const QStringList &arguments)
     return result;
 }
 
+QByteArray ToolProcess::runOnFullDisk(const QStringList &arguments)
+{
+    launch(arguments, ::open("/dev/null", O_RDONLY | O_CLOEXEC),
+           ::open("/dev/full", O_WRONLY | O_CLOEXEC));
+    return end();
+}
+
 QByteArray ToolProcess::runOnTerminal(const QStringList &arguments)
 {
     const int master = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);

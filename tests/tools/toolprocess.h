@@ -26,6 +26,8 @@ public:
     QByteArray runWithout(int stream, const QStringList &arguments);
     /** Runs it to its end with its standard output on a terminal; output() has what came there. */
     QByteArray runOnTerminal(const QStringList &arguments);
+    /** Runs it to its end with a standard output that takes nothing. */
+    QByteArray runOnFullDisk(const QStringList &arguments);
 
     /** Starts it and does not wait; its input is what writeInput() writes. */
     void start(const QStringList &arguments);

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
+#include "qvlog/timearg.h"
 #include "temporaryfolder.h"
 #include "toolprocess.h"
 #include "waiting.h"
@@ -7,6 +8,8 @@
 #include <QtTest/QtTest>
 
 #include <csignal>
+#include <cstdlib>
+#include <ctime>
 #include <memory>
 
 namespace
@@ -63,16 +66,22 @@ private Q_SLOTS:
     void choosesEntries();
     void showsContext_data();
     void showsContext();
+    void showsNoContextOfAnotherLog();
     void understandsTimes_data();
     void understandsTimes();
+    void countsDaysBackByTheCalendar();
     void escapesControlCharacters();
     void writesUtf8();
     void showsColoursOnATerminal();
     void countsEntries();
     void findsGaps();
     void findsNoGapsInLinesOutOfOrder();
+    void findsNoGapsWhereNumbersBeginAnew();
+    void knowsNoNumberWithoutOneBefore();
+    void findsGapsOfEachLog();
     void mergesLogs();
     void takesSnapshots();
+    void destroysNothingWithASnapshot();
     void showsWhatAPowerFailureLeaves();
     void takesALoneRuleForText();
     void survivesHostileFiles_data();
@@ -81,6 +90,9 @@ private Q_SLOTS:
     void followsALog();
     void followsALogThatIsNotYetThere();
     void saysWhenAFollowedFileIsEmptied();
+    void keepsItsPlaceWhenAFollowedFileIsRemoved_data();
+    void keepsItsPlaceWhenAFollowedFileIsRemoved();
+    void saysWhenAFollowedFileCannotBeRead();
 
     void explainsItself_data();
     void explainsItself();
@@ -294,6 +306,22 @@ void tst_Qvlog::showsContext()
     QCOMPARE(joined(found, ' '), expected);
 }
 
+/** What is around an entry is so in its own log, unless the logs are merged. */
+void tst_Qvlog::showsNoContextOfAnotherLog()
+{
+    write("app0.log", lineFor(1, "no") + lineFor(2, "yes"));
+    write("other0.log", lineFor(3, "yes") + lineFor(4, "no"));
+    const QStringList logs = QStringList()
+                             << QString::fromUtf8(log()) << QString::fromUtf8(log("other"));
+    QCOMPARE(tool->run(words("-q -g yes -o csv -A 1") << logs), QByteArray("exit 0"));
+    QCOMPARE(int(tool->output().count('\n')), 1 + 3);
+    write("other0.log", lineFor(3, "no") + lineFor(4, "no"));
+    QCOMPARE(tool->run(words("-q -g yes -A 1") << logs), QByteArray("exit 0"));
+    QCOMPARE(tool->output(), "app: " + lineFor(2, "yes"));
+    QCOMPARE(tool->run(words("-q -g yes -A 1 --merge") << logs), QByteArray("exit 0"));
+    QCOMPARE(tool->output(), "app: " + lineFor(2, "yes") + "other: " + lineFor(3, "no"));
+}
+
 void tst_Qvlog::understandsTimes_data()
 {
     QTest::addColumn<QByteArray>("text");
@@ -302,8 +330,10 @@ void tst_Qvlog::understandsTimes_data()
          {"2024-03-01", "2024-03-01T13:04", "2024-03-01T13:04:05", "2024-03-01T13:04:05.042",
           "13:04", "13:04:05", "now", "today", "yesterday", "-90s", "-5min", "-2h", "-1d"})
         QTest::newRow(text) << QByteArray(text) << true;
-    for (const char *text : {"", "2024", "2024-3-1", "13", "1304", "tomorrow", "-", "-1", "-h",
-                             "1h", "-1y", "2024-03-01T", "-99999999999h", "13:04:05.0"})
+    for (const char *text :
+         {"",      "2024",  "2024-3-1", "13",         "1304",        "tomorrow",      "-",
+          "-1",    "-h",    "1h",       "-1y",        "2024-03-01T", "-99999999999h", "13:04:05.0",
+          "24:00", "13:60", "13:04:61", "2024-13-01", "2024-00-01",  "2024-03-32",    "2024-03-00"})
         QTest::newRow(*text ? text : "nothing") << QByteArray(text) << false;
 }
 
@@ -317,6 +347,32 @@ void tst_Qvlog::understandsTimes()
                                 << QString::fromUtf8(log()));
     QCOMPARE(ending, QByteArray(good ? "exit 0" : "exit 2"));
     QCOMPARE(tool->errors(), good ? QByteArray() : "qvlog: bad time '" + text + "' (try --help)\n");
+}
+
+/** The day before has 23 or 25 hours where the clocks are changed. */
+void tst_Qvlog::countsDaysBackByTheCalendar()
+{
+    const QByteArray zone = qgetenv("TZ");
+    qputenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");
+    ::tzset();
+    const std::time_t minute = 60;
+    std::string shortDay;
+    std::string longDay;
+    std::string longAgo;
+    const std::time_t monday = 1711924200; // 2024-04-01 00:30, after a day of 23 hours
+    const std::time_t sunday = 1730068200; // 2024-10-27 23:30, on a day of 25 hours
+    const bool good = qvlog::parseTime("yesterday", monday, shortDay) &&
+                      qvlog::parseTime("yesterday", sunday, longDay) &&
+                      qvlog::parseTime("-99999999d", 10 * minute, longAgo);
+    if (zone.isNull())
+        ::unsetenv("TZ");
+    else
+        qputenv("TZ", zone);
+    ::tzset();
+    QVERIFY(good);
+    QCOMPARE(shortDay, std::string("2024-03-31"));
+    QCOMPARE(longDay, std::string("2024-10-26"));
+    QCOMPARE(longAgo, std::string("1970-01-01 01:00:00"));
 }
 
 void tst_Qvlog::escapesControlCharacters()
@@ -387,8 +443,51 @@ void tst_Qvlog::findsNoGapsInLinesOutOfOrder()
                           line(-2147483647, "Pump", "start", "on", 1, 1) + '\n');
     QCOMPARE(qvlog("--gaps --lines 1..8"),
              "exit 6\napp run 1: 9..2147483646 are missing (2147483638), between " + time(8) +
-                 " and " + time(1) + "\napp run 1: 2147483648 is missing, between " + time(1) +
+                 " and " + time(1) + "\napp run 1: -2147483648 is missing, between " + time(1) +
                  " and " + time(1) + "\n2147483639 numbers are missing\n");
+}
+
+/** Behind the largest number, too, lines of several threads overtake each other. */
+void tst_Qvlog::findsNoGapsWhereNumbersBeginAnew()
+{
+    QByteArray all;
+    for (int number : {2147483645, -2147483647, 2147483646, -2147483647 - 1, 2147483647})
+        all += line(number, "Pump", "start", "on", 1, 1) + '\n';
+    write("app0.log", all);
+    QCOMPARE(qvlog("--gaps"), QByteArray("0 numbers are missing\n"));
+    write("app0.log", line(2147483645, "Pump", "start", "on", 1, 1) + '\n' +
+                          line(-2147483647, "Pump", "start", "on", 1, 1) + '\n');
+    QCOMPARE(qvlog("--gaps"),
+             "exit 6\napp run 1: 2147483646..-2147483648 are missing (3), between " + time(1) +
+                 " and " + time(1) + "\n3 numbers are missing\n");
+}
+
+/** Where an empty line comes first, because of rotation or of a late start, it may be any. */
+void tst_Qvlog::knowsNoNumberWithoutOneBefore()
+{
+    write("app0.log", continued + ('\n' + lineFor(5001, "on")));
+    QCOMPARE(qvlog("--gaps"), QByteArray("0 numbers are missing\n"));
+    QCOMPARE(qvlog("-q --lines 1..5000"), QByteArray());
+    QVERIFY(qvlog("-q").startsWith("      <a message of 360"));
+    QVERIFY(qvlog("-q -o csv").contains("\napp,1,,,,,,,too-long\n"));
+    QVERIFY(qvlog("-q -o json").startsWith("{\"log\":\"app\",\"run\":1,\"kind\":\"too-long\"}\n"));
+}
+
+void tst_Qvlog::findsGapsOfEachLog()
+{
+    QStringList logs;
+    QByteArray expected;
+    for (int i = 0; i < 10; ++i) {
+        const QByteArray base = "log" + QByteArray::number(9 - i) + '-';
+        write((base + "0.log").constData(),
+              i == 3 ? QByteArray() : lineFor(1, "on") + lineFor(3, "on"));
+        logs << QString::fromUtf8(log(base.constData()));
+        expected += i == 3 ? QByteArray("0 numbers are missing\n")
+                           : base + " run 1: 2 is missing, between " + time(1) + " and " + time(3) +
+                                 "\n1 number is missing\n";
+    }
+    QCOMPARE(tool->run(words("--gaps") << logs), QByteArray("exit 6"));
+    QCOMPARE(tool->output(), expected);
 }
 
 void tst_Qvlog::mergesLogs()
@@ -432,10 +531,25 @@ void tst_Qvlog::takesSnapshots()
     QCOMPARE(tar.mid((next + 1) * 512, older.size()), older);
     QCOMPARE(tool->run(words("--snapshot -") << QString::fromUtf8(log())), QByteArray("exit 0"));
     QCOMPARE(tool->output(), tar);
+}
 
+/** A slip on the command line must not cost a file that is there. */
+void tst_Qvlog::destroysNothingWithASnapshot()
+{
+    const QString archive = folder->filePath(QLatin1String("all.tar"));
+    write("app0.log", lineFor(1, "on"));
     QCOMPARE(tool->run(words("--snapshot") << archive << QString::fromUtf8(log("none"))),
              QByteArray("exit 1"));
     QVERIFY(!QFile::exists(archive));
+    write("all.tar", "an older one");
+    QCOMPARE(tool->run(words("--snapshot") << archive << QString::fromUtf8(log("none"))),
+             QByteArray("exit 1"));
+    QCOMPARE(int(QFile(archive).size()), 12);
+    const QString file = QString::fromUtf8(log("app0.log"));
+    QCOMPARE(tool->run(words("--snapshot") << file << QString::fromUtf8(log())),
+             QByteArray("exit 1"));
+    QCOMPARE(tool->errors(), "qvlog: " + log("app0.log") + " is a file of the log\n");
+    QCOMPARE(qvlog("-q"), lineFor(1, "on"));
 }
 
 void tst_Qvlog::showsWhatAPowerFailureLeaves()
@@ -540,6 +654,50 @@ void tst_Qvlog::saysWhenAFollowedFileIsEmptied()
     QCOMPARE(tool->errors(), "qvlog: " + log() + "0.log was emptied, lines may be missing\n");
 }
 
+void tst_Qvlog::keepsItsPlaceWhenAFollowedFileIsRemoved_data()
+{
+    QTest::addColumn<QByteArray>("options");
+    QTest::addColumn<QByteArray>("begin");
+    QTest::newRow("all") << QByteArray("-f -q")
+                         << lineFor(1, "one") + lineFor(2, "two") + lineFor(3, "three");
+    QTest::newRow("the last run") << QByteArray("-f -q --last-run") << lineFor(3, "three");
+}
+
+/** The older files have been read, and are not read again. */
+void tst_Qvlog::keepsItsPlaceWhenAFollowedFileIsRemoved()
+{
+    QFETCH(QByteArray, options);
+    QFETCH(QByteArray, begin);
+    write("app2.log", lineFor(1, "one"));
+    write("app1.log", continued + lineFor(2, "two"));
+    write("app0.log", lineFor(3, "three"));
+    tool->start(words(options.constData()) << QString::fromUtf8(log()));
+    QVERIFY(tool->waitForOutput("three"));
+    QVERIFY(QFile::remove(folder->filePath(QLatin1String("app0.log"))));
+    write("app0.log", lineFor(4, "four"));
+    QVERIFY(tool->waitForOutput("four"));
+    append("app0.log", lineFor(5, "five"));
+    QVERIFY(tool->waitForOutput("five"));
+    QCOMPARE(tool->output(), begin + lineFor(4, "four") + lineFor(5, "five"));
+    QCOMPARE(tool->errors(), QByteArray());
+}
+
+void tst_Qvlog::saysWhenAFollowedFileCannotBeRead()
+{
+    const QString file = folder->filePath(QLatin1String("app0.log"));
+    write("app0.log", lineFor(1, "one"));
+    tool->start(words("-f -q") << QString::fromUtf8(log()));
+    QVERIFY(tool->waitForOutput("one"));
+    QVERIFY(QFile::rename(file, folder->filePath(QLatin1String("app1.log"))));
+    QVERIFY(QFile::link(QLatin1String("app0.log"), file)); // leads to itself
+    QVERIFY(tool->waitForErrors("\n"));
+    QVERIFY(QFile::remove(file));
+    write("app0.log", lineFor(2, "two"));
+    QVERIFY(tool->waitForOutput("two"));
+    QCOMPARE(tool->errors(),
+             "qvlog: cannot read " + log("app0.log") + ": Too many levels of symbolic links\n");
+}
+
 void tst_Qvlog::explainsItself_data()
 {
     QTest::addColumn<QByteArray>("option");
@@ -571,7 +729,11 @@ void tst_Qvlog::refusesWrongOptions_data()
         const char *error;
     } rows[] = {
         {"--nothing L", "unknown option '--nothing'"},
+        {"--merge -xq L", "unknown option '-x'"},
+        {"--follow=3 L", "unknown option '--follow=3'"},
         {"-n", "no value for option '-n'"},
+        {"--merge -qn", "no value for option '-n'"},
+        {"--last", "no value for option '--last'"},
         {"-q", "which log? Give DIR/BASE"},
         {"dir/", "'dir/' has no base name; give DIR/BASE"},
         {"-n x L", "a number from 0 to 999999 is needed, not 'x'"},
@@ -602,6 +764,7 @@ void tst_Qvlog::refusesWrongOptions()
 
 void tst_Qvlog::cannotReadWhatIsNotThere()
 {
+    QCOMPARE(tool->run(words("-T") << QString() << QString::fromUtf8(log())), QByteArray("exit 2"));
     QCOMPARE(qvlog(""), "exit 1\nqvlog: there is no " + log() + "0.log\n");
     QVERIFY(qvlog("-g (").startsWith("exit 2\nqvlog: bad regular expression '('"));
 }
@@ -617,6 +780,11 @@ void tst_Qvlog::failsWhenItCannotWrite()
              QByteArray("exit 1"));
     QCOMPARE(tool->errors(), "qvlog: cannot copy " + log() + "0.log: No space left on device\n");
     QVERIFY(QFile::exists(QLatin1String("/dev/full")));
+    for (const char *options : {"--help", "--version", "--stats", "--gaps", "-o json"}) {
+        QCOMPARE(tool->runOnFullDisk(words(options) << QString::fromUtf8(log())),
+                 QByteArray("exit 1"));
+        QCOMPARE(tool->errors(), QByteArray("qvlog: cannot write: No space left on device\n"));
+    }
 }
 
 QTEST_MAIN(tst_Qvlog)

@@ -20,7 +20,7 @@ struct Entry {
     };
 
     Kind kind = Text;
-    bool hasNumber = false; ///< whether the file states the number
+    bool hasNumber = false; ///< whether the number is known
     long long number = 0;   ///< that of a TooLong is worked out from the entry before
     std::string className;
     std::string function;

@@ -53,6 +53,7 @@ EntryParser::EntryParser(const std::string &name)
     , run(1)
     , anyFile(false)
     , runIsWhole(false)
+    , lastIsKnown(false)
     , lastNumber(0)
     , announced(0)
     , partsExpected(0)
@@ -145,7 +146,7 @@ void EntryParser::beginRun(bool whole)
         ++run;
     anyFile = true;
     runIsWhole = whole;
-    lastNumber = 0;
+    lastIsKnown = false;
 }
 
 void EntryParser::handleFree(const char *line, std::size_t length)
@@ -297,15 +298,17 @@ void EntryParser::emitTooLong()
 {
     parseCutLine("", 0, entry);
     entry.kind = Entry::TooLong;
+    entry.hasNumber = lastIsKnown;
     entry.number = following(lastNumber);
     handOver();
 }
 
 void EntryParser::handOver()
 {
-    const bool isCounted = entry.hasNumber || entry.kind == Entry::TooLong;
-    if (isCounted)
+    if (entry.hasNumber) {
+        lastIsKnown = true;
         lastNumber = entry.number;
+    }
     if (entry.time.size() > 4) // more than milliseconds
         lastTime = entry.time;
     entry.sortTime = lastTime;

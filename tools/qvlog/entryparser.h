@@ -58,6 +58,7 @@ private:
     int run;
     bool anyFile;
     bool runIsWhole;
+    bool lastIsKnown; ///< whether an entry of this run has had a number
     long long lastNumber;
     std::string lastTime;
     int announced;                   ///< characters of the long message

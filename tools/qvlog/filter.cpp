@@ -75,8 +75,7 @@ bool Filter::accepts(const Entry &entry) const
     if (!threads.empty() &&
         std::find(threads.begin(), threads.end(), entry.thread) == threads.end())
         return false;
-    const bool isCounted = entry.hasNumber || entry.kind == Entry::TooLong;
-    if (hasNumbers && (!isCounted || entry.number < firstNumber || entry.number > lastNumber))
+    if (hasNumbers && (!entry.hasNumber || entry.number < firstNumber || entry.number > lastNumber))
         return false;
     return acceptsTime(entry) && (!pattern.isSet() || pattern.matches(entry.message) != invert);
 }

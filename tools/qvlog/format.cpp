@@ -106,7 +106,7 @@ void Format::appendFull(std::string &out, const Entry &entry) const
     if (logNames)
         out += *entry.log + ": ";
     if (entry.kind == Entry::TooLong) {
-        out += padded(std::to_string(entry.number), numberColumns) + ' ';
+        out += padded(entry.hasNumber ? std::to_string(entry.number) : "", numberColumns) + ' ';
         appendMark(out, tooLongMark);
     } else if (entry.kind == Entry::Closed) {
         appendMark(out, "-- closed: ");
@@ -158,7 +158,7 @@ void Format::appendJson(std::string &out, const Entry &entry) const
     qvlog::appendJson(out, *entry.log);
     out += ",\"run\":" + std::to_string(entry.run);
     out += std::string(",\"kind\":\"") + kindName(entry.kind) + '"';
-    if (entry.hasNumber || entry.kind == Entry::TooLong)
+    if (entry.hasNumber)
         out += ",\"number\":" + std::to_string(entry.number);
     if (!entry.time.empty())
         out += ",\"time\":\"" + entry.time + '"';
@@ -181,7 +181,7 @@ void Format::appendCsv(std::string &out, const Entry &entry) const
 {
     qvlog::appendCsv(out, *entry.log, utf8);
     out += ',' + std::to_string(entry.run) + ',';
-    if (entry.hasNumber || entry.kind == Entry::TooLong)
+    if (entry.hasNumber)
         out += std::to_string(entry.number);
     out += ',' + entry.time + ',' + entry.thread + ',';
     for (const std::string *text : {&entry.className, &entry.function, &entry.message}) {

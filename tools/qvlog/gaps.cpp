@@ -11,41 +11,53 @@ namespace
 {
 
 const std::size_t mostGaps = 10000;
-/** Behind the largest number comes the smallest. */
+/** Behind the largest number comes the smallest; here they go on, so that they can be compared. */
 const long long allNumbers = 1LL << 32;
+
+/** How far a number lies ahead of another, whichever way round is shorter. */
+long long distance(long long from, long long to)
+{
+    const long long step = (to - from) % allNumbers;
+    if (step >= allNumbers / 2)
+        return step - allNumbers;
+    return step < -allNumbers / 2 ? step + allNumbers : step;
+}
+
+/** A number as the files have it. */
+std::string inFiles(long long number)
+{
+    return std::to_string(distance(0, number));
+}
 
 } // namespace
 
 void Gaps::add(const Entry &entry)
 {
-    if (!entry.hasNumber && entry.kind != Entry::TooLong)
+    if (!entry.hasNumber)
         return;
     logName = *entry.log;
     if (run != entry.run) {
         run = entry.run;
         highest = entry.number;
     } else {
-        long long step = entry.number - highest;
-        if (step < -allNumbers / 2)
-            step += allNumbers;
+        const long long step = distance(highest, entry.number);
         if (step <= 0) {
-            addLate(entry);
+            addLate(highest + step);
             return;
         }
         if (step > 1 && gaps.size() == mostGaps)
             ++forgotten;
         else if (step > 1)
             gaps.push_back(Gap{run, highest + 1, highest + step - 1, lastTime, entry.sortTime});
-        highest = entry.number;
+        highest += step;
     }
     lastTime = entry.sortTime;
 }
 
 /** Takes a number out of the gap that it has been missing in. */
-void Gaps::addLate(const Entry &entry)
+void Gaps::addLate(long long number)
 {
-    const long long number = entry.number;
-    for (std::size_t i = gaps.size(); i-- > 0 && gaps[i].run == entry.run;) {
+    for (std::size_t i = gaps.size(); i-- > 0 && gaps[i].run == run;) {
         Gap &gap = gaps[i];
         if (number < gap.first || number > gap.last)
             continue;
@@ -67,9 +79,9 @@ std::string Gaps::text() const
     for (const Gap &gap : gaps) {
         const long long count = gap.last - gap.first + 1;
         sum += count;
-        out += logName + " run " + std::to_string(gap.run) + ": " + std::to_string(gap.first);
+        out += logName + " run " + std::to_string(gap.run) + ": " + inFiles(gap.first);
         if (count > 1)
-            out += ".." + std::to_string(gap.last);
+            out += ".." + inFiles(gap.last);
         out += count > 1 ? " are missing (" + std::to_string(count) + ")" : " is missing";
         out += ", between " + gap.before + " and " + gap.after + '\n';
     }

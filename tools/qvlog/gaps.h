@@ -32,7 +32,7 @@ private:
         std::string after;
     };
 
-    void addLate(const Entry &entry);
+    void addLate(long long number);
 
     std::string logName;
     int run = 0;

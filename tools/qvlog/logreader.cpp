@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "qvlog/logreader.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -25,11 +26,12 @@ LogReader::LogReader(const LogName &name, bool followOn)
 bool LogReader::open(bool lastRun, std::string &error)
 {
     bool found = false;
+    bool isWanted = true;
     for (const LogFilePointer &file : openLogFiles(logName, nullptr, found, error)) {
-        files.push_front(file);
-        if (lastRun && file->beginsRun())
-            break;
+        (isWanted ? files : past).push_front(file);
+        isWanted = isWanted && !(lastRun && file->beginsRun());
     }
+    openError = error;
     if (!error.empty() && !files.empty())
         error.swap(trouble);
     if (!files.empty() || (follow && error.empty()))
@@ -56,8 +58,7 @@ LogReader::Result LogReader::next(Entry &entry)
             if (readOn())
                 continue;
         }
-        finishFile();
-        files.pop_front();
+        leaveFile();
     }
 }
 
@@ -94,7 +95,15 @@ bool LogReader::findSuccessors()
     std::string error;
     bool found = false;
     const LogFile *const current = files.empty() ? nullptr : files.front().get();
-    const std::vector<LogFilePointer> newer = openLogFiles(logName, current, found, error);
+    std::vector<LogFilePointer> newer = openLogFiles(logName, current, found, error);
+    if (!error.empty() && error != openError)
+        trouble = error;
+    openError = error;
+    // If somebody has removed the current one, those that were read before it still tell the place.
+    const auto known = std::find_if(newer.begin(), newer.end(),
+                                    [this](const LogFilePointer &file) { return isPast(file); });
+    found = found || known != newer.end();
+    newer.erase(known, newer.end());
     if (newer.empty())
         return false;
     if (current && !found)
@@ -113,6 +122,23 @@ void LogReader::finishFile()
     if (begun)
         parser.endFile();
     begun = false;
+}
+
+/** Goes on to the next file. */
+void LogReader::leaveFile()
+{
+    const std::size_t mostPast = 9; // beside the one being written
+    finishFile();
+    past.push_back(files.front());
+    files.pop_front();
+    if (past.size() > mostPast)
+        past.pop_front();
+}
+
+bool LogReader::isPast(const LogFilePointer &file) const
+{
+    return std::any_of(past.begin(), past.end(),
+                       [&file](const LogFilePointer &other) { return other->isSame(*file); });
 }
 
 std::string LogReader::takeTrouble()

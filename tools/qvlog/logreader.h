@@ -42,14 +42,18 @@ private:
     bool readOn();
     bool findSuccessors();
     void finishFile();
+    void leaveFile();
+    bool isPast(const LogFilePointer &file) const;
 
     const LogName logName;
     const bool follow;
     std::deque<LogFilePointer> files; ///< the first is being read
+    std::deque<LogFilePointer> past;  ///< those before it, open so that they are known again
     LineCutter cutter;
     EntryParser parser;
     bool begun; ///< whether the parser knows of the file being read
     std::string trouble;
+    std::string openError; ///< why a file could not be opened when it was last looked for
 };
 
 } // namespace qvlog

@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <map>
 
 namespace
 {
@@ -38,12 +37,23 @@ bool reportTroubles(const LogReaders &readers)
     return any;
 }
 
-int finish(Output &output, const LogReaders &readers, Status status)
+int writeOut(Output &output, Status status)
 {
-    const bool trouble = reportTroubles(readers);
     if (!output.flush())
         return fail(std::string("cannot write: ") + std::strerror(errno), Failed);
-    return trouble ? Failed : status;
+    return status;
+}
+
+int showText(const std::string &text)
+{
+    Output output;
+    output.text = text;
+    return writeOut(output, Done);
+}
+
+int finish(Output &output, const LogReaders &readers, Status status)
+{
+    return writeOut(output, reportTroubles(readers) ? Failed : status);
 }
 
 int showEntries(const Options &options, const LogReaders &readers)
@@ -59,12 +69,12 @@ int showEntries(const Options &options, const LogReaders &readers)
         printer.add(entry, options.filter.accepts(entry));
         return output.settle();
     };
-    bool writable = handOnEntries(readers, options.merge, take);
+    bool writable = handOnEntries(readers, options.printer.merged, take);
     printer.endOfPast();
     while (options.follow && writable && output.flush()) {
         reportTroubles(readers);
         monitor.wait();
-        writable = handOnEntries(readers, options.merge, take);
+        writable = handOnEntries(readers, options.printer.merged, take);
     }
     return finish(output, readers, Done);
 }
@@ -84,22 +94,25 @@ int showStats(const Options &options, const LogReaders &readers)
 
 int showGaps(const LogReaders &readers)
 {
-    std::map<const std::string *, Gaps> gaps;
-    handOnEntries(readers, false, [&gaps](const Entry &entry) {
-        gaps[entry.log].add(entry);
-        return true;
-    });
     Output output;
     bool any = false;
-    for (const auto &log : gaps) {
-        output.text += log.second.text();
-        any = any || log.second.areThere();
+    Entry entry;
+    for (const std::unique_ptr<LogReader> &reader : readers) {
+        Gaps gaps;
+        while (reader->next(entry) == LogReader::Got)
+            gaps.add(entry);
+        output.text += gaps.text();
+        any = any || gaps.areThere();
     }
     return finish(output, readers, any ? GapsFound : Done);
 }
 
 int run(const Options &options)
 {
+    if (options.action == Options::ShowHelp)
+        return showText(helpText());
+    if (options.action == Options::ShowVersion)
+        return showText("qvlog " QVLOG_VERSION "\n");
     std::string error;
     if (options.action == Options::Snapshot)
         return writeSnapshot(options.logs, options.snapshot, error) ? Done : fail(error, Failed);
@@ -127,9 +140,5 @@ int main(int argc, char *argv[])
     std::string error;
     if (!parseOptions(argc, argv, options, error))
         return fail(error, Usage);
-    if (options.action == Options::ShowHelp)
-        return std::fputs(helpText().c_str(), stdout) < 0;
-    if (options.action == Options::ShowVersion)
-        return std::puts("qvlog " QVLOG_VERSION) < 0;
     return run(options);
 }

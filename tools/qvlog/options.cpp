@@ -141,7 +141,7 @@ bool Reader::apply(int code, const std::string &value)
         options.lastRun = true;
         return true;
     case MergeOption:
-        options.merge = true;
+        options.printer.merged = true;
         return true;
     case 'i':
         ignoreCase = true;
@@ -178,7 +178,7 @@ bool Reader::applyWithValue(int code, const std::string &value)
         return true;
     case 'T':
         options.filter.threads.push_back(value);
-        return value.find_first_not_of("0123456789") == std::string::npos ||
+        return (!value.empty() && value.find_first_not_of("0123456789") == std::string::npos) ||
                fail("--tid needs a number, not '" + value + "'");
     case 'g':
         hasPattern = true;
@@ -209,11 +209,13 @@ bool Reader::applyWithValue(int code, const std::string &value)
     }
 }
 
-/** @param word the last that was read */
+/** @param word the last that was read, which is the one before a row of letters with an unknown one */
 bool Reader::refuse(int code, const std::string &word)
 {
-    // In a row of letters it is one of them.
-    const bool isLetter = optopt > 0 && optopt < LastRunOption && word.compare(0, 2, "--") != 0;
+    const bool isUnknownLetter =
+        code == '?' && optopt > 0 && optopt < LastRunOption && !std::strchr(shortOptions, optopt);
+    const bool isLetter =
+        isUnknownLetter || (code == ':' && optopt < LastRunOption && word.compare(0, 2, "--") != 0);
     const std::string name = isLetter ? std::string("-") + static_cast<char>(optopt) : word;
     return fail((code == ':' ? "no value for option '" : "unknown option '") + name + "'");
 }

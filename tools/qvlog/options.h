@@ -21,7 +21,6 @@ struct Options {
     PrinterOptions printer;
     bool follow = false;
     bool lastRun = false;
-    bool merge = false;
     std::string snapshot;
 };
 

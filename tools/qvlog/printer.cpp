@@ -7,8 +7,6 @@ namespace qvlog
 Printer::Printer(const PrinterOptions &printerOptions, Output &out)
     : options(printerOptions)
     , output(out)
-    , afterLeft(0)
-    , skipped(false)
     , anyShown(false)
     , past(true)
 {
@@ -18,29 +16,30 @@ Printer::Printer(const PrinterOptions &printerOptions, Output &out)
 void Printer::add(const Entry &entry, bool wanted)
 {
     const bool hasContext = options.before > 0 || options.after > 0;
+    Surroundings &around = surroundings[options.merged ? nullptr : entry.log];
     if (wanted) {
-        if (hasContext && skipped && anyShown && options.format.isForPeople())
+        if (hasContext && around.skipped && anyShown && options.format.isForPeople())
             put(line = "--\n");
-        for (const Entry &earlier : context)
+        for (const Entry &earlier : around.context)
             print(earlier);
-        context.clear();
+        around.context.clear();
         print(entry);
-        skipped = false;
-        afterLeft = options.after;
+        around.skipped = false;
+        around.afterLeft = options.after;
         return;
     }
-    if (afterLeft > 0) {
-        --afterLeft;
+    if (around.afterLeft > 0) {
+        --around.afterLeft;
         print(entry);
         return;
     }
     if (options.before > 0)
-        context.push_back(entry);
-    if (context.size() > options.before) {
-        context.pop_front();
-        skipped = true;
+        around.context.push_back(entry);
+    if (around.context.size() > options.before) {
+        around.context.pop_front();
+        around.skipped = true;
     }
-    skipped = skipped || options.before == 0;
+    around.skipped = around.skipped || options.before == 0;
 }
 
 void Printer::print(const Entry &entry)

@@ -22,6 +22,7 @@ struct PrinterOptions {
     bool hasLast = false;
     std::size_t last = 0; ///< how many of the lines there are at first
     bool quiet = false;   ///< no marks between runs
+    bool merged = false;  ///< several logs are one
 };
 
 /** Shows entries with their context. */
@@ -35,14 +36,19 @@ public:
     void endOfPast();
 
 private:
+    /** What came just before in the same log. */
+    struct Surroundings {
+        std::deque<Entry> context; ///< entries that may come before one that is wanted
+        std::size_t afterLeft = 0;
+        bool skipped = true; ///< whether entries were left out since the last one shown
+    };
+
     void print(const Entry &entry);
     void put(std::string &line);
 
     const PrinterOptions options;
     Output &output;
-    std::deque<Entry> context; ///< entries that may come before one that is wanted
-    std::size_t afterLeft;
-    bool skipped; ///< whether entries were left out since the last one shown
+    std::map<const std::string *, Surroundings> surroundings;
     bool anyShown;
     bool past;
     std::map<const std::string *, int> shownRuns;

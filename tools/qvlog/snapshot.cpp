@@ -49,12 +49,42 @@ void removeFile(int descriptor, const std::string &name)
         ::unlink(name.c_str());
 }
 
-bool addLog(TarWriter &tar, const LogName &log, const std::string &folder, std::string &error)
+typedef std::vector<LogFilePointer> LogFiles;
+
+/** Opens the files of all logs. @return whether there are some of each, and all can be read */
+bool openLogs(const std::vector<LogName> &logs, std::vector<LogFiles> &files, std::string &error)
 {
-    bool found = false;
-    const std::vector<LogFilePointer> files = openLogFiles(log, nullptr, found, error);
-    if (files.empty() && error.empty())
-        error = "there is no " + log.file(0);
+    for (const LogName &log : logs) {
+        bool found = false;
+        files.push_back(openLogFiles(log, nullptr, found, error));
+        if (files.back().empty() && error.empty())
+            error = "there is no " + log.file(0);
+        if (!error.empty())
+            return false;
+    }
+    return true;
+}
+
+/** Whether a name stands for one of the files, which must not be overwritten by their archive. */
+bool isOneOf(const std::vector<LogFiles> &logs, const std::string &name)
+{
+    struct stat target;
+    if (::stat(name.c_str(), &target) != 0)
+        return false;
+    for (const LogFiles &files : logs) {
+        for (const LogFilePointer &file : files) {
+            struct stat status;
+            if (::fstat(file->descriptor(), &status) == 0 && status.st_dev == target.st_dev &&
+                status.st_ino == target.st_ino)
+                return true;
+        }
+    }
+    return false;
+}
+
+bool addLog(TarWriter &tar, const LogName &log, const LogFiles &files, const std::string &folder,
+            std::string &error)
+{
     // They may have moved up while they were opened, but their order is right.
     int index = 0;
     for (const LogFilePointer &file : files) {
@@ -65,7 +95,7 @@ bool addLog(TarWriter &tar, const LogName &log, const std::string &folder, std::
             return false;
         }
     }
-    return error.empty();
+    return true;
 }
 
 } // namespace
@@ -73,6 +103,13 @@ bool addLog(TarWriter &tar, const LogName &log, const std::string &folder, std::
 bool writeSnapshot(const std::vector<LogName> &logs, const std::string &target, std::string &error)
 {
     const bool isFile = target != "-";
+    std::vector<LogFiles> files;
+    if (!openLogs(logs, files, error))
+        return false;
+    if (isFile && isOneOf(files, target)) {
+        error = target + " is a file of the log";
+        return false;
+    }
     const int descriptor =
         isFile ? ::open(target.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)
                : STDOUT_FILENO;
@@ -85,7 +122,7 @@ bool writeSnapshot(const std::vector<LogName> &logs, const std::string &target, 
     for (std::size_t i = 0; i < logs.size() && complete; ++i) {
         // Logs of different folders may have the same base name.
         const std::string folder = logs.size() > 1 ? std::to_string(i + 1) : "log";
-        complete = addLog(tar, logs[i], folder, error);
+        complete = addLog(tar, logs[i], files[i], folder, error);
     }
     if (complete && (!tar.finish() || (isFile && ::fsync(descriptor) != 0 && errno != EINVAL))) {
         error = "cannot write " + target + ": " + std::strerror(errno);
