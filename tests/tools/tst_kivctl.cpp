@@ -514,15 +514,17 @@ void tst_Kivctl::waitsForAValueOverARestart()
 void tst_Kivctl::waitsNoLongerForAnAnswer()
 {
     ScriptedDaemon daemon(ScriptedDaemon::Tcp);
-    const QByteArray sent = startAndAwaitRequest(words("wait /a b -t 0.5"), daemon);
+    const QByteArray sent = startAndAwaitRequest(words("wait /a b -t 2"), daemon);
     daemon.send("<reply><ref>" + refIn(sent) +
                 "</ref><out><session_info><ok/></session_info></out></reply>\f\n");
-    QVERIFY(waitFor([&]() { return daemon.lastReceived().contains("<get>"); }));
-    QTest::qWait(1000);
+    // On a machine that is busy the time may be over before it asks.
+    const auto asks = [&]() { return daemon.lastReceived().contains("<get>"); };
+    QVERIFY(waitFor([&]() { return asks() || tool->hasEnded(); }));
+    QTest::qWait(3000);
     daemon.send("<reply><ref>" + refIn(daemon.lastReceived()) +
                 "</ref><out><get><data><a>b</a></data></get></out></reply>\f\n");
     QCOMPARE(tool->end(), QByteArray("exit 4"));
-    QCOMPARE(tool->errors(), QByteArray("kivctl: timed out, /a is not b\n"));
+    QVERIFY2(tool->errors().startsWith("kivctl: timed out, "), tool->errors().constData());
 }
 
 void tst_Kivctl::dumpsAndLoads()
