@@ -109,14 +109,14 @@ const CommandForm &formOf(const std::string &command)
 
 double parseSeconds(const std::string &text)
 {
-    const double longest = 10000000;
+    const long longest = 10000000;
     char *end = nullptr;
     const double seconds = std::strtod(text.c_str(), &end);
     const bool isPlain =
         !text.empty() && text.find_first_not_of("0123456789.") == std::string::npos;
     if (!isPlain || *end || seconds > longest)
-        throw Failure(Usage,
-                      "a number of seconds from 0 to 10000000 is needed, not '" + text + "'");
+        throw Failure(Usage, "a number of seconds from 0 to " + std::to_string(longest) +
+                                 " is needed, not '" + text + "'");
     return seconds;
 }
 
