@@ -1013,6 +1013,10 @@ void tst_Kivctl::refusesWrongUsage()
 
 void tst_Kivctl::complainsOnOneLine()
 {
+    for (const char *option : {"--help", "--version"}) {
+        QCOMPARE(tool->runOnFullDisk(words(option)), QByteArray("exit 2"));
+        QCOMPARE(tool->errors(), QByteArray("kivctl: cannot write: No space left on device\n"));
+    }
     QCOMPARE(tool->run(words("frob\nx\033")), QByteArray("exit 2"));
     QCOMPARE(tool->errors(), QByteArray("kivctl: unknown command 'frob\\nx\\x1b' (try --help)\n"));
 }

@@ -2,6 +2,7 @@
 #include "bareclient.h"
 #include "loopback.h"
 #include "simulatorprocess.h"
+#include "toolprocess.h"
 #include "waiting.h"
 #include "wiremessages.h"
 
@@ -116,6 +117,7 @@ private Q_SLOTS:
     void endsWhileClientsAreConnected();
     void explainsItself_data();
     void explainsItself();
+    void failsWhereNothingCanBeWritten();
     void refusesWrongOptions_data();
     void refusesWrongOptions();
     void takesTheLongestSocketPath();
@@ -249,6 +251,15 @@ void tst_KivSimProcess::explainsItself()
          {"--socket", "--no-socket", "--port", "--data", "--misbehave", "--max-frame",
           "--max-output", "--max-tree", "--max-clients", "--verbose", "--help", "--version"})
         QCOMPARE(bool(output.contains(name)), isHelp);
+}
+
+void tst_KivSimProcess::failsWhereNothingCanBeWritten()
+{
+    ToolProcess tool(KIVSIM_PROGRAM);
+    for (const char *option : {"--help", "--version"}) {
+        QCOMPARE(tool.runOnFullDisk(words(option)), QByteArray("exit 1"));
+        QCOMPARE(tool.errors(), QByteArray("kivsim: cannot write: No space left on device\n"));
+    }
 }
 
 void tst_KivSimProcess::refusesWrongOptions_data()

@@ -15,16 +15,32 @@ namespace kivctl
 namespace
 {
 
+Status help(const Invocation &, Context &context)
+{
+    context.output.raw(helpText());
+    return Done;
+}
+
+Status version(const Invocation &, Context &context)
+{
+    context.output.line(versionText());
+    return Done;
+}
+
 struct Command {
     const char *name;
     Status (*run)(const Invocation &, Context &);
 };
 
-const Command commands[] = {
-    {"ping", ping},  {"get", get},      {"ls", list},       {"tree", tree},          {"set", set},
-    {"patch", edit}, {"replace", edit}, {"delete", remove}, {"watch", watch},        {"wait", wait},
-    {"dump", dump},  {"load", load},    {"diff", diff},     {"msg", systemMessages}, {"raw", raw},
-    {"proxy", proxy}};
+const Command commands[] = {{"ping", ping},    {"get", get},
+                            {"ls", list},      {"tree", tree},
+                            {"set", set},      {"patch", edit},
+                            {"replace", edit}, {"delete", remove},
+                            {"watch", watch},  {"wait", wait},
+                            {"dump", dump},    {"load", load},
+                            {"diff", diff},    {"msg", systemMessages},
+                            {"raw", raw},      {"proxy", proxy},
+                            {"--help", help},  {"--version", version}};
 
 Status dispatch(const Invocation &invocation, Context &context)
 {
@@ -49,14 +65,6 @@ Status runLine(const std::string &line, const Invocation &defaults, Context &con
         if (words.empty())
             return Done;
         const Invocation invocation = parseInvocation(words, defaults);
-        if (invocation.command == "--help") {
-            context.output.raw(helpText());
-            return Done;
-        }
-        if (invocation.command == "--version") {
-            context.output.line(versionText());
-            return Done;
-        }
         if (invocation.address.text() != defaults.address.text())
             throw Failure(Usage, "all commands go to " + defaults.address.text());
         return runCommand(invocation, context);

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 #include "kivctl/commands.h"
 
-#include <cstdio>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -28,10 +27,6 @@ int main(int argc, char *argv[])
     try {
         const std::vector<std::string> words(argv + 1, argv + argc);
         const Invocation invocation = parseInvocation(words, Invocation());
-        if (invocation.command == "--help")
-            return std::fputs(helpText().c_str(), stdout) < 0;
-        if (invocation.command == "--version")
-            return std::puts(versionText().c_str()) < 0;
         Client client(invocation.address);
         Output output(invocation.colours);
         Context context = {client, output};

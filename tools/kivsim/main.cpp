@@ -7,7 +7,9 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QFile>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 namespace
@@ -29,6 +31,14 @@ int fail(const std::string &error, int status)
     return status;
 }
 
+/** @return the exit status */
+int show(const std::string &text)
+{
+    if (std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0)
+        return 0;
+    return fail(std::string("cannot write: ") + std::strerror(errno), 1);
+}
+
 /** Reads the data file as a start would, and says what it thinks of it. */
 int check(const kivsim::Options &options)
 {
@@ -36,7 +46,7 @@ int check(const kivsim::Options &options)
     std::string error;
     if (!tree.load(options.dataFile, error))
         return fail(error, 1);
-    return std::printf("%s is good\n", options.dataFile.c_str()) < 0;
+    return show(options.dataFile + " is good\n");
 }
 
 } // namespace
@@ -49,9 +59,9 @@ int main(int argc, char *argv[])
     if (!parseOptions(argc, argv, options, error))
         return fail(error, 2);
     if (options.action == Options::ShowHelp)
-        return std::fputs(helpText().c_str(), stdout) < 0;
+        return show(helpText());
     if (options.action == Options::ShowVersion)
-        return std::puts("kivsim " KIVSIM_VERSION) < 0;
+        return show("kivsim " KIVSIM_VERSION "\n");
 
     QCoreApplication application(argc, argv);
     if (options.dataFile.empty())
